@@ -1,0 +1,25 @@
+# The libraries that the system stands on, all from the distribution's packages.
+
+find_package(Threads REQUIRED)
+find_package(CURL REQUIRED)
+find_package(OpenSSL REQUIRED)
+find_package(ZLIB REQUIRED)
+find_package(SQLite3 REQUIRED)
+find_package(RapidJSON REQUIRED)
+find_package(ICU REQUIRED COMPONENTS uc i18n)
+find_package(date REQUIRED)
+find_package(PkgConfig REQUIRED)
+pkg_check_modules(httplib REQUIRED IMPORTED_TARGET cpp-httplib)
+pkg_check_modules(edit REQUIRED IMPORTED_TARGET libedit)
+
+add_library(qv_rapidjson INTERFACE)
+target_include_directories(qv_rapidjson SYSTEM INTERFACE ${RapidJSON_INCLUDE_DIRS} ${RAPIDJSON_INCLUDE_DIRS})
+target_compile_definitions(qv_rapidjson INTERFACE RAPIDJSON_HAS_STDSTRING=0)
+
+if(QV_TESTS)
+    find_package(GTest REQUIRED)
+    include(GoogleTest)
+endif()
+if(QV_BENCH)
+    find_package(benchmark REQUIRED)
+endif()

@@ -1,0 +1,130 @@
+#include "base/text.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include <unicode/uchar.h>
+#include <unicode/utf16.h>
+#include <unicode/utf8.h>
+
+namespace qvant {
+
+Text Widen(std::string_view strUtf8) {
+    Text strResult;
+    // One unit for each byte is the most that UTF-8 can give, so that the loop writes without checking.
+    strResult.resize(strUtf8.size());
+    char16_t* pOut = strResult.data();
+    const auto* pIn = reinterpret_cast<const std::uint8_t*>(strUtf8.data());
+    const std::size_t nSize = strUtf8.size();
+    std::size_t i = 0;
+    while (i < nSize) {
+        if (pIn[i] < 0x80) {
+            *pOut++ = pIn[i++];
+            continue;
+        }
+        UChar32 nPoint = 0;
+        U8_NEXT_OR_FFFD(pIn, i, nSize, nPoint);
+        if (nPoint > 0xFFFF) {
+            *pOut++ = static_cast<char16_t>(U16_LEAD(nPoint));
+            *pOut++ = static_cast<char16_t>(U16_TRAIL(nPoint));
+        } else {
+            *pOut++ = static_cast<char16_t>(nPoint);
+        }
+    }
+    strResult.resize(static_cast<std::size_t>(pOut - strResult.data()));
+    return strResult;
+}
+
+std::string Narrow(TextView strText) {
+    std::string strResult;
+    strResult.resize(strText.size() * 3);
+    auto* pOut = reinterpret_cast<std::uint8_t*>(strResult.data());
+    std::size_t nOut = 0;
+    std::size_t i = 0;
+    while (i < strText.size()) {
+        UChar32 nPoint = 0;
+        U16_NEXT_OR_FFFD(strText.data(), i, strText.size(), nPoint);
+        U8_APPEND_UNSAFE(pOut, nOut, nPoint);
+    }
+    strResult.resize(nOut);
+    return strResult;
+}
+
+std::string ToUtf16Bytes(TextView strText) {
+    std::string strBytes(strText.size() * 2, '\0');
+    for (std::size_t i = 0; i < strText.size(); ++i) {
+        strBytes[2 * i] = static_cast<char>(strText[i] & 0xFF);
+        strBytes[2 * i + 1] = static_cast<char>(strText[i] >> 8);
+    }
+    return strBytes;
+}
+
+Text FromUtf16Bytes(std::string_view strBytes) {
+    Text strText(strBytes.size() / 2, u'\0');
+    for (std::size_t i = 0; i < strText.size(); ++i) {
+        const auto nLow = static_cast<std::uint8_t>(strBytes[2 * i]);
+        const auto nHigh = static_cast<std::uint8_t>(strBytes[2 * i + 1]);
+        strText[i] = static_cast<char16_t>(nLow | (nHigh << 8));
+    }
+    return strText;
+}
+
+std::size_t ReplaceAll(Text& strText, TextView strFrom, TextView strTo) {
+    if (strFrom.empty()) return 0;
+    std::size_t nPosition = strText.find(strFrom);
+    if (nPosition == Text::npos) return 0;
+    Text strResult;
+    strResult.reserve(strText.size());
+    std::size_t nCount = 0;
+    std::size_t nStart = 0;
+    for (; nPosition != Text::npos; nPosition = strText.find(strFrom, nStart)) {
+        strResult.append(strText, nStart, nPosition - nStart).append(strTo);
+        nStart = nPosition + strFrom.size();
+        ++nCount;
+    }
+    strResult.append(strText, nStart);
+    strText = std::move(strResult);
+    return nCount;
+}
+
+void RemoveAll(Text& strText, char16_t ch) { std::erase(strText, ch); }
+
+TextView TrimLeft(TextView strText, TextView strUnits) {
+    const std::size_t nStart = strText.find_first_not_of(strUnits);
+    return nStart == TextView::npos ? TextView{} : strText.substr(nStart);
+}
+
+TextView TrimRight(TextView strText, TextView strUnits) {
+    const std::size_t nLast = strText.find_last_not_of(strUnits);
+    return nLast == TextView::npos ? TextView{} : strText.substr(0, nLast + 1);
+}
+
+TextView Trim(TextView strText, TextView strUnits) { return TrimRight(TrimLeft(strText, strUnits), strUnits); }
+
+namespace {
+
+/// Case maps that leave the Basic Multilingual Plane don't fit a unit and are left out.
+char16_t MapUnit(char16_t ch, UChar32 (*pMap)(UChar32)) {
+    const UChar32 nMapped = pMap(ch);
+    return nMapped > 0xFFFF ? ch : static_cast<char16_t>(nMapped);
+}
+
+Text MapText(TextView strText, UChar32 (*pMap)(UChar32)) {
+    Text strResult(strText);
+    std::transform(strResult.begin(), strResult.end(), strResult.begin(),
+                   [pMap](char16_t ch) { return MapUnit(ch, pMap); });
+    return strResult;
+}
+
+}  // namespace
+
+Text ToUpper(TextView strText) { return MapText(strText, u_toupper); }
+
+Text ToLower(TextView strText) { return MapText(strText, u_tolower); }
+
+bool EqualsNoCase(TextView strA, TextView strB) {
+    return std::equal(strA.begin(), strA.end(), strB.begin(), strB.end(),
+                      [](char16_t a, char16_t b) { return a == b || MapUnit(a, u_tolower) == MapUnit(b, u_tolower); });
+}
+
+}  // namespace qvant

@@ -1,0 +1,52 @@
+/// Wide text: UTF-16 code units. Lengths, positions and cuts count units.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace qvant {
+
+using Text = std::u16string;
+using TextView = std::u16string_view;
+
+/// Hashes for maps that are asked with a `TextView` as well as with a `Text`.
+struct TextHash {
+    using is_transparent = void;
+    std::size_t operator()(TextView strText) const noexcept { return std::hash<TextView>{}(strText); }
+};
+
+/// UTF-8 to wide text. Bytes that aren't UTF-8 become U+FFFD, one for each broken sequence.
+Text Widen(std::string_view strUtf8);
+
+/// Wide text to UTF-8. A lone surrogate becomes U+FFFD.
+std::string Narrow(TextView strText);
+
+/// Little-endian bytes of the units, two for each, with no mark in front.
+std::string ToUtf16Bytes(TextView strText);
+
+/// Units from little-endian bytes; a trailing odd byte is dropped.
+Text FromUtf16Bytes(std::string_view strBytes);
+
+/// Replaces every occurrence of `strFrom`, from the left; an empty `strFrom` replaces nothing.
+/// @return the number of replacements
+std::size_t ReplaceAll(Text& strText, TextView strFrom, TextView strTo);
+
+/// Removes every occurrence of one unit.
+void RemoveAll(Text& strText, char16_t ch);
+
+/// The text without the units of `strUnits` at its left, its right, or both ends.
+TextView TrimLeft(TextView strText, TextView strUnits);
+TextView TrimRight(TextView strText, TextView strUnits);
+TextView Trim(TextView strText, TextView strUnits);
+
+/// Case mapping unit by unit, without regard to language.
+Text ToUpper(TextView strText);
+Text ToLower(TextView strText);
+
+/// Equality without regard to case, unit by unit.
+bool EqualsNoCase(TextView strA, TextView strB);
+
+inline bool Contains(TextView strText, TextView strPart) { return strText.find(strPart) != TextView::npos; }
+
+}  // namespace qvant

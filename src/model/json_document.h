@@ -1,0 +1,31 @@
+/// RapidJSON in the two forms of the system, called so that no nesting can overflow the stack.
+#pragma once
+
+#include <string_view>
+
+#include <rapidjson/document.h>
+
+#include "base/text.h"
+
+namespace qvant {
+
+using WideEncoding = rapidjson::UTF16<char16_t>;
+/// A document whose strings are UTF-16.
+using JsonDocument = rapidjson::GenericDocument<WideEncoding>;
+using JsonValue = rapidjson::GenericValue<WideEncoding>;
+
+/// Deepest nesting that a document may have. Beyond it the text counts as broken, so that walking and writing a
+/// document, which go one call deeper with each level, stay within any thread's stack.
+inline constexpr int JSON_DEEPEST = 256;
+
+/// Parses UTF-8 bytes into a UTF-16 document.
+/// @return false for text that isn't JSON, is nested too deep or has something behind the document; it is null then
+bool ParseUtf8(JsonDocument& document, std::string_view strBytes);
+
+/// The text of a string value, borrowed.
+inline TextView GetText(const JsonValue& value) { return {value.GetString(), value.GetStringLength()}; }
+
+/// A member of an object, or null.
+const JsonValue* FindMember(const JsonValue& object, TextView strName);
+
+}  // namespace qvant

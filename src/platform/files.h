@@ -1,0 +1,51 @@
+/// Files and folders. Paths are wide text with "/"; nothing here throws but for memory.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "base/text.h"
+
+namespace qvant::platform {
+
+/// Path of the process's executable; with `LUMIVALE_HOME` set, a file in that folder.
+Text GetExecutablePath();
+
+/// The common application-data folder, without a trailing slash; nothing when the machine has none.
+std::optional<Text> GetCommonDataFolder();
+
+/// The user's own application-data folder, for per-user registration; nothing when there is no home.
+std::optional<Text> GetUserDataFolder();
+
+/// The folder for temporary files, with a trailing slash.
+Text GetTempFolder();
+
+/// Makes the folder and those above it. @return true when it is there afterwards
+bool CreateFolders(TextView strPath);
+
+/// Whether the file can be opened for reading.
+bool CanReadFile(TextView strPath);
+
+/// The whole file; nothing when it can't be read to its end.
+std::optional<std::string> ReadWholeFile(TextView strPath);
+
+/// Replaces the file whole: a temporary file beside it, flushed to the disk, then renamed over it. A failure or a
+/// crash leaves the old file. The file is readable by the user alone.
+/// @return false when the disk or the folder refuses; nothing is left behind then
+bool ReplaceFile(TextView strPath, std::string_view strBytes);
+
+/// Creates a new empty file with a name of its own: prefix, up to six hexadecimal digits, ".tmp".
+/// @return the path; nothing when the folder refuses
+std::optional<Text> CreateTempFile(TextView strFolder, TextView strPrefix);
+
+/// Creates a file that must not be there yet, open to this user alone, and writes it.
+/// @return false when it was there or couldn't be written whole
+bool WriteNewFile(TextView strPath, std::string_view strBytes);
+
+void DeleteFile(TextView strPath);
+
+/// Number of the last failed file operation of the calling thread (`errno`).
+int GetLastFileError();
+
+}  // namespace qvant::platform

@@ -1,0 +1,67 @@
+/// The dotted symbol grammar: keys, name spaces, display names. Pure text; no store access.
+///
+/// All text is case sensitive unless an operation says otherwise. No conversion fails loudly: a symbol with too few
+/// fields yields empty fields.
+#pragma once
+
+#include <cstdint>
+#include <list>
+#include <unordered_map>
+#include <unordered_set>
+
+#include "base/split.h"
+#include "base/text.h"
+
+namespace qvant {
+
+using TextMap = std::unordered_map<Text, Text, TextHash, std::equal_to<>>;
+using TextSet = std::unordered_set<Text, TextHash, std::equal_to<>>;
+
+/// First four fields, by tokens: empty fields vanish.
+Text GetSecurityKey(TextView strSymbol);
+/// First three fields, by tokens.
+Text GetSecurityGroup(TextView strSymbol);
+/// First four fields, by position: empty fields stay.
+Text ExtractSecurityKey(TextView strSymbol);
+/// Field 3 by position: the month of a server line such as LUM.CME.ES.202012.
+Text GetMonthField(TextView strText);
+/// "LUM", exchange, product.
+Text ToServerClass(TextView strSymbol);
+/// A quote symbol ("I.") to the service's own ("QV."); kept in a process-wide map.
+Text ISymbolToQVSymbol(TextView strSymbol);
+/// Class and its number, "F,1".
+Text GetSymbolType(TextView strSymbol);
+/// Short search form, ES.2012.C2000.CME.
+Text MakeSearchId(TextView strSymbol);
+
+/// The words that stand for call, put, month and synthetic underlying in display names.
+struct SymbolWords {
+    Text m_strCall = u"C";
+    Text m_strPut = u"P";
+    Text m_strMonth = u"M";
+    Text m_strSynU = u"SynU";
+};
+
+/// Reads the four words of a language from section "LUMIVale" of a profile file.
+SymbolWords LoadSymbolWords(TextView strPath, TextView strLanguage);
+
+/// What display names are made of; borrowed for the call.
+struct NameSources {
+    const TextMap& m_mapSecurityName;     ///< four-part key to product name
+    const TextMap& m_mapOptionSetPriAdj;  ///< option class key to "SetPRIADJ"
+    const TextSet& m_mapLocalExchanges;   ///< exchanges whose contracts take the local forms
+    const SymbolWords& words;
+};
+
+/// Display name of a symbol; empty when its class has no name, which tells callers to skip the contract.
+/// @param strLabel  empty, or a word that stands in for the month ("HOT")
+Text FormatSymbolName(TextView strSymbol, TextView strLabel, const NameSources& sources);
+
+/// Display name of a two-leg symbol.
+Text FormatTwoLegName(TextView strSymbol, const NameSources& sources);
+
+/// Whether one more contract of a product fits: two for each product, one for "T" and "TF".
+/// @param listAccepted  the symbols accepted so far, in acceptance order
+bool CheckContractQuota(TextView strSymbol, TextView strProduct, const std::list<Text>& listAccepted);
+
+}  // namespace qvant
