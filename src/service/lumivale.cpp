@@ -8,6 +8,7 @@
 #include "base/format.h"
 #include "platform/files.h"
 #include "platform/module.h"
+#include "qvant/lumivale.h"
 
 namespace qvant {
 
