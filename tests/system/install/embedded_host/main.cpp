@@ -1,13 +1,13 @@
 /// The smallest host: loads the installed service, starts it, ends it. Exits with 0 when every step went well.
-#include <dlfcn.h>
-
 #include <cstdio>
+
+#include <dlfcn.h>
 
 #include "qvant/lumivale.h"
 
 int main() {
     void* const hModule = dlopen(LUMIVALE_MODULE, RTLD_NOW);
-    if (!hModule) return std::fprintf(stderr, "%s\n", dlerror()), 1;
+    if (!hModule) return 1;
     const auto pGetClassObject = reinterpret_cast<decltype(&DllGetClassObject)>(dlsym(hModule, "DllGetClassObject"));
     IClassFactory* pFactory = nullptr;
     IQvantManager* pManager = nullptr;
