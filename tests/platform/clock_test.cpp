@@ -88,6 +88,11 @@ TEST(ToLocal, CountsBackBefore1970) {
     EXPECT_EQ(ToLocal(-1), (SystemTime{1969, 12, 3, 31, 23, 59, 59, 999}));
 }
 
+TEST(ToLocal, SurvivesEveryNumber) {
+    EXPECT_GT(ToLocal(std::numeric_limits<std::int64_t>::max()).nYear, 200'000'000);
+    EXPECT_LT(ToLocal(std::numeric_limits<std::int64_t>::min()).nYear, -200'000'000);
+}
+
 TEST(FromLocal, IsTheWayBack) {
     const CVariable zone("TZ", "Asia/Taipei");
     EXPECT_EQ(FromLocal(MakeTime(2000, 1, 1, 9)), 946'688'400);
