@@ -27,6 +27,9 @@ bool CreateFolders(TextView strPath);
 /// Whether the file can be opened for reading.
 bool CanReadFile(TextView strPath);
 
+/// Whether there is anything of that name, readable or not.
+bool FileExists(TextView strPath);
+
 /// The whole file; nothing when it can't be read to its end.
 std::optional<std::string> ReadWholeFile(TextView strPath);
 

@@ -1,0 +1,163 @@
+#include "documents/securities_document.h"
+
+#include <bit>
+#include <cstring>
+#include <optional>
+
+#include "base/format.h"
+#include "platform/files.h"
+#include "platform/stop.h"
+
+namespace qvant {
+
+namespace {
+
+constexpr const char16_t* NOTHING_HELD = u"-1";  ///< the version that forces a full download
+constexpr std::size_t LOGGED_UNITS = 200;        ///< of a reply that is no JSON
+
+/// The units of a wide text as they stand in memory, which on every machine this runs on is the form of the file.
+std::string_view BytesOf(TextView strText) {
+    static_assert(std::endian::native == std::endian::little);
+    return {reinterpret_cast<const char*>(strText.data()), strText.size() * sizeof(char16_t)};
+}
+
+std::size_t CountSecurities(const JsonValue& value) {
+    if (value.IsObject()) return value.MemberCount();
+    return value.IsArray() ? value.Size() : 0;
+}
+
+/// A version as text; nothing for a value that is neither text nor a whole number.
+std::optional<Text> RenderVersion(const JsonValue& value) {
+    if (value.IsString()) return Text(GetText(value));
+    if (value.IsInt()) return Format(u"%d", value.GetInt());
+    if (value.IsInt64()) return Format(u"%lld", value.GetInt64());
+    return std::nullopt;
+}
+
+}  // namespace
+
+bool CSecuritiesDocument::QuerySecuritiesInfo() {
+    RunState& state = m_parts.state;
+    if (const CBaseData* pLumivale = m_parts.storage.GetLumivale())
+        state.m_strVersion = pLumivale->GetString(u"Version");
+    // Without the file the version means nothing, whatever the settings remember.
+    if (!platform::CanReadFile(m_strPath) || state.m_strVersion.empty()) state.m_strVersion = NOTHING_HELD;
+    DropDocument();
+    m_parts.host.LogMessage(Format(u"QuerySecuritiesInfo-Start ClientVer:%s, Z:%s, %d", state.m_strVersion,
+                                   m_parts.session.GetRequestId(), m_parts.servers.GetIndex()));
+    Text strError;
+    if (m_parts.servers.Walk([&](const Text& strServer) { return AskServer(strServer, strError); })) return m_bNews;
+    // Only the last server's failure is told, and none that is but our own stop.
+    if (!platform::StopRequested()) m_parts.errors.PostErrorMsg(strError);
+    DropDocument();
+    return false;
+}
+
+/// @return true when the server's reply was JSON: it ends the walk, whatever it holds
+bool CSecuritiesDocument::AskServer(const Text& strServer, Text& strError) {
+    IHost& host = m_parts.host;
+    const RunState& state = m_parts.state;
+    strError.clear();
+    // The broker key always goes out without a value, and the user's own part stands before Z.
+    const Text strUrl = Format(u"%s%s?lastVersion=%s&type=%s%s&Z=%s&broker=", strServer, u"OutsideData_getMainForm.do",
+                               state.m_strVersion, state.m_strInfoListType, m_parts.session.GetSessionQuery(),
+                               m_parts.session.GetRequestId());
+    host.LogMessage(u"QuerySecuritiesInfo-Start Url:" + strServer);
+    std::uint32_t nLength = 0;
+    const ReplyBuffer pReply = DoGetHttpQuery(strUrl, &nLength, m_parts.session.GetProxy(), strError, true, 0);
+    host.LogMessage(Format(u"QuerySecuritiesInfo Http End: %d", nLength));
+    if (!pReply) {
+        host.LogMessage(u"QuerySecuritiesInfo Fail:" + strUrl);
+        return false;
+    }
+    const auto* pText = reinterpret_cast<const char*>(pReply.get());
+    const std::string_view strReply(pText, ::strnlen(pText, nLength));
+    if (!ParseReply(strReply, strUrl)) return false;
+    m_bNews = TakeReply(strReply);
+    return true;
+}
+
+bool CSecuritiesDocument::ParseReply(std::string_view strReply, const Text& strUrl) {
+    if (ParseUtf8(m_docSecurities, strReply)) return true;
+    m_parts.host.LogMessage(u"QuerySecuritiesInfo-URlError:" + strUrl);
+    // The line names the contract list here too: the two documents share it, and those who read the logs know it so.
+    const Text strStart = Widen(strReply.substr(0, LOGGED_UNITS * 4)).substr(0, LOGGED_UNITS);
+    m_parts.host.LogMessage(Format(u"QueryContractList. Result=%s.", strStart));
+    return false;
+}
+
+/// Saves a reply that holds securities, and takes its version over.
+/// @return true when there are news, and they reached the disk
+bool CSecuritiesDocument::TakeReply(std::string_view strReply) {
+    bool bSaved = false;
+    std::optional<Text> strNewVersion;
+    if (m_docSecurities.IsObject()) {
+        for (const auto& member : m_docSecurities.GetObject()) {
+            const TextView strName = GetText(member.name);
+            if (strName == u"SecuritiesInfo" && CountSecurities(member.value) > 0) {
+                m_parts.host.LogMessage(u"QuerySecuritiesInfo have SecuritiesInfo");
+                bSaved = SaveDocument(strReply);
+            } else if (strName == u"LastVersion") {
+                // Versions are compared as text: a lower one is as new as a higher one.
+                auto strVersion = RenderVersion(member.value);
+                if (strVersion && *strVersion != m_parts.state.m_strVersion) strNewVersion = std::move(strVersion);
+            }
+        }
+    }
+    if (!bSaved) {
+        DropDocument();
+        return false;
+    }
+    if (strNewVersion) TakeVersion(*strNewVersion);
+    return true;
+}
+
+bool CSecuritiesDocument::SaveDocument(std::string_view strReply) const {
+    return platform::ReplaceFile(m_strPath, BytesOf(Widen(strReply)));
+}
+
+void CSecuritiesDocument::TakeVersion(const Text& strVersion) {
+    RunState& state = m_parts.state;
+    state.m_strVersion = strVersion;
+    m_parts.host.LogMessage(u"QuerySecuritiesInfo-ServerVer:" + state.m_strVersion);
+    if (!m_parts.storage.GetLumivale()) {
+        state.m_bVersionUnsaved = true;
+        return;
+    }
+    m_parts.storage.StoreVersion();
+    m_parts.host.LogMessage(u"QuerySecuritiesInfo-SaveVer:" + state.m_strVersion);
+}
+
+void CSecuritiesDocument::LoadSecuritiesInfo(CBaseData* pSecurityInfo) {
+    struct CDropAtEnd {
+        CSecuritiesDocument& document;
+        ~CDropAtEnd() { document.DropDocument(); }
+    };
+    m_parts.host.LogMessage(u"LoadSecuritiesInfo-Start");
+    {
+        const CDropAtEnd dropAtEnd{*this};
+        const bool bReceived = m_docSecurities.IsObject() && m_docSecurities.MemberCount() > 0;
+        if (bReceived || ReadDocument()) m_parts.parser.ParseJsonData(m_docSecurities, pSecurityInfo);
+    }
+    m_makeUnderlyingList();
+    m_parts.host.LogMessage(u"LoadSecuritiesInfo-End");
+}
+
+bool CSecuritiesDocument::ReadDocument() {
+    const auto strBytes = platform::ReadWholeFile(m_strPath);
+    if (!strBytes) {
+        m_parts.errors.PostMsg(CErrorReport::NO_SECURITIES_FILE, u"");
+        return false;
+    }
+    if (ParseUtf8(m_docSecurities, Narrow(FromUtf16Bytes(*strBytes)))) return true;
+    m_parts.host.LogMessage(u"LoadSecuritiesInfo-json parse error!!");
+    return false;
+}
+
+/// Gives the document's memory back, not only its content.
+void CSecuritiesDocument::DropDocument() {
+    JsonDocument().Swap(m_docSecurities);
+    m_bNews = false;
+}
+
+}  // namespace qvant

@@ -1,0 +1,136 @@
+#include "model/storage_tables.h"
+
+#include <algorithm>
+
+#include "base/format.h"
+#include "base/split.h"
+
+namespace qvant {
+
+std::uint32_t CStorageTables::InitContractList(CBaseData* pCurrencyMapping) {
+    BindChildren();
+    m_state.m_mapCurrencyMapping.clear();
+    m_state.m_arClassification.clear();
+    m_state.m_mapContractVersion.clear();
+    StoreUnsavedContractVersions();
+    const Text strCurrencyRate = ReadPermissions(pCurrencyMapping);
+
+    Text strLanguage;
+    if (const auto pGeneral = m_host.OpenTable(u"GeneralService", nullptr)) {
+        strLanguage = pGeneral->GetString(u"AppsLanguage");
+        m_state.Culture = pGeneral->GetString(u"AppManager_Culture");
+    }
+    std::uint32_t nResult = CompareClassification(strLanguage);
+    if (strCurrencyRate != m_state.m_strCurrencyRate) {
+        m_state.m_strCurrencyRate = strCurrencyRate;
+        nResult |= L_REQUERY_CURRENCYRATE;
+    }
+    if (m_state.m_bVersionUnsaved && StoreVersion()) m_state.m_bVersionUnsaved = false;
+    return nResult;
+}
+
+bool CStorageTables::StoreVersion() {
+    if (!m_pLumivale) return false;
+    CTransaction transaction(*m_pLumivale);
+    m_state.m_strVersion = Text(Trim(m_state.m_strVersion, u"\""));
+    transaction.SetValue(u"Version", m_state.m_strVersion);
+    transaction.Commit();
+    return true;
+}
+
+void CStorageTables::BindChildren() {
+    const auto pStorage = m_host.OpenTable(u"STORAGE", nullptr);
+    if (!pStorage) return;
+    auto pLumivale = pStorage->GetSubTable(u"Lumivale", nullptr);
+    m_bLumivaleExisted = pLumivale != nullptr;
+    if (!m_bLumivaleExisted) {
+        m_host.LogMessage(u"No STORAGE-Lumivale");
+        pLumivale = OpenChild(*pStorage, u"Lumivale");
+    }
+    m_pLumivale = std::move(pLumivale);
+    bool bExisted = false;
+    m_pAppTradePermission = OpenChild(*pStorage, u"AppTradePermission", &bExisted);
+    if (bExisted) CopyTradePermissions();
+}
+
+/// A user with the right to everything keeps the working table as it is; for any other the last permissions count
+/// until the servers send newer ones.
+void CStorageTables::CopyTradePermissions() {
+    const auto pWorking = m_host.OpenTable(u"AppsTradePermission", nullptr);
+    if (pWorking && pWorking->GetString(u"AllAppsTrade") != u"1") CopyValues(*m_pAppTradePermission, *pWorking);
+}
+
+void CStorageTables::StoreUnsavedContractVersions() {
+    if (m_state.m_mapContractVersionUnsaved.empty() || !m_pLumivale) return;
+    CTransaction transaction(*m_pLumivale);
+    for (const auto& [strName, strVersion] : m_state.m_mapContractVersionUnsaved) {
+        transaction.SetValue(strName + u".Version", strVersion);
+    }
+    m_state.m_mapContractVersionUnsaved.clear();
+    transaction.Commit();
+}
+
+/// Walks the key=value rows of the user's permissions.
+/// @return the value of "CurrencyRate" as it came
+Text CStorageTables::ReadPermissions(CBaseData* pCurrencyMapping) {
+    Text strCurrencyRate;
+    const auto pPermissions = m_host.OpenTable(u"PERMISSIONS.LUMIVale", nullptr);
+    if (!pPermissions) return strCurrencyRate;
+    const std::int32_t nCount = pPermissions->GetCount();
+    for (std::int32_t nIndex = 0; nIndex < nCount; ++nIndex) {
+        const Text strEntry = pPermissions->GetKeyAt(nIndex);
+        const std::size_t nEqual = strEntry.find(u'=');
+        if (nEqual == Text::npos) continue;
+        const TextView strKey = TextView(strEntry).substr(0, nEqual);
+        const TextView strValue = TextView(strEntry).substr(nEqual + 1);
+        if (strKey == u"Classification") {
+            TakeClassification(strValue);
+        } else if (strKey == u"CurrencyRate") {
+            strCurrencyRate = strValue;
+            TakeCurrencyPairs(strValue, pCurrencyMapping);
+        }
+    }
+    return strCurrencyRate;
+}
+
+void CStorageTables::TakeClassification(TextView strValue) {
+    const Text strItem = ToUpper(strValue);
+    auto& arItems = m_state.m_arClassification;
+    if (std::find(arItems.begin(), arItems.end(), strItem) != arItems.end()) return;
+    arItems.push_back(strItem);
+    int nPosition = 0;
+    const Text strName = NextToken(strItem, u":", nPosition);
+    const Text strVersion = m_pLumivale ? m_pLumivale->GetString(strName + u".Version") : Text();
+    if (!strVersion.empty()) m_state.m_mapContractVersion[strName] = strVersion;
+}
+
+void CStorageTables::TakeCurrencyPairs(TextView strValue, CBaseData* pCurrencyMapping) {
+    for (const Text& strPair : SplitTokens(ToUpper(strValue), u";")) {
+        const std::size_t nColon = strPair.find(u':');
+        if (nColon == Text::npos) continue;
+        const Text strFirst = strPair.substr(0, nColon);
+        const Text strSecond = strPair.substr(nColon + 1);
+        m_state.m_mapCurrencyMapping[strSecond] = strFirst;
+        if (!pCurrencyMapping) continue;
+        CTransaction transaction(*pCurrencyMapping);
+        transaction.SetValue(strFirst, strSecond);
+        transaction.Commit();
+    }
+}
+
+std::uint32_t CStorageTables::CompareClassification(const Text& strLanguage) {
+    if (m_bLumivaleExisted && m_pLumivale) {
+        CTransaction transaction(*m_pLumivale);
+        transaction.Clear(store::MASK_TABLES);
+        transaction.Commit();
+    }
+    Text strClassification;
+    for (const Text& strItem : m_state.m_arClassification) strClassification.append(strItem).append(u"|");
+    if (strClassification == m_state.m_strClassification && strLanguage == m_state.AppsLanguage) return 0;
+    m_state.m_strClassification = strClassification;
+    m_state.AppsLanguage = strLanguage;
+    m_languageChanged();
+    return L_REQUERY_CLASSOFOCATION;
+}
+
+}  // namespace qvant

@@ -1,0 +1,59 @@
+/// The children of "STORAGE" that the service keeps open, and the step of sign-in that binds them.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+
+#include "model/run_state.h"
+#include "store/base_data.h"
+#include "store/host.h"
+
+namespace qvant {
+
+/// Bits of `InitContractList`: what has changed and must be fetched again.
+enum Requery : std::uint32_t {
+    L_REQUERY_CLASSOFOCATION = 1,  ///< the classification or the language
+    L_REQUERY_CURRENCYRATE = 16    ///< the currency pairs
+};
+
+/// Owned by the service; used by the thread of sign-in and by the passes after it.
+class CStorageTables {
+public:
+    /// @param languageChanged  reads the symbol words and makes the underlying lists anew for `AppsLanguage`
+    CStorageTables(IHost& host, RunState& state, std::function<void()> languageChanged)
+        : m_host(host), m_state(state), m_languageChanged(std::move(languageChanged)) {}
+
+    /// Binds the children, takes the user's classification, currency pairs and language over.
+    /// @param pCurrencyMapping  the table "CurrencyMapping", or null
+    /// @return bits of `Requery`; 0 when nothing changed since the last run
+    std::uint32_t InitContractList(CBaseData* pCurrencyMapping);
+
+    /// The record "Lumivale"; null before the first sign-in, and without "STORAGE".
+    CBaseData* GetLumivale() const { return m_pLumivale.get(); }
+
+    /// Writes `m_strVersion` into the record, without the double quotes around it, which go from the member too.
+    /// @return false while there is no record
+    bool StoreVersion();
+
+    void ReleaseAppTradePermission() { m_pAppTradePermission.reset(); }
+    void ReleaseLumivale() { m_pLumivale.reset(); }
+
+private:
+    void BindChildren();
+    void CopyTradePermissions();
+    void StoreUnsavedContractVersions();
+    Text ReadPermissions(CBaseData* pCurrencyMapping);
+    void TakeClassification(TextView strValue);
+    void TakeCurrencyPairs(TextView strValue, CBaseData* pCurrencyMapping);
+    std::uint32_t CompareClassification(const Text& strLanguage);
+
+    IHost& m_host;
+    RunState& m_state;
+    const std::function<void()> m_languageChanged;
+    std::unique_ptr<CBaseData> m_pLumivale;
+    std::unique_ptr<CBaseData> m_pAppTradePermission;
+    bool m_bLumivaleExisted = false;
+};
+
+}  // namespace qvant

@@ -1,0 +1,45 @@
+#include "platform/profile.h"
+
+#include <mutex>
+
+#include "base/numbers.h"
+#include "platform/files.h"
+#include "platform/profile_text.h"
+
+namespace qvant::platform {
+
+namespace {
+
+std::optional<Text> FindValue(TextView strSection, TextView strKey, TextView strPath) {
+    const auto strBytes = ReadWholeFile(strPath);
+    if (!strBytes) return std::nullopt;
+    return CProfileText::Parse(*strBytes).Find(strSection, strKey);
+}
+
+}  // namespace
+
+Text GetProfileText(TextView strSection, TextView strKey, TextView strDefault, std::size_t nSize, TextView strPath) {
+    if (nSize == 0) return {};
+    Text strValue = FindValue(strSection, strKey, strPath).value_or(Text(strDefault));
+    if (strValue.size() >= nSize) strValue.resize(nSize - 1);
+    return strValue;
+}
+
+std::int32_t GetProfileInt(TextView strSection, TextView strKey, std::int32_t nDefault, TextView strPath) {
+    const auto strValue = FindValue(strSection, strKey, strPath);
+    return strValue ? ToInt(*strValue) : nDefault;
+}
+
+bool WriteProfileText(TextView strSection, TextView strKey, TextView strValue, TextView strPath) {
+    static std::mutex mutex;
+    // From the reading to the replacement, or one of two writers would lose the other's key.
+    const std::lock_guard lock(mutex);
+    // A file that is there and can't be read must not be replaced by one with a single key.
+    auto strBytes = ReadWholeFile(strPath);
+    if (!strBytes && FileExists(strPath)) return false;
+    CProfileText text = CProfileText::Parse(strBytes.value_or(std::string()));
+    text.Set(strSection, strKey, strValue);
+    return ReplaceFile(strPath, text.GetBytes());
+}
+
+}  // namespace qvant::platform

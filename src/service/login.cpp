@@ -1,0 +1,160 @@
+#include "service/login.h"
+
+#include "base/format.h"
+#include "base/numbers.h"
+#include "base/split.h"
+#include "platform/stop.h"
+
+namespace qvant {
+
+namespace {
+
+void AppendList(std::vector<Text>& arList, TextView strList) {
+    for (Text& strItem : SplitTokens(strList, u"|")) arList.push_back(std::move(strItem));
+}
+
+}  // namespace
+
+void CLogin::Run() {
+    ReadProxy();
+    if (!WaitForFirstLoad()) return;
+    ReadUser();
+    const Servers servers = ReadServers();
+    TakeTradePermissions();
+    TakeServers(servers);
+    Refresh(servers);
+    if (platform::StopRequested()) return;
+    m_parts.tables.pGeneralService = m_parts.host.OpenTable(u"GeneralService", &m_parts.sink);
+}
+
+/// An empty address leaves the values of the last run.
+void CLogin::ReadProxy() {
+    const auto pGeneral = m_parts.host.OpenTable(u"GeneralService", nullptr);
+    if (!pGeneral) return;
+    ProxySettings proxy = m_parts.session.GetProxy();
+    const Text strAddress = pGeneral->GetString(u"AppsProxyAddress");
+    if (strAddress.empty()) return;
+    proxy.strAddress = strAddress;
+    proxy.nPort = static_cast<std::uint32_t>(ToInt(pGeneral->GetString(u"AppsProxyPort")));
+    proxy.strAccount = pGeneral->GetString(u"AppsProxyAccount");
+    if (!proxy.strAccount.empty()) proxy.strPassword = pGeneral->GetString(u"AppsProxyPassword");
+    m_parts.session.SetProxy(std::move(proxy));
+}
+
+/// @return false when the service was told to stop meanwhile
+bool CLogin::WaitForFirstLoad() {
+    if (m_parts.threadPreProcess.IsStarted()) {
+        m_parts.host.LogMessage(u"LonginOk WaitForSingleObject : m_hThreadPreProcessData");
+        m_parts.threadPreProcess.Wait();
+    }
+    if (platform::StopRequested()) return false;
+    m_parts.host.LogMessage(u"LonginOk m_hThreadPreProcessData Done");
+    m_parts.host.LogMessage(u"LonginOk WaitForSingleObject : m_hEventSymbolLookUp");
+    m_parts.eventSymbolLookUp.Wait();
+    if (platform::StopRequested()) return false;
+    m_parts.host.LogMessage(u"LonginOk m_hEventSymbolLookUp Done");
+    return true;
+}
+
+void CLogin::ReadUser() {
+    const auto pGeneral = m_parts.host.OpenTable(u"PERMISSIONS.General", nullptr);
+    if (!pGeneral) return;
+    const Text strUser = pGeneral->GetString(u"Username");
+    const Text strKey = pGeneral->GetString(u"SessionKey");
+    const Text strRegion = pGeneral->GetString(u"Region");
+    const Text& strAppName = m_parts.options.strAppName;
+    m_parts.host.LogMessage(
+        Format(u"LoginID:%s, Region=%s, AppName=%s, SessionKey:%s", strUser, strRegion, strAppName, strKey));
+    if (strUser.empty() || strKey.empty()) return;
+    m_parts.session.SetSessionQuery(
+        Format(u"&ACCOUNT=%s&REGION=%s&APP_NAME=%s&KEY=%s", strUser, strRegion, strAppName, strKey));
+}
+
+/// The arrays aren't emptied first: signing in twice leaves every entry twice.
+CLogin::Servers CLogin::ReadServers() {
+    Servers servers;
+    if (const auto pPermissions = m_parts.host.OpenTable(u"PERMISSIONS.LUMIVale", nullptr)) {
+        servers.strLumivaleURL = pPermissions->GetString(u"LUMIValeURL");
+        servers.strInfoListType = pPermissions->GetString(u"InfoListType");
+        m_strAppsTradeURL = pPermissions->GetString(u"AppsTradePermission");
+        m_strTradingDayURL = pPermissions->GetString(u"TradingDayURL");
+        m_parts.state.m_strHotChangeURL = pPermissions->GetString(u"HotChangeURL");
+        m_parts.state.m_strExpireURL = pPermissions->GetString(u"ExpireURL");
+        m_strSS2Cmd = pPermissions->GetString(u"SS2Cmd");
+    }
+    m_parts.host.LogMessage(Format(u"HotChangeURL=%s.", m_parts.state.m_strHotChangeURL));
+    m_parts.host.LogMessage(Format(u"ExpireURL=%s.", m_parts.state.m_strExpireURL));
+    m_parts.host.LogMessage(Format(u"SS2Cmd=%s.", m_strSS2Cmd));
+    AppendList(m_arHotChangeURL, m_parts.state.m_strHotChangeURL);
+    AppendList(m_arExpireURL, m_parts.state.m_strExpireURL);
+    AppendList(m_arSS2Cmd, m_strSS2Cmd);
+    return servers;
+}
+
+void CLogin::TakeTradePermissions() {
+    Text strAllAppsTrade;
+    if (const auto pRights = m_parts.host.OpenTable(u"PERMISSIONS.AppsTradePermission", nullptr)) {
+        strAllAppsTrade = pRights->GetString(u"AllAppsTrade");
+    }
+    if (strAllAppsTrade == u"1") {
+        if (const auto pWorking = m_parts.host.OpenTable(u"AppsTradePermission", nullptr)) {
+            CTransaction transaction(*pWorking);
+            transaction.SetValue(u"AllAppsTrade", u"1");
+            transaction.Commit();
+        }
+    }
+    m_parts.host.LogMessage(u"Set AppsTradePermission:" + strAllAppsTrade);
+}
+
+/// An empty list type stays empty and so differs from a stored "ALL", which leads to a rebuild. It is not to be
+/// replaced by "ALL" here.
+void CLogin::TakeServers(const Servers& servers) {
+    m_parts.host.LogMessage(u"Server strLUMIValeURL:" + servers.strLumivaleURL);
+    if (servers.strLumivaleURL.empty() || servers.strLumivaleURL == m_parts.state.m_strLumivaleURL) return;
+    m_selectServers(servers.strLumivaleURL);
+}
+
+void CLogin::Refresh(const Servers& servers) {
+    RunState& state = m_parts.state;
+    if (servers.strLumivaleURL == state.m_strLumivaleURL && servers.strInfoListType == state.m_strInfoListType) {
+        RefreshChanged();
+        return;
+    }
+    m_parts.host.LogMessage(Format(u"diff:%s, %s; %s, %s", servers.strLumivaleURL, state.m_strLumivaleURL,
+                                   servers.strInfoListType, state.m_strInfoListType));
+    state.m_strLumivaleURL = servers.strLumivaleURL;
+    state.m_strInfoListType = servers.strInfoListType;
+    m_parts.storage.InitContractList(m_parts.tables.pCurrencyMapping.get());
+    RebuildAll();
+    if (!platform::StopRequested()) SaveSettings();
+}
+
+/// The short way: the servers are those of the last run.
+void CLogin::RefreshChanged() {
+    const std::uint32_t nRequery = m_parts.storage.InitContractList(m_parts.tables.pCurrencyMapping.get());
+    if (nRequery & L_REQUERY_CLASSOFOCATION) {
+        m_parts.host.LogMessage(u"LonginOk InitContractList return = L_REQUERY_CLASSOFOCATION ");
+    } else if (nRequery == 0) {
+        m_parts.host.LogMessage(u"LonginOk InitContractList return = 0 ");
+    }
+    SaveSettings();
+    if (nRequery & L_REQUERY_CURRENCYRATE) {
+        m_parts.host.LogMessage(u"LonginOk InitContractList return = L_REQUERY_CURRENCYRATE ");
+    }
+}
+
+void CLogin::RebuildAll() {
+    m_parts.session.SetRequestId(m_parts.session.BuildRequestId(u"MakeContractList"));
+    m_parts.securities.QuerySecuritiesInfo();
+    if (platform::StopRequested()) return;
+    m_parts.securities.LoadSecuritiesInfo(m_parts.tables.pSecurityInfo.get());
+    m_parts.host.LogMessage(u"MakeInitData-Start");
+}
+
+void CLogin::SaveSettings() {
+    const RunState& state = m_parts.state;
+    m_parts.settings.SaveSettings(state, m_parts.session.GetProxy(), m_parts.storage.GetLumivale(),
+                                  state.m_strClassification, state.AppsLanguage, state.m_strCurrencyRate);
+}
+
+}  // namespace qvant

@@ -1,0 +1,74 @@
+/// Sign-in: the user's rights and servers, compared with what the last run left.
+#pragma once
+
+#include <functional>
+#include <vector>
+
+#include "documents/securities_document.h"
+#include "model/run_state.h"
+#include "model/storage_tables.h"
+#include "net/server_list.h"
+#include "net/session.h"
+#include "platform/event.h"
+#include "platform/thread.h"
+#include "service/settings.h"
+#include "service/tables.h"
+#include "store/base_data.h"
+#include "store/host.h"
+
+namespace qvant {
+
+/// What sign-in works with; all outlive it.
+struct LoginParts {
+    IHost& host;
+    CBaseDataEventReceiver& sink;  ///< receives the events of "GeneralService"
+    RunState& state;
+    const Options& options;
+    const CSettings& settings;
+    CSession& session;
+    KeptTables& tables;
+    CStorageTables& storage;
+    CSecuritiesDocument& securities;
+    platform::CThread& threadPreProcess;
+    platform::CEvent& eventSymbolLookUp;
+};
+
+/// One call on the host's thread; every step returns when its work is done, or at once when the service is told to
+/// stop. Signing in again appends the URL lists again.
+class CLogin {
+public:
+    /// @param selectServers  makes a list of URLs the servers of the service
+    CLogin(const LoginParts& parts, std::function<void(TextView strUrls)> selectServers)
+        : m_parts(parts), m_selectServers(std::move(selectServers)) {}
+
+    void Run();
+
+private:
+    /// What "PERMISSIONS.LUMIVale" says of the servers.
+    struct Servers {
+        Text strLumivaleURL;
+        Text strInfoListType;
+    };
+
+    void ReadProxy();
+    bool WaitForFirstLoad();
+    void ReadUser();
+    Servers ReadServers();
+    void TakeTradePermissions();
+    void TakeServers(const Servers& servers);
+    void Refresh(const Servers& servers);
+    void RefreshChanged();
+    void RebuildAll();
+    void SaveSettings();
+
+    const LoginParts m_parts;
+    const std::function<void(TextView)> m_selectServers;
+    Text m_strAppsTradeURL;
+    Text m_strTradingDayURL;
+    Text m_strSS2Cmd;
+    std::vector<Text> m_arHotChangeURL;
+    std::vector<Text> m_arExpireURL;
+    std::vector<Text> m_arSS2Cmd;
+};
+
+}  // namespace qvant

@@ -1,0 +1,98 @@
+/// The service: everything it owns, and its life from the host's first status to the last.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <stop_token>
+#include <string>
+
+#include "documents/securities_document.h"
+#include "model/exchange_times.h"
+#include "model/run_state.h"
+#include "model/securities_parser.h"
+#include "model/storage_tables.h"
+#include "model/underlying_lists.h"
+#include "net/error_report.h"
+#include "net/server_list.h"
+#include "net/session.h"
+#include "platform/event.h"
+#include "platform/thread.h"
+#include "qvant/component.h"
+#include "service/login.h"
+#include "service/pre_process.h"
+#include "service/settings.h"
+#include "service/tables.h"
+#include "store/host.h"
+#include "symbols/time_zones.h"
+
+namespace qvant {
+
+/// One object for each service that a host makes; it owns every map, table, thread and handle of it. There is no state
+/// variable: nothing checks the order in which the host calls.
+///
+/// Any thread may call. The sub-statuses run one at a time; a stop or exit that comes while another runs tells it to
+/// end first, so that neither ever waits for a server.
+class CLumivale : private CBaseDataEventReceiver {
+public:
+    CLumivale(IHost& host, const platform::IClock& clock);
+    ~CLumivale() override;
+
+    /// @return 0, or the code of a failure that ended the sub-status early; nothing is thrown
+    HRESULT OnSystemStatus(LONG nStatus, LONG nSubStatus) noexcept;
+
+    /// Takes a request of another module. @return 0
+    HRESULT OnTopicCommand(TextView strTopic, LONG nType, LONG nParameter, TextView strText, VARIANT* pData) noexcept;
+
+private:
+    std::stop_token BeginCall();
+    void Run(LONG nSubStatus);
+    void RunStopping(void (CLumivale::*pStep)());
+    void Init();
+    void Start();
+    void Stop();
+    void Exit();
+    void CleanUp();
+
+    void RegisterWithHost();
+    void FindHomeDir();
+    void ReadOptions();
+    void TakeStoredServers();
+    void SelectServers(TextView strUrls);
+    void RunPreProcessData();
+    void MakeUnderlyingList();
+    void LoadLanguage();
+
+    IHost& m_host;
+    const platform::IClock& m_clock;
+    std::mutex m_mutexStop;  ///< guards the two below
+    std::stop_source m_stop;
+    int m_nStopsPending = 0;
+    std::recursive_mutex m_mutexStatus;  ///< one sub-status at a time; the host may call again from inside an event
+
+    RunState m_state;
+    KeptTables m_tables;
+    CSettings m_settings;
+    Options m_options;
+    CSession m_session;
+    CServerList m_servers;
+    CErrorReport m_errors;
+    CTimeZones m_zones;
+    CExchangeTimes m_times;
+    CSecuritiesParser m_parser;
+    CUnderlyingLists m_lists;
+    SymbolWords m_words;
+    TextSet m_mapLocalExchanges;
+    CStorageTables m_storage;
+    CSecuritiesDocument m_securities;
+    CPreProcess m_preProcess;
+    CLogin m_login;
+
+    platform::CEvent m_hEventSymbolLookUp{platform::CEvent::Reset::Manual, true};
+    platform::CEvent m_hEventHolidayReady{platform::CEvent::Reset::Manual, true};
+    platform::CEvent m_hEventTimerIdle{platform::CEvent::Reset::Manual, true};
+    std::unique_ptr<platform::CEvent> m_hEventLatencyEnd;  ///< until the exit: set once a server list stands
+    platform::CThread m_hThreadPreProcessData;
+};
+
+}  // namespace qvant

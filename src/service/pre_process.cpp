@@ -1,0 +1,42 @@
+#include "service/pre_process.h"
+
+#include "base/split.h"
+#include "platform/stop.h"
+
+namespace qvant {
+
+void CPreProcess::PreProcessData() {
+    ReadRunState();
+    PublishCurrencyPairs();
+    m_parts.session.SetRequestId(m_parts.session.BuildRequestId(u"PreProcessData"));
+    m_parts.securities.QuerySecuritiesInfo();
+    if (platform::StopRequested()) return;
+    m_parts.securities.LoadSecuritiesInfo(m_parts.tables.pSecurityInfo.get());
+    m_parts.settings.ReadExchangeList(m_parts.state);
+}
+
+void CPreProcess::ReadRunState() {
+    m_parts.state.m_mapCurrencyMapping.clear();
+    m_parts.state.m_arClassification.clear();
+    m_parts.state.m_mapContractVersion.clear();
+    ProxySettings proxy;
+    m_parts.settings.ReadRunState(m_parts.state, proxy);
+    m_parts.session.SetProxy(std::move(proxy));
+    m_loadSymbolWords();
+}
+
+void CPreProcess::PublishCurrencyPairs() {
+    std::optional<CTransaction> transaction;
+    if (m_parts.tables.pCurrencyMapping) transaction.emplace(*m_parts.tables.pCurrencyMapping);
+    for (const Text& strPair : SplitTokens(m_parts.state.m_strCurrencyRate, u";")) {
+        const std::size_t nColon = strPair.find(u':');
+        if (nColon == Text::npos) continue;
+        const Text strFirst = strPair.substr(0, nColon);
+        const Text strSecond = strPair.substr(nColon + 1);
+        m_parts.state.m_mapCurrencyMapping[strSecond] = strFirst;
+        if (transaction) transaction->SetValue(strFirst, strSecond);
+    }
+    if (transaction) transaction->Commit();
+}
+
+}  // namespace qvant
