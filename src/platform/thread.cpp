@@ -41,7 +41,10 @@ bool CThread::Start(std::string strName, std::function<void()> run, Priority pri
     return true;
 }
 
-WaitResult CThread::Wait() { return m_finished.Wait(); }
+WaitResult CThread::Wait() {
+    // Without a thread nothing would ever finish.
+    return IsStarted() ? m_finished.Wait() : WaitResult::Signalled;
+}
 
 void CThread::StopAndJoin() {
     if (!m_thread.joinable()) return;
