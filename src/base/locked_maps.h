@@ -1,0 +1,96 @@
+/// String maps behind a lock, for a caller that may also hold the lock over a whole walk.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <mutex>
+#include <thread>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "base/text.h"
+
+namespace qvant {
+
+/// A map from text to values. Any thread; each operation locks by itself, unless the calling thread has the lock from
+/// `Lock`. Entries stand in the order in which their keys were first stored.
+template <class Value>
+class CLumMap {
+public:
+    /// A place in a walk; 0 is the start.
+    using Position = std::size_t;
+
+    CLumMap() = default;
+    CLumMap(const CLumMap&) = delete;
+    CLumMap& operator=(const CLumMap&) = delete;
+
+    void SetAt(TextView strKey, Value value) {
+        const auto lock = LockUnlessHeld();
+        const auto found = m_mapIndex.find(strKey);
+        if (found != m_mapIndex.end()) {
+            m_arEntries[found->second].second = std::move(value);
+            return;
+        }
+        m_arEntries.emplace_back(Text(strKey), std::move(value));
+        m_mapIndex.emplace(Text(strKey), m_arEntries.size() - 1);
+    }
+
+    /// @return false, with `value` untouched, when there is no such key
+    bool Lookup(TextView strKey, Value& value) const {
+        const auto lock = LockUnlessHeld();
+        const auto found = m_mapIndex.find(strKey);
+        if (found == m_mapIndex.end()) return false;
+        value = m_arEntries[found->second].second;
+        return true;
+    }
+
+    /// One step of a walk: gives the entry at `position` and moves on.
+    /// @return false at the end, with everything untouched
+    bool GetNextAssoc(Position& position, Text& strKey, Value& value) const {
+        const auto lock = LockUnlessHeld();
+        if (position >= m_arEntries.size()) return false;
+        strKey = m_arEntries[position].first;
+        value = m_arEntries[position].second;
+        ++position;
+        return true;
+    }
+
+    void RemoveAll() {
+        const auto lock = LockUnlessHeld();
+        m_arEntries.clear();
+        m_mapIndex.clear();
+    }
+
+    std::size_t GetCount() const {
+        const auto lock = LockUnlessHeld();
+        return m_arEntries.size();
+    }
+
+    /// Takes the lock for a whole walk; the calling thread's operations take none until `Unlock`. Not to be nested.
+    void Lock() {
+        m_mutex.lock();
+        m_owner = std::this_thread::get_id();
+    }
+    void Unlock() {
+        m_owner = std::thread::id();
+        m_mutex.unlock();
+    }
+
+private:
+    // The flag names its owner, so that only the walking thread goes without the lock.
+    std::unique_lock<std::mutex> LockUnlessHeld() const {
+        if (m_owner.load() == std::this_thread::get_id()) return {};
+        return std::unique_lock(m_mutex);
+    }
+
+    mutable std::mutex m_mutex;
+    std::atomic<std::thread::id> m_owner{};
+    std::vector<std::pair<Text, Value>> m_arEntries;
+    std::unordered_map<Text, std::size_t, TextHash, std::equal_to<>> m_mapIndex;
+};
+
+using CLumMapStringToString = CLumMap<Text>;
+using CLumMapStringToVal = CLumMap<std::int32_t>;
+
+}  // namespace qvant
