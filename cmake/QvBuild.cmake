@@ -19,7 +19,7 @@ if(QV_WERROR)
     target_compile_options(qv_options INTERFACE -Werror)
 endif()
 if(QV_SANITIZE)
-    add_compile_options(-fsanitize=${QV_SANITIZE} -fno-omit-frame-pointer)
+    add_compile_options(-fsanitize=${QV_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
     add_link_options(-fsanitize=${QV_SANITIZE})
 endif()
 

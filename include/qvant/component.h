@@ -330,6 +330,12 @@ QVANT_EXPORT HRESULT VariantCopy(VARIANTARG* pvargDest, const VARIANTARG* pvargS
 /// Converts between empty, booleans, integers, doubles and strings; anything else gives DISP_E_TYPEMISMATCH.
 QVANT_EXPORT HRESULT VariantChangeType(VARIANTARG* pvargDest, const VARIANTARG* pvarSrc, USHORT wFlags, VARTYPE vt);
 
+/// An identifier from its text in braces; CO_E_CLASSSTRING for anything else.
+QVANT_EXPORT HRESULT CLSIDFromString(LPCOLESTR lpsz, CLSID* pclsid);
+/// The text of an identifier: 38 units in braces and a NUL.
+/// @return the units written, 39; 0 when `cchMax` is less
+QVANT_EXPORT int StringFromGUID2(REFGUID rguid, LPOLESTR lpsz, int cchMax);
+
 /// Class of a name such as "QV_Data.BaseData.1": from the registration, else from the components of this project.
 QVANT_EXPORT HRESULT CLSIDFromProgID(LPCOLESTR lpszProgID, CLSID* lpclsid);
 /// Makes an object of a registered class, of a component of this project, or the process's interface table.

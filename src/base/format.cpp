@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <charconv>
-#include <cstdio>
 #include <optional>
 
 namespace qvant {
@@ -82,10 +81,12 @@ void AppendText(Text& strResult, const Conversion& conversion, TextView strText)
 }
 
 void AppendDouble(Text& strResult, const Conversion& conversion, double dValue) {
+    // Room for the longest double in full; never in the manner of a locale.
     char szNumber[400];
     const int nPrecision = static_cast<int>(std::min<std::size_t>(conversion.nPrecision.value_or(6), 40));
-    const int nLength = std::snprintf(szNumber, sizeof szNumber, "%.*f", nPrecision, dValue);
-    const Text strNumber(szNumber, szNumber + std::clamp(nLength, 0, static_cast<int>(sizeof szNumber) - 1));
+    const auto end =
+        std::to_chars(szNumber, szNumber + sizeof szNumber, dValue, std::chars_format::fixed, nPrecision).ptr;
+    const Text strNumber(szNumber, end);
     Conversion padding = conversion;
     padding.nPrecision.reset();
     AppendText(strResult, padding, strNumber);

@@ -14,12 +14,14 @@ class FormatArgument {
 public:
     enum class Kind { String, Integer, Double };
 
+    // NOLINTBEGIN(google-explicit-constructor): a call names plain values, as with any print function
     FormatArgument(const char16_t* psz) : m_kind(Kind::String), m_strText(psz ? psz : u"") {}
     FormatArgument(TextView str) : m_kind(Kind::String), m_strText(str) {}
     FormatArgument(const Text& str) : m_kind(Kind::String), m_strText(str) {}
     FormatArgument(double d) : m_kind(Kind::Double), m_dValue(d) {}
     template <std::integral T>
     FormatArgument(T n) : m_kind(Kind::Integer), m_nValue(static_cast<std::int64_t>(n)), m_nSize(sizeof(T)) {}
+    // NOLINTEND(google-explicit-constructor)
 
     Kind GetKind() const { return m_kind; }
     TextView GetText() const { return m_strText; }

@@ -50,7 +50,10 @@ std::int32_t ToInt(TextView strText) {
 
 double ToDouble(TextView strText) {
     strText = SkipBlanks(strText);
-    if (!strText.empty() && strText.front() == u'+') strText.remove_prefix(1);
+    if (strText.starts_with(u'+')) {
+        strText.remove_prefix(1);
+        if (strText.starts_with(u'-')) return 0;
+    }
     std::string strBytes;
     for (const char16_t ch : strText) {
         if (!IsDigit(ch) && ch != u'-' && ch != u'+' && ch != u'.' && ch != u'e' && ch != u'E') break;

@@ -14,8 +14,6 @@ constexpr std::int64_t DAYS_TO_1970 = 719'468;
 /// Far beyond any year that the calendar is asked for, and near enough that no sum of fields leaves 64 bits.
 constexpr std::int64_t YEAR_LIMIT = 1'000'000;
 
-constexpr std::int64_t FloorDivide(std::int64_t n, std::int64_t nBy) { return n / nBy - (n % nBy < 0 ? 1 : 0); }
-
 void SetDate(SystemTime& time, std::int64_t nDays) {
     const std::int64_t nShifted = nDays + DAYS_TO_1970;
     const std::int64_t nEra = FloorDivide(nShifted, DAYS_AN_ERA);
@@ -49,7 +47,7 @@ int DayOfWeek(std::int64_t nDays) {
 
 SystemTime ToUtc(std::int64_t nMilliseconds) {
     const std::int64_t nDays = FloorDivide(nMilliseconds, MILLISECONDS_A_DAY);
-    const auto nInDay = static_cast<int>(nMilliseconds - nDays * MILLISECONDS_A_DAY);
+    const auto nInDay = static_cast<int>(FloorRemainder(nMilliseconds, MILLISECONDS_A_DAY));
     SystemTime time;
     SetDate(time, nDays);
     time.nHour = nInDay / 3'600'000;

@@ -39,7 +39,9 @@ bool WriteProfileText(TextView strSection, TextView strKey, TextView strValue, T
     if (!strBytes && FileExists(strPath)) return false;
     CProfileText text = CProfileText::Parse(strBytes.value_or(std::string()));
     text.Set(strSection, strKey, strValue);
-    return ReplaceFile(strPath, text.GetBytes());
+    // A save that changes nothing costs no write to the disk: most of a run state stays from one save to the next.
+    std::string strNew = text.GetBytes();
+    return strNew == strBytes || ReplaceFile(strPath, strNew);
 }
 
 }  // namespace qvant::platform

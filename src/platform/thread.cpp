@@ -10,6 +10,7 @@ namespace qvant::platform {
 namespace {
 
 /// Runs on the new thread. What `run` holds is gone when this returns.
+// NOLINTNEXTLINE(performance-unnecessary-value-param): it must own what it runs
 void RunThread(std::stop_token stop, const std::string& strName, std::function<void()> run, Priority priority) {
     const CStopScope scope(std::move(stop));
     NameCurrentThread(strName);
@@ -40,7 +41,10 @@ bool CThread::Start(std::string strName, std::function<void()> run, Priority pri
     return true;
 }
 
-WaitResult CThread::Wait() { return m_finished.Wait(); }
+WaitResult CThread::Wait() {
+    // Without a thread nothing would ever finish.
+    return IsStarted() ? m_finished.Wait() : WaitResult::Signalled;
+}
 
 void CThread::StopAndJoin() {
     if (!m_thread.joinable()) return;

@@ -34,6 +34,7 @@ public:
     bool IsStarted() const { return m_thread.joinable(); }
 
     /// Waits until `run` has returned, or until the calling thread is told to stop. The thread stays joinable.
+    /// Without a thread it returns at once.
     WaitResult Wait();
 
     void RequestStop() { m_thread.request_stop(); }

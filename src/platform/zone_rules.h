@@ -32,7 +32,8 @@ std::string FindZoneName(TextView strKey);
 /// A record knows two offsets: one inside a span of the year, one outside of it. The span is the one that agrees with
 /// the zone for the longest part of the year, so that a year with two changes, or with one, is told exactly, and one
 /// with more (a second pair of changes around a month of fasting) as well as a record can. The higher offset is always
-/// the daylight one, however the zone's own law calls it.
+/// the daylight one, however the zone's own law calls it. One hour can be wrong where a year begins in the higher
+/// offset and changes once.
 void SetRules(ZoneRecord& record, const std::vector<OffsetPeriod>& arPeriods);
 
 }  // namespace qvant::platform

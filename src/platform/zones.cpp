@@ -16,7 +16,7 @@ std::int64_t FindRuleTime(const SystemTime& rule, int nYear) {
         const std::int64_t nFirst = DaysFromDate(nYear, rule.nMonth, 1);
         const std::int64_t nNextMonth = DaysFromDate(nYear, std::int64_t{rule.nMonth} + 1, 1);
         std::int64_t nDay = nFirst + (rule.nDayOfWeek % 7 - DayOfWeek(nFirst) + 7) % 7 +
-                            (std::clamp(rule.nDay, 1, LAST_IN_MONTH) - 1) * 7;
+                            (std::int64_t{std::clamp(rule.nDay, 1, LAST_IN_MONTH)} - 1) * 7;
         // The fifth of a month that has four is its last.
         while (nDay >= nNextMonth) nDay -= 7;
         time.nYear = nYear;

@@ -9,15 +9,17 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <span>
+#include <vector>
 
 #include "base/text.h"
-#include "platform/event.h"
 #include "qvant/store.h"
 #include "store/variant.h"
 
 namespace qvant {
 
 class CBaseData;
+class CBaseDataSink;
 
 /// Receives the events of one wrapper, on the store's delivery thread.
 class CBaseDataEventReceiver {
@@ -75,6 +77,8 @@ public:
     std::unique_ptr<CBaseData> GetSubTable(TextView strKey, CBaseDataEventReceiver* pSink) const;
     /// A string member of a keyed value that is a JSON object; empty when there is none.
     Text GetJsonField(TextView strKey, TextView strField) const;
+    /// Several members at once, in the order of the names; the value is read and parsed only once.
+    std::vector<Text> GetJsonFields(TextView strKey, std::span<const TextView> arFields) const;
     /// The keys of the keyed values as the store lists them: "T:key", joined by ";". Nothing when it gives no string.
     std::optional<Text> GetKeys() const;
     /// The keyed section as an opaque blob, for `LoadBlob` of another table.
@@ -84,22 +88,25 @@ public:
     std::uint32_t GlobalCookie();
 
 private:
-    class CSink;
+    friend class CBaseDataSink;
 
     bool LoadComponent();
+    bool CreateFromProgId();
     void Connect();
+    bool TryConnect();
+    void Disconnect();
     void Invoke(DISPID nMethod, VARIANT* pArguments, UINT nCount, VARIANT* pResult) const;
-    void Deliver(std::int32_t nTransaction, const Text* pKey);
+    void Write(std::int32_t nTransaction, std::int32_t nOperation, const VARIANT& a, const VARIANT& b);
+    void Read(TextView strKey, VARIANT& result) const;
 
-    CBaseDataEventReceiver* m_pSink = nullptr;
+    std::atomic<CBaseDataEventReceiver*> m_pSink{nullptr};
     IDispatch* m_pTable = nullptr;
-    CSink* m_pConnection = nullptr;
-    std::uint32_t m_nAdviseCookie = 0;
+    CBaseDataSink* m_pConnection = nullptr;  ///< what the table's events reach; holds the event lock
+    std::atomic<std::uint32_t> m_nAdviseCookie{0};
     std::uint32_t m_nGlobalCookie = 0;
     IGlobalInterfaceTable* m_pInterfaceTable = nullptr;
-    bool m_bReportOwnChanges = false;
+    const bool m_bReportOwnChanges = false;  ///< nothing sets it: a wrapper doesn't hear its own last transaction
     std::atomic<std::int32_t> m_nLastTransaction{-999};
-    platform::CEvent m_eventLock{platform::CEvent::Reset::Automatic, true};
 };
 
 /// One transaction on a wrapper; cancelled at the end of its scope unless it was committed.

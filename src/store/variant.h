@@ -13,7 +13,7 @@ namespace qvant {
 /// Owning wrapper; a `VARIANT` to the component calls.
 class CVariant : public VARIANT {
 public:
-    CVariant() { VariantInit(this); }
+    CVariant() : VARIANT{} { VariantInit(this); }
     explicit CVariant(std::int32_t nValue) : CVariant() {
         vt = VT_I4;
         lVal = nValue;

@@ -130,7 +130,7 @@ bool IsFolder(const std::string& strPath) {
 
 std::string RandomDigits() {
     constexpr std::uint32_t SIX_DIGITS = 0xFFFFFF;
-    std::array<char, 8> arDigits;
+    std::array<char, 8> arDigits{};
     std::random_device random;
     const auto end = std::to_chars(arDigits.data(), arDigits.data() + arDigits.size(), random() & SIX_DIGITS, 16).ptr;
     return std::string(arDigits.data(), end);

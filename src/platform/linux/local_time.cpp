@@ -5,9 +5,7 @@
 namespace qvant::platform {
 
 SystemTime ToLocal(std::int64_t nMilliseconds) {
-    const std::int64_t nSecondOfDay = nMilliseconds % 1'000;
-    const std::int64_t nInSecond = nSecondOfDay < 0 ? nSecondOfDay + 1'000 : nSecondOfDay;
-    const auto nSeconds = static_cast<std::time_t>((nMilliseconds - nInSecond) / 1'000);
+    const auto nSeconds = static_cast<std::time_t>(FloorDivide(nMilliseconds, 1'000));
     std::tm parts{};
     // localtime_r alone may go on with the zone that it met first.
     tzset();
@@ -19,7 +17,7 @@ SystemTime ToLocal(std::int64_t nMilliseconds) {
             .nHour = parts.tm_hour,
             .nMinute = parts.tm_min,
             .nSecond = parts.tm_sec,
-            .nMilliseconds = static_cast<int>(nInSecond)};
+            .nMilliseconds = static_cast<int>(FloorRemainder(nMilliseconds, 1'000))};
 }
 
 std::optional<std::int64_t> FromLocal(const SystemTime& time) {

@@ -21,6 +21,8 @@ Text GetModulePath(const void* pAddress) {
 }
 
 void* LoadModule(TextView strPath) {
+    // No name would mean the program itself.
+    if (strPath.empty() || Contains(strPath, TextView(u"\0", 1))) return nullptr;
     // Never unloaded: its threads may still run code of it when the last user has let it go.
     return dlopen(Narrow(strPath).c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
 }

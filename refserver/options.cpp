@@ -1,0 +1,147 @@
+#include "options.h"
+
+#include <charconv>
+#include <limits>
+
+namespace qvant::refserver {
+
+namespace {
+
+/// The arguments, taken one after the other.
+class CArguments {
+public:
+    explicit CArguments(const std::vector<std::string>& arArguments) : m_arArguments(arArguments) {}
+
+    bool Next(std::string& strName) {
+        if (m_nNext == m_arArguments.size()) return false;
+        strName = m_arArguments[m_nNext++];
+        return true;
+    }
+
+    const std::string& Value(const std::string& strName) {
+        if (m_nNext == m_arArguments.size()) throw COptionError(strName + " needs a value");
+        return m_arArguments[m_nNext++];
+    }
+
+    template <typename Number>
+    Number Count(const std::string& strName, Number nMost = std::numeric_limits<Number>::max()) {
+        const std::string& strValue = Value(strName);
+        Number nValue = 0;
+        const char* pEnd = strValue.data() + strValue.size();
+        const auto result = std::from_chars(strValue.data(), pEnd, nValue);
+        if (strValue.empty() || result.ec != std::errc() || result.ptr != pEnd || nValue > nMost) {
+            throw COptionError(strName + " \"" + strValue + "\" isn't a number up to " + std::to_string(nMost));
+        }
+        return nValue;
+    }
+
+private:
+    const std::vector<std::string>& m_arArguments;
+    std::size_t m_nNext = 0;
+};
+
+Options ParseServe(CArguments& arguments) {
+    ServeOptions options;
+    for (std::string strName; arguments.Next(strName);) {
+        if (strName == "--help" || strName == "-h") return HelpRequest{};
+        if (strName == "--version") return VersionRequest{};
+        if (strName == "--data") {
+            options.data = arguments.Value(strName);
+        } else if (strName == "--port") {
+            options.nPort = arguments.Count<std::uint16_t>(strName);
+        } else if (strName == "--address") {
+            options.strAddress = arguments.Value(strName);
+        } else if (strName == "--fault") {
+            options.arFaults.push_back(ParseFault(arguments.Value(strName)));
+        } else {
+            throw COptionError("unknown option \"" + strName + "\"");
+        }
+    }
+    if (options.data.empty()) throw COptionError("--data DIR is missing");
+    return options;
+}
+
+Options ParseGenerate(CArguments& arguments) {
+    constexpr std::size_t nMost = 10'000'000;
+    GenerateOptions options;
+    for (std::string strName; arguments.Next(strName);) {
+        if (strName == "--help" || strName == "-h") return HelpRequest{};
+        if (strName == "--products") {
+            options.nProducts = arguments.Count(strName, nMost);
+        } else if (strName == "--contracts") {
+            options.nContracts = arguments.Count(strName, nMost);
+        } else if (strName == "--seed") {
+            options.nSeed = arguments.Count<std::uint64_t>(strName);
+        } else if (strName == "--out") {
+            options.out = arguments.Value(strName);
+        } else {
+            throw COptionError("unknown option \"" + strName + "\" of generate");
+        }
+    }
+    if (options.out.empty()) throw COptionError("generate: --out DIR is missing");
+    if (options.nProducts == 0) throw COptionError("generate: --products N is missing");
+    if (options.nContracts < options.nProducts) {
+        throw COptionError("generate: --contracts counts all securities, so it can't be below --products");
+    }
+    return options;
+}
+
+}  // namespace
+
+Options ParseOptions(const std::vector<std::string>& arArguments) {
+    CArguments arguments(arArguments);
+    try {
+        if (arArguments.empty() || arArguments.front() != "generate") return ParseServe(arguments);
+        std::string strCommand;
+        arguments.Next(strCommand);
+        return ParseGenerate(arguments);
+    } catch (const CFaultError& error) {
+        throw COptionError("--fault: " + std::string(error.what()));
+    }
+}
+
+std::string HelpText() {
+    return R"(lumivale-refserver: serves reference-data documents from a data folder.
+
+  lumivale-refserver --data DIR [--port N] [--address A] [--fault F]...
+  lumivale-refserver generate --products N --contracts M --seed S --out DIR
+
+Serving:
+  --data DIR      the data folder: world.json and securities/*.json. An edit is served from
+                  the next request on, under a version of its own; a broken one is noted on
+                  standard error, and the last good data stay.
+  --port N        0, the default, takes any free port
+  --address A     numeric IPv4 address; default 127.0.0.1
+  --fault F       PATH-SUBSTRING:KIND[=ARG]: every request whose path holds PATH-SUBSTRING
+                  goes wrong in this way; may be given again. Kinds:
+                    delay=MS     answers later          status=CODE  another status
+                    slow=RATE    bytes a second         cut[=BYTES]  ends within the body
+                    reset        a TCP reset            hang         never answers
+                    garbage      a body without sense   empty        a body of nothing
+                    refresh[=N]  a Refresh header (the first N times)
+                    wrong-gzip   begins like gzip, isn't
+
+  Once it listens it prints "listening on http://ADDRESS:PORT/", then a line for each request:
+  time, method, target, status, body bytes, gzip or plain, milliseconds, faults.
+
+  While it runs:  GET    /_control/faults    the faults in force
+                  POST   /_control/faults    replaces them: a JSON array such as
+                                             [{"match":"getMainForm","kind":"delay","ms":500,"times":2}]
+                                             (status: "code", slow: "rate", cut: "bytes")
+                  DELETE /_control/faults    no faults
+                  GET    /_control/requests  how often each path was asked for
+
+Generating:
+  --products N    futures and options products
+  --contracts M   securities in all, so at least N; those beyond the products are stocks
+  --seed S        the same seed gives the same files; default 1
+  --out DIR       the data folder to make; it must not hold a world already
+
+  --help, --version
+
+Exit status: 0 after SIGINT or SIGTERM or a finished generate, 1 when the data, the address or
+the output can't be used, 2 for bad options.
+)";
+}
+
+}  // namespace qvant::refserver

@@ -1,0 +1,164 @@
+#include "reference_service.h"
+
+#include <algorithm>
+#include <chrono>
+#include <exception>
+
+#include <rapidjson/stringbuffer.h>
+#include <rapidjson/writer.h>
+
+namespace qvant::refserver {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::string_view ControlFolder = "/_control/";
+// The paths that a client that scans the network could name are without end; the counts aren't.
+constexpr std::size_t MostCountedPaths = 1000;
+constexpr std::size_t GzipHeaderBytes = 10;
+
+HttpReply MakeReadyReply(const ReadyBody& ready, bool bGzip) {
+    HttpReply reply;
+    reply.body = bGzip ? ready.gzipped : ready.plain;
+    reply.bGzip = bGzip;
+    return reply;
+}
+
+HttpReply MakeError(int nStatus, const std::string& strText) {
+    rapidjson::StringBuffer buffer;
+    rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);
+    writer.StartObject();
+    writer.Key("error");
+    writer.String(strText.data(), static_cast<rapidjson::SizeType>(strText.size()));
+    writer.EndObject();
+    return MakeReply(nStatus, buffer.GetString());
+}
+
+// A gzip header that is right, and a stream behind it that is not.
+void SpoilGzip(HttpReply& reply, const Body& body) {
+    std::string strSpoilt("\x1f\x8b\x08\0\0\0\0\0\0\x03", GzipHeaderBytes);
+    strSpoilt.append(std::max<std::size_t>(64, body ? body->size() / 8 : 0), '\xff');
+    reply.body = std::make_shared<const std::string>(std::move(strSpoilt));
+    reply.bGzip = true;
+}
+
+void Spoil(const FaultPlan& plan, HttpReply& reply) {
+    if (plan.nStatus) reply = MakeError(*plan.nStatus, "told to fail");
+    if (plan.bGarbage) reply = MakeReply(reply.nStatus, "<html>\xfe\xff{\"SecuritiesInfo\":{\"QV.F.");
+    if (plan.bEmpty) reply = MakeReply(reply.nStatus, "");
+    if (plan.bWrongGzip) SpoilGzip(reply, reply.body);
+    if (plan.bRefresh) reply.arHeaders.emplace_back("Refresh", "0");
+}
+
+bool SendBody(CConnection& connection, const FaultPlan& plan, std::string_view body) {
+    if (plan.nCutAfter) body = body.substr(0, *plan.nCutAfter);
+    return plan.nRate ? connection.WriteSlowly(body, *plan.nRate) : connection.Write(body);
+}
+
+}  // namespace
+
+CReferenceService::CReferenceService(CWorldKeeper& worlds, CFaultList& faults, CAccessLog& log, const CStopSignal& stop)
+    : m_worlds(worlds), m_faults(faults), m_log(log), m_stop(stop) {}
+
+bool CReferenceService::Exchange(CConnection& connection, const HttpRequest& request) {
+    const auto start = Clock::now();
+    const bool bControl = request.strPath.starts_with(ControlFolder);
+    if (!bControl) Count(request.strPath);
+    const FaultPlan plan = bControl ? FaultPlan() : m_faults.Take(request.strPath);
+    AccessRecord record{request.strMethod, request.strTarget, 0, 0, false, {}, plan.strNames};
+    bool bKeep = false;
+    try {
+        bKeep = Carry(connection, request, plan, record);
+    } catch (const std::exception& error) {
+        m_log.WriteNote("request dropped: " + std::string(error.what()));
+    }
+    record.duration = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start);
+    m_log.WriteRequest(record);
+    return bKeep;
+}
+
+bool CReferenceService::Carry(CConnection& connection, const HttpRequest& request, const FaultPlan& plan,
+                              AccessRecord& record) {
+    if (plan.delay.count() > 0 && m_stop.WaitFor(plan.delay)) return false;
+    if (plan.bHang) {
+        connection.WaitForEnd();
+        return false;
+    }
+    if (plan.bReset) {
+        connection.Reset();
+        return false;
+    }
+    HttpReply reply = Answer(request);
+    Spoil(plan, reply);
+    record.nStatus = reply.nStatus;
+    record.bGzip = reply.bGzip;
+    const bool bKeep = request.bKeepAlive && !plan.nCutAfter;
+    if (!connection.Write(FormatHead(reply, bKeep))) return false;
+    const std::size_t nBefore = connection.GetWritten();
+    const bool bBody = reply.body && request.strMethod != "HEAD";
+    const bool bSent = !bBody || SendBody(connection, plan, *reply.body);
+    record.nBodyBytes = connection.GetWritten() - nBefore;
+    return bSent && bKeep;
+}
+
+HttpReply CReferenceService::Answer(const HttpRequest& request) {
+    if (request.strPath.starts_with(ControlFolder)) return AnswerControl(request);
+    const bool bMain = request.strPath == "/OutsideData_getMainForm.do";
+    const bool bProbe = request.strPath == "/OutsideData_getMainLastVer.do";
+    if (!bMain && !bProbe) return MakeError(404, "no such document");
+    if (request.strMethod != "GET" && request.strMethod != "HEAD") return MakeError(405, "documents are for GET");
+    if (bMain) return AnswerDocument(request);
+    return MakeReadyReply(m_worlds.GetWorld()->GetDocument(AllSecurities).probe, request.AcceptsGzip());
+}
+
+HttpReply CReferenceService::AnswerDocument(const HttpRequest& request) {
+    const auto pWorld = m_worlds.GetWorld();
+    const auto& document = pWorld->GetDocument(request.GetQuery("type"));
+    // Any difference means news, an older or unknown version as well.
+    const bool bNews = request.GetQuery("lastVersion") != document.strVersion;
+    return MakeReadyReply(bNews ? document.whole : document.noNews, request.AcceptsGzip());
+}
+
+HttpReply CReferenceService::AnswerControl(const HttpRequest& request) {
+    if (request.strPath == "/_control/faults") return AnswerFaults(request);
+    if (request.strPath != "/_control/requests") return MakeError(404, "no such control");
+    if (request.strMethod != "GET") return MakeError(405, "the counts are for GET");
+    return MakeReply(200, CountsToJson());
+}
+
+HttpReply CReferenceService::AnswerFaults(const HttpRequest& request) {
+    try {
+        if (request.strMethod == "POST") {
+            m_faults.Replace(ParseFaults(request.strBody));
+        } else if (request.strMethod == "DELETE") {
+            m_faults.Replace({});
+        } else if (request.strMethod != "GET") {
+            return MakeError(405, "the faults are for GET, POST and DELETE");
+        }
+    } catch (const CFaultError& error) {
+        return MakeError(400, error.what());
+    }
+    return MakeReply(200, m_faults.ToJson());
+}
+
+void CReferenceService::Count(const std::string& strPath) {
+    const std::lock_guard lock(m_mutexCounts);
+    if (m_mapCounts.size() >= MostCountedPaths && !m_mapCounts.contains(strPath)) return;
+    ++m_mapCounts[strPath];
+}
+
+std::string CReferenceService::CountsToJson() const {
+    const std::lock_guard lock(m_mutexCounts);
+    rapidjson::StringBuffer buffer;
+    rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);
+    writer.StartObject();
+    for (const auto& [strPath, nCount] : m_mapCounts) {
+        writer.Key(strPath.data(), static_cast<rapidjson::SizeType>(strPath.size()));
+        writer.Uint64(nCount);
+    }
+    writer.EndObject();
+    return {buffer.GetString(), buffer.GetSize()};
+}
+
+}  // namespace qvant::refserver

@@ -1,0 +1,19 @@
+/// String members of a JSON object, without building a document.
+#pragma once
+
+#include <span>
+#include <vector>
+
+#include "base/text.h"
+
+namespace qvant {
+
+/// Reads the document once and picks the string members of its outermost object, as a look-up by name in the parsed
+/// document would find them: of several members of one name the first counts, and a document with any fault has none.
+/// Nesting may be of any depth.
+/// @param pszJson   a text that ends in NUL; it is overwritten while it is read
+/// @param arFields  the names asked for
+/// @return one text for each name, empty when there is no such string
+std::vector<Text> PickJsonMembers(char16_t* pszJson, std::span<const TextView> arFields);
+
+}  // namespace qvant

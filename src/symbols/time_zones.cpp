@@ -1,0 +1,55 @@
+#include "symbols/time_zones.h"
+
+#include <algorithm>
+
+#include "base/token_view.h"
+#include "platform/files.h"
+
+namespace qvant {
+
+namespace {
+
+constexpr std::string_view UTF16_MARK = "\xFF\xFE";
+constexpr std::string_view UTF8_MARK = "\xEF\xBB\xBF";
+
+Text DecodeFile(std::string_view strBytes) {
+    if (strBytes.starts_with(UTF16_MARK)) return FromUtf16Bytes(strBytes.substr(UTF16_MARK.size()));
+    if (strBytes.starts_with(UTF8_MARK)) strBytes.remove_prefix(UTF8_MARK.size());
+    return Widen(strBytes);
+}
+
+/// Documents write a city as the last part of "America/New_York".
+Text MakeCityKey(TextView strCity) {
+    Text strKey = ToUpper(strCity);
+    std::replace(strKey.begin(), strKey.end(), u' ', u'_');
+    return strKey;
+}
+
+}  // namespace
+
+void CTimeZones::LoadCities(TextView strPath) {
+    const auto strBytes = platform::ReadWholeFile(strPath);
+    if (!strBytes) return;
+    const Text strText = DecodeFile(*strBytes);
+    for (TextView strRest = strText; !strRest.empty();) {
+        TextView strLine = TrimRight(CutPiece(strRest, u'\n'), u"\r");
+        const TextView strCity = CutPiece(strLine, u',');
+        if (!strCity.empty()) m_mapCities[MakeCityKey(strCity)] = CutPiece(strLine, u',');
+    }
+}
+
+void CTimeZones::LoadTimeZones(const platform::IClock& clock) {
+    const int nYear = platform::ToUtc(clock.NowMilliseconds()).nYear;
+    m_arZoneNames = platform::GetZoneKeys();
+    m_mapZones.clear();
+    for (const Text& strName : m_arZoneNames) m_mapZones.emplace(strName, platform::ReadZone(strName, nYear));
+}
+
+const platform::ZoneRecord* CTimeZones::FindCity(TextView strCity) const {
+    const auto pCity = m_mapCities.find(strCity);
+    if (pCity == m_mapCities.end()) return nullptr;
+    const auto pZone = m_mapZones.find(pCity->second);
+    return pZone == m_mapZones.end() ? nullptr : &pZone->second;
+}
+
+}  // namespace qvant

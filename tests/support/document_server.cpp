@@ -1,0 +1,69 @@
+#include "support/document_server.h"
+
+namespace qvant::test {
+
+CDocumentServer::CDocumentServer() {
+    m_server.set_tcp_nodelay(true);
+    m_server.Get("/OutsideData_getMainForm.do",
+                 [this](const httplib::Request& request, httplib::Response& response) { Answer(request, response); });
+    m_nPort = m_server.bind_to_any_port("127.0.0.1");
+    m_thread = std::thread([this] { m_server.listen_after_bind(); });
+    while (!m_server.is_running()) std::this_thread::yield();
+}
+
+CDocumentServer::~CDocumentServer() {
+    Release();
+    m_server.stop();
+    m_thread.join();
+}
+
+void CDocumentServer::Publish(std::string strVersion, std::string strDocument) {
+    const std::lock_guard lock(m_mutex);
+    m_strVersion = std::move(strVersion);
+    m_strDocument = std::move(strDocument);
+    m_nStatus = 0;
+}
+
+void CDocumentServer::AnswerAlways(std::string strBody, int nStatus) {
+    const std::lock_guard lock(m_mutex);
+    m_strAlways = std::move(strBody);
+    m_nStatus = nStatus;
+}
+
+void CDocumentServer::Hang() {
+    const std::lock_guard lock(m_mutex);
+    m_bHang = true;
+}
+
+void CDocumentServer::Release() {
+    const std::lock_guard lock(m_mutex);
+    m_bHang = false;
+    m_changed.notify_all();
+}
+
+std::vector<std::string> CDocumentServer::GetTargets() const {
+    const std::lock_guard lock(m_mutex);
+    return m_arTargets;
+}
+
+void CDocumentServer::WaitForQuery() const {
+    std::unique_lock lock(m_mutex);
+    m_changed.wait(lock, [this] { return !m_arTargets.empty(); });
+}
+
+void CDocumentServer::Answer(const httplib::Request& request, httplib::Response& response) {
+    std::unique_lock lock(m_mutex);
+    m_arTargets.push_back(request.target);
+    m_changed.notify_all();
+    m_changed.wait(lock, [this] { return !m_bHang; });
+    if (m_nStatus != 0) {
+        response.status = m_nStatus;
+        response.set_content(m_strAlways, "application/json");
+    } else if (request.get_param_value("lastVersion") == m_strVersion) {
+        response.set_content("{\"LastVersion\":\"" + m_strVersion + "\"}", "application/json");
+    } else {
+        response.set_content(m_strDocument, "application/json");
+    }
+}
+
+}  // namespace qvant::test

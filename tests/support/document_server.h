@@ -1,0 +1,53 @@
+/// A real HTTP server on loopback that serves one securities document by version, and remembers what was asked.
+#pragma once
+
+#include <atomic>
+#include <condition_variable>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <httplib.h>
+
+#include "base/text.h"
+
+namespace qvant::test {
+
+class CDocumentServer {
+public:
+    CDocumentServer();
+    ~CDocumentServer();
+
+    /// "http://127.0.0.1:PORT/"
+    Text GetUrl() const { return Widen("http://127.0.0.1:" + std::to_string(m_nPort) + "/"); }
+
+    /// What a query with any other version gets.
+    void Publish(std::string strVersion, std::string strDocument);
+    /// Every further query gets this body, whatever its version.
+    void AnswerAlways(std::string strBody, int nStatus = 200);
+    /// Further queries hang until the server ends or `Release` is called.
+    void Hang();
+    void Release();
+
+    /// Targets of the queries so far, query strings included.
+    std::vector<std::string> GetTargets() const;
+    void WaitForQuery() const;
+
+private:
+    void Answer(const httplib::Request& request, httplib::Response& response);
+
+    httplib::Server m_server;
+    int m_nPort = 0;
+    std::thread m_thread;
+    mutable std::mutex m_mutex;
+    mutable std::condition_variable m_changed;
+    std::string m_strVersion;
+    std::string m_strDocument;
+    std::string m_strAlways;
+    int m_nStatus = 0;
+    bool m_bHang = false;
+    std::vector<std::string> m_arTargets;
+};
+
+}  // namespace qvant::test
