@@ -7,9 +7,9 @@ namespace qvant::refserver {
 
 namespace {
 
-constexpr std::size_t LineLimit = 64 * 1024;
+constexpr std::size_t LineLimit = 65'536;
 constexpr std::size_t HeaderLimit = 100;
-constexpr std::size_t BodyLimit = 1024 * 1024;
+constexpr std::size_t BodyLimit = 1'048'576;
 
 char ToLower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
@@ -151,7 +151,8 @@ std::string FormatHead(const HttpReply& reply, bool bKeepAlive) {
     strHead += "\r\nContent-Type: application/json; charset=utf-8\r\nCache-Control: no-store\r\nContent-Length: " +
                std::to_string(reply.body ? reply.body->size() : 0) + "\r\n";
     if (reply.bGzip) strHead += "Content-Encoding: gzip\r\n";
-    for (const auto& [strName, strValue] : reply.arHeaders) strHead += strName + ": " + strValue + "\r\n";
+    for (const auto& [strName, strValue] : reply.arHeaders)
+        strHead.append(strName).append(": ").append(strValue).append("\r\n");
     strHead += bKeepAlive ? "Connection: keep-alive\r\n\r\n" : "Connection: close\r\n\r\n";
     return strHead;
 }
