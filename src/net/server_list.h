@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <mutex>
 #include <vector>
@@ -29,10 +30,14 @@ public:
     Text GetServer() const;
 
 private:
+    void SetServer(const Text& strServer, std::uint64_t nGeneration);
+    void MoveTo(std::size_t nPosition, std::uint64_t nGeneration);
+
     mutable std::mutex m_mutex;
     std::vector<Text> m_arServers;
     Text m_strServer;
     std::size_t m_nServerIndex = 0;
+    std::uint64_t m_nGeneration = 0;  ///< counts the lists, so that a walk knows whether its own still stands
 };
 
 }  // namespace qvant

@@ -1,0 +1,213 @@
+#include "trie.h"
+
+#include <bit>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+namespace qvant::store {
+
+std::uint64_t HashKey(TextView strKey) { return std::hash<TextView>{}(strKey); }
+
+namespace {
+
+constexpr std::uint64_t BitOf(std::uint64_t nHash, unsigned nShift) {
+    return std::uint64_t{1} << ((nHash >> nShift) & 63);
+}
+
+std::uint32_t RankOf(std::uint64_t nBitmap, std::uint64_t nBit) {
+    return static_cast<std::uint32_t>(std::popcount(nBitmap & (nBit - 1)));
+}
+
+}  // namespace
+
+/// Writes of one edit. A node that it made is its own; any other is copied before it is changed.
+class CTrie::CEditor {
+public:
+    explicit CEditor(std::uint64_t nEdit) : m_nEdit(nEdit) {}
+
+    Node* NewNode(std::uint32_t nCapacity) const {
+        void* const pMemory = std::malloc(sizeof(Node) + nCapacity * sizeof(Slot));
+        if (!pMemory) throw std::bad_alloc();
+        Node* const pNode = new (pMemory) Node;
+        pNode->nCapacity = nCapacity;
+        pNode->nEdit = m_nEdit;
+        return pNode;
+    }
+
+    /// Puts the entry below the node behind `pNode`, which may be exchanged for another one.
+    /// @return whether the entry's key is new
+    bool Put(Node*& pNode, unsigned nShift, CEntryRef& entry) const {
+        Own(pNode);
+        if (nShift >= HASH_BITS) return PutInList(pNode, entry);
+        const std::uint64_t nBit = BitOf(entry->GetHash(), nShift);
+        const std::uint32_t nIndex = RankOf(pNode->nBitmap, nBit);
+        if ((pNode->nBitmap & nBit) == 0) {
+            Insert(pNode, nIndex, entry);
+            pNode->nBitmap |= nBit;
+            return true;
+        }
+        return PutInSlot(pNode->GetSlots()[nIndex], nShift, entry);
+    }
+
+private:
+    bool PutInSlot(Slot& slot, unsigned nShift, CEntryRef& entry) const {
+        if (!IsEntry(slot)) {
+            Node* pChild = ToNode(slot);
+            // The slot must not show a node that the copy below has let go.
+            struct Keeper {
+                Slot& slot;
+                Node*& pChild;
+                ~Keeper() { slot = FromNode(pChild); }
+            } keeper{slot, pChild};
+            return Put(pChild, nShift + BITS, entry);
+        }
+        CEntry* const pOld = ToEntry(slot);
+        if (pOld->IsFor(entry->GetHash(), entry->GetKey())) {
+            slot = FromEntry(entry.Detach());
+            pOld->Release();
+            return false;
+        }
+        slot = FromNode(Split(pOld, nShift + BITS, entry));
+        return true;
+    }
+
+    /// A new branch with both entries; it takes over the references of both. Nothing is changed when memory is out.
+    Node* Split(CEntry* pOld, unsigned nShift, CEntryRef& entry) const {
+        Node* const pNode = NewNode(2);
+        Slot* const pSlots = pNode->GetSlots();
+        if (nShift >= HASH_BITS) {
+            pSlots[0] = FromEntry(pOld);
+            pSlots[1] = FromEntry(entry.Detach());
+            pNode->nCount = 2;
+            return pNode;
+        }
+        const std::uint64_t nOldBit = BitOf(pOld->GetHash(), nShift);
+        const std::uint64_t nNewBit = BitOf(entry->GetHash(), nShift);
+        pNode->nBitmap = nOldBit | nNewBit;
+        if (nOldBit == nNewBit) {
+            try {
+                pSlots[0] = FromNode(Split(pOld, nShift + BITS, entry));
+            } catch (...) {
+                std::free(pNode);
+                throw;
+            }
+            pNode->nCount = 1;
+            return pNode;
+        }
+        const bool bOldFirst = nOldBit < nNewBit;
+        pSlots[bOldFirst ? 0 : 1] = FromEntry(pOld);
+        pSlots[bOldFirst ? 1 : 0] = FromEntry(entry.Detach());
+        pNode->nCount = 2;
+        return pNode;
+    }
+
+    bool PutInList(Node*& pNode, CEntryRef& entry) const {
+        Slot* const pSlots = pNode->GetSlots();
+        for (std::uint32_t i = 0; i < pNode->nCount; ++i) {
+            CEntry* const pOld = ToEntry(pSlots[i]);
+            if (!pOld->IsFor(entry->GetHash(), entry->GetKey())) continue;
+            pSlots[i] = FromEntry(entry.Detach());
+            pOld->Release();
+            return false;
+        }
+        Insert(pNode, pNode->nCount, entry);
+        return true;
+    }
+
+    void Insert(Node*& pNode, std::uint32_t nIndex, CEntryRef& entry) const {
+        if (pNode->nCount == pNode->nCapacity) Grow(pNode);
+        Slot* const pSlots = pNode->GetSlots();
+        std::memmove(pSlots + nIndex + 1, pSlots + nIndex, (pNode->nCount - nIndex) * sizeof(Slot));
+        pSlots[nIndex] = FromEntry(entry.Detach());
+        ++pNode->nCount;
+    }
+
+    /// The node is the edit's own, so its children simply move.
+    void Grow(Node*& pNode) const {
+        Node* const pLarger = NewNode(pNode->nCapacity * 2);
+        MoveHead(*pLarger, *pNode);
+        std::memcpy(pLarger->GetSlots(), pNode->GetSlots(), pNode->nCount * sizeof(Slot));
+        std::free(pNode);
+        pNode = pLarger;
+    }
+
+    void Own(Node*& pNode) const {
+        if (pNode->nEdit == m_nEdit) return;
+        Node* const pCopy = NewNode(pNode->nCount + 1);
+        MoveHead(*pCopy, *pNode);
+        for (std::uint32_t i = 0; i < pNode->nCount; ++i) {
+            const Slot slot = pNode->GetSlots()[i];
+            if (IsEntry(slot)) {
+                ToEntry(slot)->AddRef();
+            } else {
+                ToNode(slot)->nReferences.fetch_add(1, std::memory_order_relaxed);
+            }
+            pCopy->GetSlots()[i] = slot;
+        }
+        ReleaseNode(pNode);
+        pNode = pCopy;
+    }
+
+    static void MoveHead(Node& target, const Node& source) {
+        target.nBitmap = source.nBitmap;
+        target.nCount = source.nCount;
+    }
+
+    std::uint64_t m_nEdit;
+};
+
+CTrie::CTrie(const CTrie& other) : m_pRoot(other.m_pRoot), m_nCount(other.m_nCount) {
+    if (m_pRoot) m_pRoot->nReferences.fetch_add(1, std::memory_order_relaxed);
+}
+
+CTrie::CTrie(CTrie&& other) noexcept
+    : m_pRoot(std::exchange(other.m_pRoot, nullptr)), m_nCount(std::exchange(other.m_nCount, 0)) {}
+
+CTrie& CTrie::operator=(CTrie other) noexcept {
+    std::swap(m_pRoot, other.m_pRoot);
+    std::swap(m_nCount, other.m_nCount);
+    return *this;
+}
+
+CTrie::~CTrie() {
+    if (m_pRoot) ReleaseNode(m_pRoot);
+}
+
+void CTrie::ReleaseNode(Node* pNode) {
+    if (pNode->nReferences.fetch_sub(1, std::memory_order_acq_rel) != 1) return;
+    for (std::uint32_t i = 0; i < pNode->nCount; ++i) {
+        const Slot slot = pNode->GetSlots()[i];
+        if (IsEntry(slot)) {
+            ToEntry(slot)->Release();
+        } else {
+            ReleaseNode(ToNode(slot));
+        }
+    }
+    pNode->~Node();
+    std::free(pNode);
+}
+
+const CEntry* CTrie::Find(std::uint64_t nHash, TextView strKey) const {
+    const Node* pNode = m_pRoot;
+    for (unsigned nShift = 0; pNode && nShift < HASH_BITS; nShift += BITS) {
+        const std::uint64_t nBit = BitOf(nHash, nShift);
+        if ((pNode->nBitmap & nBit) == 0) return nullptr;
+        const Slot slot = pNode->GetSlots()[RankOf(pNode->nBitmap, nBit)];
+        if (IsEntry(slot)) return ToEntry(slot)->IsFor(nHash, strKey) ? ToEntry(slot) : nullptr;
+        pNode = ToNode(slot);
+    }
+    for (std::uint32_t i = 0; pNode && i < pNode->nCount; ++i) {
+        const CEntry* const pEntry = ToEntry(pNode->GetSlots()[i]);
+        if (pEntry->IsFor(nHash, strKey)) return pEntry;
+    }
+    return nullptr;
+}
+
+void CTrie::Put(CEntryRef entry, std::uint64_t nEdit) {
+    const CEditor editor(nEdit);
+    if (!m_pRoot) m_pRoot = editor.NewNode(4);
+    if (editor.Put(m_pRoot, 0, entry)) ++m_nCount;
+}
+
+}  // namespace qvant::store

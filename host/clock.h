@@ -1,0 +1,34 @@
+/// The host's clock: the table that tells the modules what day and time it is.
+#pragma once
+
+#include <condition_variable>
+#include <mutex>
+#include <optional>
+#include <thread>
+
+#include "tables.h"
+
+namespace qvant::host {
+
+/// The calls belong to the host thread; a ticking clock writes on a thread of its own.
+class CClock {
+public:
+    explicit CClock(CTables& tables) : m_tables(tables) {}
+
+    /// Writes a date (decimal yyyymmdd) and a time (decimal hhmmss) in one transaction.
+    void Set(std::int32_t nDate, std::int32_t nTime);
+
+    /// Writes the UTC date and time at once, and again at the beginning of every second.
+    void StartTicking();
+    void StopTicking() { m_thread.reset(); }
+
+private:
+    void Tick(const std::stop_token& stop);
+
+    CTables& m_tables;
+    std::mutex m_mutex;
+    std::condition_variable_any m_condition;
+    std::optional<std::jthread> m_thread;
+};
+
+}  // namespace qvant::host

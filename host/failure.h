@@ -1,0 +1,13 @@
+/// A request that can't be carried out; its text is the reply's "error".
+#pragma once
+
+#include <stdexcept>
+
+namespace qvant::host {
+
+class CFailure : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+}  // namespace qvant::host

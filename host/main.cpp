@@ -1,0 +1,136 @@
+#include <algorithm>
+#include <iostream>
+#include <memory>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "failure.h"
+#include "input.h"
+#include "options.h"
+#include "prompt.h"
+#include "qvant/message_box.h"
+#include "requests.h"
+
+namespace qvant::host {
+
+namespace {
+
+enum ExitStatus { EXIT_DONE = 0, EXIT_NO_MODULE = 1, EXIT_BAD_OPTIONS = 2 };
+
+/// Shows the modules' message boxes as events, for the life of the object.
+class CMessageBoxes {
+public:
+    explicit CMessageBoxes(CEventLog& log) {
+        QvantSetMessageBoxSink(
+            [](void* pContext, LPCOLESTR pszTitle, LPCOLESTR pszText) {
+                static_cast<CEventLog*>(pContext)->Add(kind::MESSAGE_BOX,
+                                                       {{"title", MakeText(pszTitle)}, {"text", MakeText(pszText)}});
+            },
+            &log);
+    }
+    CMessageBoxes(const CMessageBoxes&) = delete;
+    CMessageBoxes& operator=(const CMessageBoxes&) = delete;
+    ~CMessageBoxes() { QvantSetMessageBoxSink(nullptr, nullptr); }
+
+private:
+    static Text MakeText(LPCOLESTR psz) { return psz ? Text(psz) : Text(); }
+};
+
+std::string_view WithoutIndent(std::string_view strLine) {
+    return strLine.substr(std::min(strLine.find_first_not_of(" \t"), strLine.size()));
+}
+
+void RunRequests(ILineSource& source, IOutput& output, CRequests& requests) {
+    while (!requests.HasQuit()) {
+        const auto strLine = source.Read();
+        if (!strLine) break;
+        const std::string_view strRequest = WithoutIndent(*strLine);
+        if (!strRequest.empty()) output.ShowReply(requests.Run(strRequest));
+    }
+    requests.End();
+}
+
+/// What the prompt completes after a word.
+std::vector<std::string> TableNames(const CTables& tables) {
+    std::vector<std::string> arNames;
+    for (const Text& strName : tables.GetNames()) arNames.push_back(Narrow(strName));
+    return arNames;
+}
+
+/// The ends of the program that face the person or the machine.
+struct Ends {
+    std::unique_ptr<CPrompt> pPrompt;
+    std::unique_ptr<CFileLines> pLines;
+    std::unique_ptr<CFileWriter> pWriter;
+    std::unique_ptr<IOutput> pOutput;
+
+    ILineSource& Source() { return pPrompt ? static_cast<ILineSource&>(*pPrompt) : *pLines; }
+    ILineWriter& Writer() { return pPrompt ? static_cast<ILineWriter&>(*pPrompt) : *pWriter; }
+};
+
+Ends MakeEnds(const Options& options, int nInput, CTables& tables, CStop& stop) {
+    Ends ends;
+    if (!options.bJson && !options.pathScript && isatty(STDIN_FILENO) && isatty(STDOUT_FILENO)) {
+        ends.pPrompt = std::make_unique<CPrompt>(stop, [&tables] { return TableNames(tables); });
+    } else {
+        ends.pLines = std::make_unique<CFileLines>(nInput, stop);
+        ends.pWriter = std::make_unique<CFileWriter>(STDOUT_FILENO, stop);
+    }
+    if (options.bJson) {
+        ends.pOutput = std::make_unique<CJsonOutput>(ends.Writer());
+    } else {
+        ends.pOutput = std::make_unique<CTextOutput>(ends.Writer());
+    }
+    return ends;
+}
+
+int RunHost(const Options& options, int nInput) {
+    CStop stop;
+    const CSignals signals(stop);
+    CTables tables(options.pathHome / "Data" / "STORAGE.db");
+    Ends ends = MakeEnds(options, nInput, tables, stop);
+    CEventLog log(*ends.pOutput);
+    const CMessageBoxes boxes(log);
+    if (!options.bBare) tables.MakeStartTables();
+    std::unique_ptr<CService> pService;
+    try {
+        pService = std::make_unique<CService>(options.pathModule, log, tables);
+    } catch (const CFailure& failure) {
+        std::cerr << "lumivale-host: " << failure.what() << '\n';
+        return EXIT_NO_MODULE;
+    }
+    CRequests requests(tables, *pService, log, stop);
+    RunRequests(ends.Source(), *ends.pOutput, requests);
+    return EXIT_DONE;
+}
+
+int RunProgram(const Options& options) {
+    if (options.bHelp) {
+        std::cout << USAGE;
+        return EXIT_DONE;
+    }
+    if (!options.pathScript) return RunHost(options, STDIN_FILENO);
+    const int nScript = open(options.pathScript->c_str(), O_RDONLY | O_CLOEXEC);
+    if (nScript < 0) throw CFailure("can't read " + options.pathScript->string());
+    const int nStatus = RunHost(options, nScript);
+    close(nScript);
+    return nStatus;
+}
+
+}  // namespace
+
+}  // namespace qvant::host
+
+int main(int nArguments, char** parguments) {
+    using namespace qvant::host;
+    try {
+        return RunProgram(ReadOptions(nArguments, parguments));
+    } catch (const CFailure& failure) {
+        std::cerr << "lumivale-host: " << failure.what() << '\n' << USAGE;
+        return EXIT_BAD_OPTIONS;
+    } catch (const std::exception& failure) {
+        std::cerr << "lumivale-host: " << failure.what() << '\n';
+        return EXIT_NO_MODULE;
+    }
+}

@@ -1,0 +1,52 @@
+/// The prompt at a terminal: line editing, history, completion, and a log that scrolls above it.
+#pragma once
+
+#include <cwchar>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "input.h"
+
+struct editline;
+struct history;
+
+namespace qvant::host {
+
+/// Reading belongs to the host thread; any thread may write. While a line is being typed, what is written appears
+/// above it and leaves it as it is.
+class CPrompt final : public ILineSource, public ILineWriter {
+public:
+    /// @param tableNames  gives the names for completion
+    CPrompt(CStop& stop, std::function<std::vector<std::string>()> tableNames);
+    CPrompt(const CPrompt&) = delete;
+    CPrompt& operator=(const CPrompt&) = delete;
+    ~CPrompt() override;
+
+    std::optional<std::string> Read() override;
+    void Write(std::string_view strLines) override;
+
+private:
+    int ReadKey(wchar_t* pKey);
+    bool DecodeKey(char ch, wchar_t* pKey);
+    unsigned char Complete();
+    void ShowPending();
+    void ShowAbove(std::string_view strLines);
+    void SetEditing(bool bEditing);
+    std::vector<std::string> GetCandidates(std::string_view strBefore) const;
+
+    CStop& m_stop;
+    const std::function<std::vector<std::string>()> m_tableNames;
+    editline* m_pEdit = nullptr;
+    history* m_pHistory = nullptr;
+    int m_nWake = -1;
+    std::mbstate_t m_partial{};  ///< of a character whose bytes haven't all come
+
+    std::mutex m_mutex;
+    bool m_bEditing = false;
+    std::string m_strPending;  ///< lines that wait for the host thread to show them above the prompt
+};
+
+}  // namespace qvant::host

@@ -1,0 +1,195 @@
+#include "requests.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include "failure.h"
+#include "input.h"
+#include "words.h"
+
+namespace qvant::host {
+
+namespace {
+
+constexpr std::chrono::milliseconds WAIT_TIMEOUT{10'000};
+constexpr std::uint64_t SHOWN_ROWS = 20;
+constexpr const char* ENDS = "the host ends";
+
+EventPattern::FieldPattern ReadFieldPattern(const JsonValue& name, const JsonValue& wanted) {
+    const std::string strName = Narrow(TextOf(name));
+    if (wanted.IsString()) return {strName, Text(TextOf(wanted)), false};
+    if (wanted.IsInt64()) return {strName, Widen(std::to_string(wanted.GetInt64())), true};
+    throw CFailure(Quote(TextOf(name)) + " of \"match\" isn't a string or an integer");
+}
+
+EventPattern ReadPattern(const CRequest& request) {
+    const Text strKind = request.GetText(u"event");
+    const auto it = std::ranges::find(kind::ALL, Narrow(strKind));
+    if (it == std::end(kind::ALL)) throw CFailure("unknown event " + Quote(strKind));
+    EventPattern pattern{*it, {}};
+    if (!request.Has(u"match")) return pattern;
+    for (const auto& member : request.GetObject(u"match").GetObject())
+        pattern.arFields.push_back(ReadFieldPattern(member.name, member.value));
+    return pattern;
+}
+
+/// The values are read before the transaction begins, so that a bad one leaves no trace.
+std::vector<std::pair<Text, Value>> ReadValues(const CRequest& request) {
+    std::vector<std::pair<Text, Value>> arValues;
+    for (const auto& member : request.GetObject(u"values").GetObject())
+        arValues.emplace_back(TextOf(member.name), ValueOf(member.value, TextOf(member.name)));
+    return arValues;
+}
+
+std::vector<Value> ReadRows(const CRequest& request) {
+    std::vector<Value> arRows;
+    for (const JsonValue& row : request.GetArray(u"rows").GetArray()) arRows.push_back(ValueOf(row, u"rows"));
+    return arRows;
+}
+
+}  // namespace
+
+CRequests::Handler CRequests::FindHandler(TextView strName) {
+    static constexpr std::pair<TextView, Handler> HANDLERS[] = {
+        {u"status", &CRequests::Status}, {u"topic", &CRequests::Topic}, {u"set", &CRequests::Set},
+        {u"rows", &CRequests::Rows},     {u"clear", &CRequests::Clear}, {u"drop", &CRequests::Drop},
+        {u"get", &CRequests::Get},       {u"keys", &CRequests::Keys},   {u"dump", &CRequests::Dump},
+        {u"tables", &CRequests::Tables}, {u"watch", &CRequests::Watch}, {u"unwatch", &CRequests::Unwatch},
+        {u"clock", &CRequests::Clock},   {u"wait", &CRequests::Wait},   {u"sleep", &CRequests::Sleep},
+        {u"help", &CRequests::Help},     {u"quit", &CRequests::Quit}};
+    const auto it = std::ranges::find(HANDLERS, strName, &std::pair<TextView, Handler>::first);
+    if (it == std::end(HANDLERS)) throw CFailure("unknown request " + Quote(strName));
+    return it->second;
+}
+
+Reply CRequests::Run(std::string_view strLine) {
+    Reply reply{std::to_string(++m_nRequest), {}, {}};
+    try {
+        if (strLine.size() > CFileLines::LINE_LIMIT) throw CFailure("the line is too long");
+        RunOn(CRequest(strLine.starts_with('{') ? ParseJsonLine(strLine) : ParseWords(strLine)), reply);
+    } catch (const std::exception& failure) {
+        reply.strError = failure.what();
+    }
+    return reply;
+}
+
+void CRequests::RunOn(const CRequest& request, Reply& reply) {
+    if (auto strId = request.GetId()) {
+        reply.strId = std::move(*strId);
+    } else if (request.Has(u"id")) {
+        throw CFailure("\"id\" isn't a string or a number");
+    }
+    (this->*FindHandler(request.GetText(u"do")))(request, reply);
+}
+
+void CRequests::Status(const CRequest& request, Reply& reply) {
+    const std::int32_t nStatus = request.GetInteger(u"status");
+    const std::int32_t nSubStatus = request.GetInteger(u"sub");
+    const auto start = std::chrono::steady_clock::now();
+    const HRESULT hr = m_service.SendStatus(nStatus, nSubStatus);
+    const auto elapsed = std::chrono::steady_clock::now() - start;
+    reply.Add("result", std::int64_t{hr});
+    reply.Add("ms", std::int64_t{std::chrono::duration_cast<std::chrono::milliseconds>(elapsed).count()});
+}
+
+void CRequests::Topic(const CRequest& request, Reply& reply) {
+    CVariant data(request.GetValue(u"data"));
+    const HRESULT hr = m_service.SendTopic(request.GetText(u"topic"), request.GetInteger(u"type", 0),
+                                           request.GetInteger(u"param", 0), request.GetText(u"text", u""), data);
+    reply.Add("result", std::int64_t{hr});
+    reply.Add("data", FromVariant(*data));
+}
+
+void CRequests::Set(const CRequest& request, Reply&) {
+    const auto arValues = ReadValues(request);
+    CTransaction transaction(m_tables.OpenOrMake(request.GetTablePath()));
+    for (const auto& [strKey, value] : arValues) transaction.SetValue(strKey, value);
+    transaction.Commit();
+}
+
+void CRequests::Rows(const CRequest& request, Reply&) {
+    const auto arRows = ReadRows(request);
+    CTransaction transaction(m_tables.OpenOrMake(request.GetTablePath()));
+    transaction.Clear(store::MASK_ROWS);
+    std::int32_t nIndex = 0;
+    for (const Value& row : arRows) transaction.SetRow(nIndex++, row);
+    transaction.Commit();
+}
+
+void CRequests::Clear(const CRequest& request, Reply&) {
+    const std::int32_t nMask = request.GetInteger(u"mask", store::MASK_ALL);
+    CTransaction transaction(m_tables.Open(request.GetTablePath()));
+    transaction.Clear(nMask);
+    transaction.Commit();
+}
+
+void CRequests::Drop(const CRequest& request, Reply&) {
+    const Text strTable = request.GetText(u"table");
+    if (!m_tables.Drop(strTable)) throw CFailure("unknown table " + Quote(strTable));
+    m_watches.Forget(strTable);
+}
+
+void CRequests::Get(const CRequest& request, Reply& reply) {
+    const Text strKey = request.GetText(u"key");
+    reply.Add("value", m_tables.Open(request.GetTablePath()).GetValue(strKey));
+}
+
+void CRequests::Keys(const CRequest& request, Reply& reply) {
+    reply.Add("value", m_tables.Open(request.GetTablePath()).GetKeys());
+}
+
+void CRequests::Dump(const CRequest& request, Reply& reply) {
+    reply.nShownRows = static_cast<std::size_t>(request.GetCount(u"first", SHOWN_ROWS));
+    reply.Add("dump", ReadTable(m_tables.Open(request.GetTablePath())));
+}
+
+void CRequests::Tables(const CRequest&, Reply& reply) { reply.Add("tables", Value(m_tables.GetNames())); }
+
+void CRequests::Watch(const CRequest& request, Reply&) {
+    const TablePath path = request.GetTablePath();
+    m_watches.Watch(path, m_tables.Open(path));
+}
+
+void CRequests::Unwatch(const CRequest& request, Reply&) {
+    const TablePath path = request.GetTablePath();
+    if (!m_watches.Unwatch(path)) throw CFailure(Quote(path.strTable) + " isn't watched");
+}
+
+void CRequests::Clock(const CRequest& request, Reply&) {
+    if (!request.Has(u"tick")) {
+        m_clock.Set(request.GetInteger(u"date"), request.GetInteger(u"time"));
+    } else if (request.GetFlag(u"tick")) {
+        m_clock.StartTicking();
+    } else {
+        m_clock.StopTicking();
+    }
+}
+
+void CRequests::Wait(const CRequest& request, Reply& reply) {
+    const EventPattern pattern = ReadPattern(request);
+    auto found = m_log.Wait(pattern, request.GetCount(u"after", m_nLastFound),
+                            request.GetDuration(u"timeout_ms", WAIT_TIMEOUT), m_stop.GetToken());
+    if (!found) throw CFailure(m_stop.IsRequested() ? ENDS : "timeout");
+    m_nLastFound = found->nNumber;
+    reply.Add("found", std::move(*found));
+}
+
+void CRequests::Sleep(const CRequest& request, Reply&) {
+    if (!m_stop.Sleep(request.GetDuration(u"ms"))) throw CFailure(ENDS);
+}
+
+void CRequests::Help(const CRequest& request, Reply& reply) {
+    reply.Add("help", Value(MakeHelp(request.GetText(u"word", u""))));
+}
+
+void CRequests::Quit(const CRequest&, Reply&) {
+    m_bQuit = true;
+    End();
+}
+
+void CRequests::End() {
+    m_clock.StopTicking();
+    m_service.End();
+}
+
+}  // namespace qvant::host

@@ -1,0 +1,152 @@
+#include <algorithm>
+#include <cstdio>
+
+#include <unicode/uchar.h>
+#include <unicode/utf16.h>
+
+#include "output.h"
+
+namespace qvant::host {
+
+namespace {
+
+constexpr std::size_t CELL_WIDTH = 100;  ///< columns of a value in a table; longer ones are cut
+constexpr std::size_t KEY_WIDTH = 40;    ///< keys longer than this don't widen the column of the others
+constexpr int KIND_WIDTH = 14;
+
+bool IsWide(UChar32 nPoint) {
+    const int nWidth = u_getIntPropertyValue(nPoint, UCHAR_EAST_ASIAN_WIDTH);
+    return nWidth == U_EA_FULLWIDTH || nWidth == U_EA_WIDE;
+}
+
+/// One line of text, cut to a number of columns, and the columns that it takes.
+struct Cell {
+    std::string strText;
+    std::size_t nWidth = 0;
+};
+
+/// Control characters become blanks: what a module logs must not move the person's cursor.
+Cell MakeCell(TextView strText, std::size_t nLimit) {
+    Text strShown;
+    Cell cell;
+    for (std::size_t i = 0; i < strText.size();) {
+        UChar32 nPoint = 0;
+        U16_NEXT_OR_FFFD(strText.data(), i, strText.size(), nPoint);
+        if (u_iscntrl(nPoint)) nPoint = ' ';
+        const std::size_t nWidth = IsWide(nPoint) ? 2 : 1;
+        if (cell.nWidth + nWidth > nLimit) {
+            strShown += u'\u2026';
+            ++cell.nWidth;
+            break;
+        }
+        cell.nWidth += nWidth;
+        if (nPoint > 0xFFFF) strShown += static_cast<char16_t>(U16_LEAD(nPoint));
+        strShown += static_cast<char16_t>(nPoint > 0xFFFF ? U16_TRAIL(nPoint) : nPoint);
+    }
+    cell.strText = Narrow(strShown);
+    return cell;
+}
+
+std::string OneLine(TextView strText) { return MakeCell(strText, Text::npos - 2).strText; }
+
+std::string Pad(const Cell& cell, std::size_t nWidth) {
+    return cell.strText + std::string(nWidth > cell.nWidth ? nWidth - cell.nWidth : 0, ' ');
+}
+
+std::string ShowValue(const Value& value) {
+    return std::holds_alternative<std::monostate>(value) ? "(none)" : OneLine(ToText(value));
+}
+
+/// A single field stands for itself; several are named.
+std::string ShowFields(const EventFields& arFields) {
+    if (arFields.size() == 1) return ShowValue(arFields.front().second);
+    std::string strLine;
+    for (const auto& [strName, value] : arFields) {
+        const std::string strValue = OneLine(ToText(value));
+        if (strValue.empty()) continue;
+        if (!strLine.empty()) strLine += "  ";
+        strLine.append(strName).append("=").append(strValue);
+    }
+    return strLine;
+}
+
+std::string ShowLine(const Event& event) {
+    char szHead[64];
+    std::snprintf(szHead, sizeof szHead, "%6llu %9.3f  %-*.*s  ", static_cast<unsigned long long>(event.nNumber),
+                  static_cast<double>(event.nMilliseconds) / 1000, KIND_WIDTH, static_cast<int>(event.strKind.size()),
+                  event.strKind.data());
+    return szHead + ShowFields(event.arFields) + '\n';
+}
+
+std::string Counted(std::size_t nCount, const char* pszThing) {
+    return std::to_string(nCount) + ' ' + pszThing + (nCount == 1 ? "" : "s");
+}
+
+std::string Summary(const TableContent& content) {
+    return Counted(content.arValues.size(), "value") + ", " + Counted(content.arRows.size(), "row") + ", " +
+           Counted(content.arTables.size(), "table");
+}
+
+using Lines = std::vector<std::pair<Cell, std::string>>;
+
+/// A heading with the count, the lines in two columns, and how many are left out.
+void ShowSection(std::string& strShown, const char* pszThing, std::size_t nCount, const Lines& arLines) {
+    if (nCount == 0) return;
+    strShown += Counted(nCount, pszThing) + '\n';
+    std::size_t nWidth = 0;
+    for (const auto& [key, strValue] : arLines)
+        if (key.nWidth <= KEY_WIDTH) nWidth = std::max(nWidth, key.nWidth);
+    for (const auto& [key, strValue] : arLines) strShown += "  " + Pad(key, nWidth) + "  " + strValue + '\n';
+    if (arLines.size() < nCount) strShown += "  ... and " + std::to_string(nCount - arLines.size()) + " more\n";
+}
+
+Cell MakeKey(TextView strKey) { return MakeCell(strKey, CELL_WIDTH); }
+
+std::string MakeValue(const Value& value) { return MakeCell(ToText(value), CELL_WIDTH).strText; }
+
+std::string ShowTable(const TableContent& content, std::size_t nFirst) {
+    std::string strShown;
+    Lines arLines;
+    for (std::size_t i = 0; i < std::min(nFirst, content.arValues.size()); ++i)
+        arLines.emplace_back(MakeKey(content.arValues[i].first), MakeValue(content.arValues[i].second));
+    ShowSection(strShown, "value", content.arValues.size(), arLines);
+    arLines.clear();
+    for (std::size_t i = 0; i < std::min(nFirst, content.arRows.size()); ++i)
+        arLines.emplace_back(MakeKey(Widen(std::to_string(i))), MakeValue(content.arRows[i]));
+    ShowSection(strShown, "row", content.arRows.size(), arLines);
+    arLines.clear();
+    for (std::size_t i = 0; i < std::min(nFirst, content.arTables.size()); ++i)
+        arLines.emplace_back(MakeKey(content.arTables[i].strName), Summary(content.arTables[i].content));
+    ShowSection(strShown, "table", content.arTables.size(), arLines);
+    return strShown.empty() ? "(empty)\n" : strShown;
+}
+
+std::string ShowList(const std::vector<Text>& arList) {
+    std::string strShown;
+    for (const Text& strLine : arList) strShown += OneLine(strLine) + '\n';
+    return strShown.empty() ? "(none)\n" : strShown;
+}
+
+std::string ShowMember(const Reply& reply, std::string_view strName, const ReplyValue& member) {
+    if (const auto* pContent = std::get_if<TableContent>(&member)) return ShowTable(*pContent, reply.nShownRows);
+    if (const auto* pEvent = std::get_if<Event>(&member)) return ShowLine(*pEvent);
+    const Value& value = std::get<Value>(member);
+    if (const auto* pList = std::get_if<std::vector<Text>>(&value)) return ShowList(*pList);
+    if (strName == "value") return ShowValue(value) + '\n';
+    return std::string(strName) + ' ' + ShowValue(value) + "  ";
+}
+
+}  // namespace
+
+void CTextOutput::ShowEvent(const Event& event) { m_writer.Write(ShowLine(event)); }
+
+void CTextOutput::ShowReply(const Reply& reply) {
+    std::string strShown;
+    if (!reply.strError.empty()) strShown += "error: " + OneLine(Widen(reply.strError)) + '\n';
+    for (const auto& [strName, member] : reply.arMembers) strShown += ShowMember(reply, strName, member);
+    while (strShown.ends_with(' ')) strShown.pop_back();
+    if (!strShown.ends_with('\n')) strShown += strShown.empty() ? "ok\n" : "\n";
+    m_writer.Write(strShown);
+}
+
+}  // namespace qvant::host

@@ -1,0 +1,91 @@
+#include "net/gzip_file.h"
+
+#include <chrono>
+#include <cstring>
+#include <limits>
+#include <new>
+#include <optional>
+#include <string>
+
+#include <zlib.h>
+
+#include "platform/files.h"
+#include "platform/stop.h"
+
+namespace qvant {
+
+namespace {
+
+constexpr std::size_t NAME_BUFFER = 1024;
+constexpr unsigned BLOCK = 16384;
+constexpr std::size_t MOST_CONTENT = std::numeric_limits<std::uint32_t>::max() - 1;
+
+struct GzClose {
+    void operator()(gzFile_s* file) const { gzclose(file); }
+};
+using GzFile = std::unique_ptr<gzFile_s, GzClose>;
+
+std::unique_ptr<std::uint8_t[]> CopyWithNul(std::string_view strContent) {
+    auto pCopy = std::make_unique_for_overwrite<std::uint8_t[]>(strContent.size() + 1);
+    std::memcpy(pCopy.get(), strContent.data(), strContent.size());
+    pCopy[strContent.size()] = 0;
+    return pCopy;
+}
+
+// A failed allocation ends the content where it stands; the caller goes on with what there is.
+bool TryAppend(std::string& strContent, const char* pBlock, std::size_t nBlock) {
+    if (strContent.size() + nBlock > MOST_CONTENT) return false;
+    try {
+        strContent.append(pBlock, nBlock);
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+    return true;
+}
+
+// @return nothing when the stream is broken
+std::optional<std::string> ReadStream(gzFile file) {
+    std::string strContent;
+    char block[BLOCK];
+    for (;;) {
+        const int nRead = gzread(file, block, BLOCK);
+        if (nRead < 0) return std::nullopt;
+        if (nRead == 0 || !TryAppend(strContent, block, static_cast<std::size_t>(nRead))) return strContent;
+    }
+}
+
+}  // namespace
+
+std::unique_ptr<std::uint8_t[]> ReadGzipFile(const Text& strPath, std::uint32_t& nLength) {
+    const bool bNamed = strPath.size() > 3 && strPath.ends_with(u".gz");
+    const Text strFile = bNamed ? strPath : strPath + u".gz";
+    const std::string strNarrow = Narrow(strFile);
+    if (strNarrow.size() >= NAME_BUFFER) return nullptr;
+    GzFile file(gzopen(strNarrow.c_str(), "rb"));
+    if (!file) return nullptr;
+    const std::optional<std::string> content = ReadStream(file.get());
+    if (!content) return nullptr;
+    // A stream cut short shows only here.
+    if (gzclose(file.release()) != Z_OK) return nullptr;
+    platform::DeleteFile(strFile);
+    nLength = static_cast<std::uint32_t>(content->size() + 1);
+    return content->empty() ? nullptr : CopyWithNul(*content);
+}
+
+std::uint32_t GunzipBuffer(std::unique_ptr<std::uint8_t[]>& pDecoded, std::string_view strReceived) {
+    const std::optional<Text> temporary = platform::CreateTempFile(platform::GetTempFolder(), u"TQD");
+    if (!temporary) return 0;
+    const Text strZipped = *temporary + u".gz";
+    if (!platform::WriteNewFile(strZipped, strReceived)) return 0;
+    platform::SleepFor(std::chrono::milliseconds(10));
+    std::uint32_t nLength = 0;
+    auto pContent = ReadGzipFile(strZipped, nLength);
+    platform::DeleteFile(*temporary);
+    if (!pContent) return 0;
+    if (nLength > 1) pContent[nLength - 1] = 0;
+    pDecoded = std::move(pContent);
+    platform::DeleteFile(strZipped);
+    return nLength;
+}
+
+}  // namespace qvant

@@ -1,0 +1,23 @@
+/// Decoding of gzip replies by way of a temporary file.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string_view>
+
+#include "base/text.h"
+
+namespace qvant {
+
+/// Decodes a reply. Any thread: each call has temporary names of its own.
+/// @param pDecoded  out: the content, with a NUL in its last place; untouched on failure
+/// @return the length with the NUL; 0 on failure and for a stream that holds nothing
+std::uint32_t GunzipBuffer(std::unique_ptr<std::uint8_t[]>& pDecoded, std::string_view strReceived);
+
+/// Decodes a file; ".gz" is added to a name that doesn't end in it. A file that was read to its good end is removed, a
+/// broken one stays for whoever wants to look at it.
+/// @param nLength  out: the content's length and one more
+/// @return null for a file that can't be opened or is broken, and for a stream that holds nothing
+std::unique_ptr<std::uint8_t[]> ReadGzipFile(const Text& strPath, std::uint32_t& nLength);
+
+}  // namespace qvant

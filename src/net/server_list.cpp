@@ -1,0 +1,70 @@
+#include "net/server_list.h"
+
+#include <algorithm>
+
+#include "base/failure.h"
+#include "base/split.h"
+
+namespace qvant {
+
+void CServerList::Assign(TextView strUrls, const std::function<unsigned()>& random) {
+    std::vector<Text> arServers = SplitTokens(strUrls, u"|");
+    if (arServers.size() > 1) {
+        const auto nSteps = static_cast<std::ptrdiff_t>(random() % arServers.size());
+        std::rotate(arServers.begin(), arServers.begin() + nSteps, arServers.end());
+    }
+    const std::lock_guard lock(m_mutex);
+    m_arServers = std::move(arServers);
+    m_nServerIndex = 0;
+    ++m_nGeneration;
+    if (m_arServers.empty()) throw CFailure(CFailure::INVALID_ARGUMENT);
+    m_strServer = m_arServers.front();
+}
+
+bool CServerList::Walk(const std::function<bool(const Text& strServer)>& ask) {
+    std::vector<Text> arServers;
+    std::size_t nStart = 0;
+    std::uint64_t nGeneration = 0;
+    {
+        const std::lock_guard lock(m_mutex);
+        arServers = m_arServers;
+        nStart = m_nServerIndex;
+        nGeneration = m_nGeneration;
+    }
+    for (std::size_t a = 0; a < arServers.size(); ++a) {
+        const std::size_t nPosition = (a + nStart) % arServers.size();
+        SetServer(arServers[nPosition], nGeneration);
+        if (!ask(arServers[nPosition])) continue;
+        MoveTo(nPosition, nGeneration);
+        return true;
+    }
+    return false;
+}
+
+// A walk over a list that was replaced meanwhile leaves no trace in the new one.
+void CServerList::SetServer(const Text& strServer, std::uint64_t nGeneration) {
+    const std::lock_guard lock(m_mutex);
+    if (nGeneration == m_nGeneration) m_strServer = strServer;
+}
+
+void CServerList::MoveTo(std::size_t nPosition, std::uint64_t nGeneration) {
+    const std::lock_guard lock(m_mutex);
+    if (nGeneration == m_nGeneration) m_nServerIndex = nPosition;
+}
+
+std::size_t CServerList::GetCount() const {
+    const std::lock_guard lock(m_mutex);
+    return m_arServers.size();
+}
+
+std::size_t CServerList::GetIndex() const {
+    const std::lock_guard lock(m_mutex);
+    return m_nServerIndex;
+}
+
+Text CServerList::GetServer() const {
+    const std::lock_guard lock(m_mutex);
+    return m_strServer;
+}
+
+}  // namespace qvant
