@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <utility>
 
 #include <poll.h>
 #include <unistd.h>
@@ -11,6 +12,7 @@ namespace qvant::host {
 namespace {
 
 constexpr std::size_t READ_SIZE = std::size_t{64} << 10;
+constexpr std::string_view UTF8_MARK = "\xEF\xBB\xBF";
 
 /// @return false at the stop
 bool WaitFor(int nFile, CStop& stop) {
@@ -42,13 +44,21 @@ std::optional<std::string> CFileLines::Read() {
         Take(strLine, std::min(nEnd, m_strBuffer.size()));
         if (nEnd != std::string::npos) {
             ++m_nStart;
-            if (strLine.ends_with('\r')) strLine.pop_back();
+            TrimEnds(strLine);
             return strLine;
         }
         if (!Fill()) break;
     }
     // A last line without a line end is a line too; one that the stop cut off isn't.
-    return strLine.empty() || m_stop.IsRequested() ? std::nullopt : std::optional(std::move(strLine));
+    if (strLine.empty() || m_stop.IsRequested()) return std::nullopt;
+    TrimEnds(strLine);
+    return strLine;
+}
+
+/// Scripts of other systems have a mark before the first line and a second sign at each line's end.
+void CFileLines::TrimEnds(std::string& strLine) {
+    if (std::exchange(m_bFirst, false) && strLine.starts_with(UTF8_MARK)) strLine.erase(0, UTF8_MARK.size());
+    if (strLine.ends_with('\r')) strLine.pop_back();
 }
 
 /// Moves the buffer's bytes up to `nEnd` to the line, as far as the limit lets it grow.

@@ -29,6 +29,7 @@ public:
     std::optional<std::string> Read() override;
 
 private:
+    void TrimEnds(std::string& strLine);
     bool Fill();
     void Take(std::string& strLine, std::size_t nEnd);
 
@@ -36,6 +37,7 @@ private:
     CStop& m_stop;
     std::string m_strBuffer;
     std::size_t m_nStart = 0;
+    bool m_bFirst = true;
 };
 
 /// Writes lines to a file or a pipe. When nobody reads them any more it asks the host to stop.

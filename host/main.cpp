@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <iostream>
 #include <memory>
 
@@ -36,13 +37,16 @@ private:
     static Text MakeText(LPCOLESTR psz) { return psz ? Text(psz) : Text(); }
 };
 
-bool IsBlank(std::string_view strLine) { return strLine.find_first_not_of(" \t") == std::string_view::npos; }
+std::string_view WithoutIndent(std::string_view strLine) {
+    return strLine.substr(std::min(strLine.find_first_not_of(" \t"), strLine.size()));
+}
 
 void RunRequests(ILineSource& source, IOutput& output, CRequests& requests) {
     while (!requests.HasQuit()) {
         const auto strLine = source.Read();
         if (!strLine) break;
-        if (!IsBlank(*strLine)) output.ShowReply(requests.Run(*strLine));
+        const std::string_view strRequest = WithoutIndent(*strLine);
+        if (!strRequest.empty()) output.ShowReply(requests.Run(strRequest));
     }
     requests.End();
 }

@@ -13,6 +13,7 @@ namespace {
 
 constexpr std::chrono::milliseconds WAIT_TIMEOUT{10'000};
 constexpr std::uint64_t SHOWN_ROWS = 20;
+constexpr const char* ENDS = "the host ends";
 
 EventPattern::FieldPattern ReadFieldPattern(const JsonValue& name, const JsonValue& wanted) {
     const std::string strName = Narrow(TextOf(name));
@@ -168,13 +169,13 @@ void CRequests::Wait(const CRequest& request, Reply& reply) {
     const EventPattern pattern = ReadPattern(request);
     auto found = m_log.Wait(pattern, request.GetCount(u"after", m_nLastFound),
                             request.GetDuration(u"timeout_ms", WAIT_TIMEOUT), m_stop.GetToken());
-    if (!found) throw CFailure("timeout");
+    if (!found) throw CFailure(m_stop.IsRequested() ? ENDS : "timeout");
     m_nLastFound = found->nNumber;
     reply.Add("found", std::move(*found));
 }
 
 void CRequests::Sleep(const CRequest& request, Reply&) {
-    if (!m_stop.Sleep(request.GetDuration(u"ms"))) throw CFailure("the host ends");
+    if (!m_stop.Sleep(request.GetDuration(u"ms"))) throw CFailure(ENDS);
 }
 
 void CRequests::Help(const CRequest& request, Reply& reply) {

@@ -133,7 +133,7 @@ std::string ShowMember(const Reply& reply, std::string_view strName, const Reply
     const Value& value = std::get<Value>(member);
     if (const auto* pList = std::get_if<std::vector<Text>>(&value)) return ShowList(*pList);
     if (strName == "value") return ShowValue(value) + '\n';
-    return std::string(strName) + ' ' + ShowValue(value) + '\n';
+    return std::string(strName) + ' ' + ShowValue(value) + "  ";
 }
 
 }  // namespace
@@ -144,7 +144,9 @@ void CTextOutput::ShowReply(const Reply& reply) {
     std::string strShown;
     if (!reply.strError.empty()) strShown += "error: " + OneLine(Widen(reply.strError)) + '\n';
     for (const auto& [strName, member] : reply.arMembers) strShown += ShowMember(reply, strName, member);
-    m_writer.Write(strShown.empty() ? "ok\n" : strShown);
+    while (strShown.ends_with(' ')) strShown.pop_back();
+    if (!strShown.ends_with('\n')) strShown += strShown.empty() ? "ok\n" : "\n";
+    m_writer.Write(strShown);
 }
 
 }  // namespace qvant::host

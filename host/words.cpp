@@ -13,6 +13,7 @@ namespace {
 struct Token {
     Text strText;
     bool bQuoted = false;
+    std::vector<std::size_t> arSlashes;  ///< places of each "/" outside of quotes
 };
 
 /// Raised by a word's reader when what follows the word isn't its usage.
@@ -43,6 +44,7 @@ private:
                 token.bQuoted = true;
                 ReadQuoted(token.strText);
             } else {
+                if (m_strLine[m_n] == u'/') token.arSlashes.push_back(token.strText.size());
                 token.strText += m_strLine[m_n++];
             }
         }
@@ -116,17 +118,16 @@ public:
         return bFits ? JsonValue(static_cast<int>(*nNumber)) : Copy(token.strText);
     }
 
-    /// TABLE/SUB/SUB; in quotes a "/" is one of the table's own name.
+    /// TABLE/SUB/SUB; in quotes a "/" is one of the name's own.
     void AddTable(const Token& token) {
         const TextView strText = token.strText;
-        std::size_t nEnd = token.bQuoted ? TextView::npos : strText.find(u'/');
-        AddText(u"table", strText.substr(0, nEnd));
-        if (nEnd == TextView::npos) return;
+        const auto& arSlashes = token.arSlashes;
+        AddText(u"table", arSlashes.empty() ? strText : strText.substr(0, arSlashes.front()));
+        if (arSlashes.empty()) return;
         JsonValue path(rapidjson::kArrayType);
-        while (nEnd != TextView::npos) {
-            const std::size_t nStart = nEnd + 1;
-            nEnd = strText.find(u'/', nStart);
-            Append(path, Copy(strText.substr(nStart, nEnd == TextView::npos ? nEnd : nEnd - nStart)));
+        for (std::size_t i = 0; i < arSlashes.size(); ++i) {
+            const std::size_t nEnd = i + 1 < arSlashes.size() ? arSlashes[i + 1] : strText.size();
+            Append(path, Copy(strText.substr(arSlashes[i] + 1, nEnd - arSlashes[i] - 1)));
         }
         Add(u"path", std::move(path));
     }

@@ -32,6 +32,10 @@ public:
     TextMap m_mapOptionSetPriAdj;
 
 private:
+    void Clear();
+    void ReadGroup(const CBaseData& group, TextView strNameField);
+    void ReadSecurity(const CBaseData& group, const Text& strKey, TextView strNameField);
+
     IHost& m_host;
     std::vector<Text> m_arUnderlyingKey;
     std::vector<Text> m_arUnderlyingFKey;

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <mutex>
 
 #include "base/format.h"
 #include "base/token_view.h"
@@ -10,29 +9,9 @@
 
 namespace qvant {
 
+CLumMapStringToString g_mapISymbolToQV;
+
 namespace {
-
-/// Quote symbols that were converted before.
-class CSymbolCache {
-public:
-    bool Lookup(TextView strKey, Text& strValue) const {
-        const std::scoped_lock lock(m_mutex);
-        const auto pFound = m_map.find(strKey);
-        if (pFound == m_map.end()) return false;
-        strValue = pFound->second;
-        return true;
-    }
-    void SetAt(TextView strKey, TextView strValue) {
-        const std::scoped_lock lock(m_mutex);
-        m_map.insert_or_assign(Text(strKey), Text(strValue));
-    }
-
-private:
-    mutable std::mutex m_mutex;
-    TextMap m_map;
-};
-
-CSymbolCache g_mapISymbolToQV;
 
 template <std::size_t COUNT>
 Text JoinFields(const std::array<TextView, COUNT>& arFields) {

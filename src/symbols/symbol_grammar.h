@@ -9,6 +9,7 @@
 #include <unordered_map>
 #include <unordered_set>
 
+#include "base/locked_maps.h"
 #include "base/split.h"
 #include "base/text.h"
 
@@ -16,6 +17,9 @@ namespace qvant {
 
 using TextMap = std::unordered_map<Text, Text, TextHash, std::equal_to<>>;
 using TextSet = std::unordered_set<Text, TextHash, std::equal_to<>>;
+
+/// Foreign symbols and the service's own for them, for the whole process. Filled as symbols are met, and never emptied.
+extern CLumMapStringToString g_mapISymbolToQV;
 
 /// First four fields, by tokens: empty fields vanish.
 Text GetSecurityKey(TextView strSymbol);

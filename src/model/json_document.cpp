@@ -1,0 +1,142 @@
+#include "model/json_document.h"
+
+#include <algorithm>
+
+#include <rapidjson/memorystream.h>
+#include <rapidjson/reader.h>
+#include <rapidjson/stringbuffer.h>
+#include <rapidjson/writer.h>
+
+namespace qvant {
+
+namespace {
+
+constexpr unsigned PARSE_FLAGS = rapidjson::kParseIterativeFlag;
+
+/// Hands a parser's events on to the document until they go too deep.
+class CDepthLimit {
+public:
+    explicit CDepthLimit(JsonDocument& document) : m_document(document) {}
+
+    bool Null() { return m_document.Null(); }
+    bool Bool(bool b) { return m_document.Bool(b); }
+    bool Int(int n) { return m_document.Int(n); }
+    bool Uint(unsigned n) { return m_document.Uint(n); }
+    bool Int64(std::int64_t n) { return m_document.Int64(n); }
+    bool Uint64(std::uint64_t n) { return m_document.Uint64(n); }
+    bool Double(double d) { return m_document.Double(d); }
+    bool RawNumber(const char16_t* psz, rapidjson::SizeType nLength, bool bCopy) {
+        return m_document.RawNumber(psz, nLength, bCopy);
+    }
+    bool String(const char16_t* psz, rapidjson::SizeType nLength, bool bCopy) {
+        return m_document.String(psz, nLength, bCopy);
+    }
+    bool Key(const char16_t* psz, rapidjson::SizeType nLength, bool bCopy) {
+        return m_document.Key(psz, nLength, bCopy);
+    }
+    bool StartObject() { return ++m_nDepth <= JSON_DEEPEST && m_document.StartObject(); }
+    bool EndObject(rapidjson::SizeType nMembers) { return --m_nDepth >= 0 && m_document.EndObject(nMembers); }
+    bool StartArray() { return ++m_nDepth <= JSON_DEEPEST && m_document.StartArray(); }
+    bool EndArray(rapidjson::SizeType nElements) { return --m_nDepth >= 0 && m_document.EndArray(nElements); }
+
+private:
+    JsonDocument& m_document;
+    int m_nDepth = 0;
+};
+
+/// Buffer of RapidJSON's writer, for the values that aren't strings.
+using WideBuffer = rapidjson::GenericStringBuffer<rapidjson::UTF16<char16_t>>;
+
+void AppendNumber(Text& strJson, const JsonValue& value) {
+    WideBuffer buffer;
+    rapidjson::Writer<WideBuffer, WideEncoding, rapidjson::UTF16<char16_t>> writer(buffer);
+    value.Accept(writer);
+    strJson.append(buffer.GetString(), buffer.GetLength());
+}
+
+void AppendObject(Text& strJson, const JsonValue& object) {
+    strJson.push_back(u'{');
+    for (auto pMember = object.MemberBegin(); pMember != object.MemberEnd(); ++pMember) {
+        if (pMember != object.MemberBegin()) strJson.push_back(u',');
+        AppendJsonString(strJson, GetText(pMember->name));
+        strJson.push_back(u':');
+        AppendJson(strJson, pMember->value);
+    }
+    strJson.push_back(u'}');
+}
+
+void AppendArray(Text& strJson, const JsonValue& array) {
+    strJson.push_back(u'[');
+    for (auto pElement = array.Begin(); pElement != array.End(); ++pElement) {
+        if (pElement != array.Begin()) strJson.push_back(u',');
+        AppendJson(strJson, *pElement);
+    }
+    strJson.push_back(u']');
+}
+
+bool NeedsEscape(char16_t ch) { return ch < u' ' || ch == u'"' || ch == u'\\'; }
+
+void AppendEscaped(Text& strJson, char16_t ch) {
+    constexpr TextView LETTERS = u"btn\0fr";  // of the units from 8 on
+    constexpr TextView DIGITS = u"0123456789ABCDEF";
+    strJson.push_back(u'\\');
+    if (ch >= u' ') {
+        strJson.push_back(ch);
+    } else if (ch >= 8 && ch < 8 + LETTERS.size() && LETTERS[ch - 8u] != 0) {
+        strJson.push_back(LETTERS[ch - 8u]);
+    } else {
+        strJson.append(u"u00").append(1, DIGITS[ch >> 4u]).append(1, DIGITS[ch & 0xFu]);
+    }
+}
+
+}  // namespace
+
+bool ParseUtf8(JsonDocument& document, std::string_view strBytes) {
+    document.SetNull();
+    rapidjson::MemoryStream stream(strBytes.data(), strBytes.size());
+    bool bParsed = false;
+    document.Populate([&](JsonDocument& target) {
+        CDepthLimit limit(target);
+        rapidjson::GenericReader<rapidjson::UTF8<>, WideEncoding> reader;
+        // A NUL ends the text for the reader, and what stands behind it would go by unread.
+        bParsed = !reader.Parse<PARSE_FLAGS>(stream, limit).IsError() && stream.Tell() == strBytes.size();
+        return bParsed;
+    });
+    return bParsed;
+}
+
+const JsonValue* FindMember(const JsonValue& object, TextView strName) {
+    if (!object.IsObject()) return nullptr;
+    const auto pEnd = object.MemberEnd();
+    const auto pFound = std::find_if(object.MemberBegin(), pEnd,
+                                     [strName](const auto& member) { return GetText(member.name) == strName; });
+    return pFound == pEnd ? nullptr : &pFound->value;
+}
+
+void AppendJsonString(Text& strJson, TextView strText) {
+    strJson.push_back(u'"');
+    while (!strText.empty()) {
+        const auto pStop = std::find_if(strText.begin(), strText.end(), NeedsEscape);
+        const auto nPlain = static_cast<std::size_t>(pStop - strText.begin());
+        strJson.append(strText.substr(0, nPlain));
+        if (nPlain == strText.size()) break;
+        AppendEscaped(strJson, strText[nPlain]);
+        strText.remove_prefix(nPlain + 1);
+    }
+    strJson.push_back(u'"');
+}
+
+void AppendJson(Text& strJson, const JsonValue& value) {
+    switch (value.GetType()) {
+        case rapidjson::kStringType:
+            return AppendJsonString(strJson, GetText(value));
+        case rapidjson::kObjectType:
+            return AppendObject(strJson, value);
+        case rapidjson::kArrayType:
+            return AppendArray(strJson, value);
+        default:
+            return AppendNumber(strJson, value);
+    }
+}
+
+}  // namespace qvant

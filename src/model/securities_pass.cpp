@@ -1,0 +1,193 @@
+#include "model/securities_pass.h"
+
+#include "base/format.h"
+#include "base/numbers.h"
+#include "base/token_view.h"
+
+namespace qvant {
+
+namespace {
+
+using Conversion = Text (CExchangeTimes::*)(TextView strText, TextView strZone);
+
+/// How each member with times is converted, in the order of `SecurityMember`.
+constexpr std::array<Conversion, SECURITY_TIMES> CONVERSIONS = {
+    &CExchangeTimes::ConvertSession,         // TradeTime
+    &CExchangeTimes::ConvertSession,         // OpenCloseTime
+    &CExchangeTimes::ConvertSession,         // Underlying.OpenCloseTime
+    &CExchangeTimes::ConvertNewFormatOCT,    // NewFormatOCT
+    &CExchangeTimes::ConvertSpecificOCT,     // SpecificOCT
+    &CExchangeTimes::ConvertSingle,          // ResetTime
+    &CExchangeTimes::ConvertSingle,          // ResetTime.UDHotMonth
+    &CExchangeTimes::ConvertNewFormatReset,  // NewFormatReset
+    &CExchangeTimes::ConvertSpecificReset,   // SpecificReset
+    &CExchangeTimes::ConvertSingle           // SettlementTime
+};
+
+/// A weekly list without its weekday is none, and stays where it is.
+bool IsConvertible(SecurityMember member, TextView strText) {
+    const bool bWeekly = member == SecurityMember::NewFormatOCT || member == SecurityMember::NewFormatReset;
+    return !strText.empty() && (!bWeekly || Contains(strText, u":"));
+}
+
+/// "HH:MM" to HHMM and two more digits.
+Text PackTime(TextView strTime, TextView strSuffix) {
+    int nPosition = 0;
+    const int nHour = ToInt(NextTokenView(strTime, u":", nPosition));
+    const TextView strMinute = NextTokenView(strTime, u":", nPosition);
+    return Format(u"%02d%s%s", nHour, strMinute, strSuffix);
+}
+
+TextView GetToken(TextView strText, int nIndex) {
+    int nPosition = 0;
+    TextView strToken;
+    for (int i = 0; i <= nIndex; ++i) strToken = NextTokenView(strText, u".", nPosition);
+    return strToken;
+}
+
+}  // namespace
+
+CSecuritiesPass::CSecuritiesPass(CSecuritiesParser& parser, CExchangeTimes& times, CBaseData& securityInfo)
+    : m_parser(parser), m_times(times), m_infoUpdate(securityInfo) {
+    m_infoUpdate.Clear(store::MASK_ROWS);
+    m_infoUpdate.Clear(store::MASK_TABLES);
+    m_infoUpdate.Clear(store::MASK_ALL);
+}
+
+void CSecuritiesPass::AddSecurity(TextView strKey, const JsonValue& security) {
+    const Text strGroup = GetSecurityGroup(strKey);
+    m_strJson.clear();
+    if (security.IsObject()) {
+        m_members.Read(security);
+        ReadZone();
+        ConvertTimes(strKey, strGroup);
+        NoteNames(strKey);
+        NoteRoutes(strKey, security);
+        WriteJson(security);
+    } else {
+        AppendJson(m_strJson, security);
+    }
+    Store(strKey, strGroup);
+}
+
+void CSecuritiesPass::Commit() {
+    for (auto& [strGroup, group] : m_mapGroupTable) {
+        if (!group.pTable) continue;
+        group.update->Commit();
+        m_infoUpdate.SetTable(strGroup, *group.pTable);
+        group.pTable.reset();
+    }
+    m_mapGroupTable.clear();
+    m_infoUpdate.Commit();
+}
+
+void CSecuritiesPass::ReadZone() {
+    const TextView strTimeZone = m_members.GetText(SecurityMember::TimeZone);
+    // Neighbours in the document mostly share their zone.
+    if (strTimeZone == m_strTimeZone) return;
+    m_strTimeZone = strTimeZone;
+    const std::size_t nSlash = strTimeZone.find(u'/');
+    m_strZone = ToUpper(nSlash == TextView::npos ? strTimeZone : strTimeZone.substr(nSlash + 1));
+}
+
+void CSecuritiesPass::ConvertTimes(TextView strKey, TextView strGroup) {
+    for (std::size_t i = 0; i < SECURITY_TIMES; ++i) {
+        const auto member = static_cast<SecurityMember>(i);
+        const TextView strText = m_members.GetText(member);
+        m_arConverted[i].reset();
+        if (!IsConvertible(member, strText)) continue;
+        const Text& strConverted = m_arConverted[i].emplace((m_times.*CONVERSIONS[i])(strText, m_strZone));
+        if (member == SecurityMember::OpenCloseTime) NoteSessions(strKey, strGroup, strConverted);
+        if (member == SecurityMember::ResetTime) NoteReset(strKey, strConverted);
+    }
+}
+
+void CSecuritiesPass::NoteSessions(TextView strKey, TextView strGroup, TextView strSessions) {
+    auto pGroup = m_mapOpenTime.find(strGroup);
+    if (pGroup == m_mapOpenTime.end()) pGroup = m_mapOpenTime.try_emplace(Text(strGroup)).first;
+    for (int nPosition = 0;;) {
+        TextView strSession = NextTokenView(strSessions, u";", nPosition);
+        if (nPosition == -1) break;
+        const TextView strStart = CutPiece(strSession, u'~');
+        if (!pGroup->second.contains(strStart)) pGroup->second.emplace(strStart);
+    }
+    // Without any "~" the single time is the last close as well.
+    const TextView strLastClose = strSessions.substr(strSessions.rfind(u'~') + 1);
+    m_parser.m_mapCloseTime.insert_or_assign(GetSecurityKey(strKey), PackTime(strLastClose, u"01"));
+}
+
+void CSecuritiesPass::NoteReset(TextView strKey, const Text& strReset) {
+    if (strReset.empty()) return;
+    m_parser.m_mapResetTime.insert_or_assign(strReset, strReset);
+    m_parser.m_mapSymbolResetTime.insert_or_assign(GetSecurityKey(strKey), PackTime(strReset, u"00"));
+}
+
+void CSecuritiesPass::NoteNames(TextView strKey) {
+    const TextView strPinyin = m_members.GetText(SecurityMember::Pinyin);
+    if (!strPinyin.empty()) m_parser.m_mapPinyin.insert_or_assign(Text(strKey), Text(strPinyin));
+    const TextView strMainType = m_members.GetText(SecurityMember::MainType);
+    if (!strMainType.empty()) m_parser.m_mapMainType.insert_or_assign(Text(strKey), Text(strMainType));
+}
+
+void CSecuritiesPass::NoteRoutes(TextView strKey, const JsonValue& security) {
+    m_arRoutes.clear();
+    TextView strExchange;
+    for (auto pMember = security.MemberBegin(); pMember != security.MemberEnd(); ++pMember) {
+        const TextView strName = GetText(pMember->name);
+        if (!strName.starts_with(u"EXG") || !pMember->value.IsString()) continue;
+        if (strName.size() == 3) strExchange = Trim(GetText(pMember->value), u"\"");
+        if (strName.substr(0, 4) == u"EXG.") m_arRoutes.push_back(GetToken(strName, 1));
+    }
+    if (strExchange.empty()) strExchange = GetToken(strKey, 2);
+    if (strExchange.empty()) return;
+    for (const TextView strRoute : m_arRoutes) AddRoute(strRoute, strExchange);
+}
+
+void CSecuritiesPass::AddRoute(TextView strRoute, TextView strExchange) {
+    const auto pRoute = m_mapOrder.find(strRoute);
+    if (pRoute == m_mapOrder.end()) {
+        m_mapOrder.emplace(strRoute, strExchange);
+    } else if (!Contains(pRoute->second, strExchange)) {
+        // A part of another exchange's name counts as being there, on purpose: the readers of the table search it so.
+        pRoute->second = Format(u"%s:%s", strExchange, pRoute->second);
+    }
+}
+
+/// Converted members stand behind those that came through untouched.
+void CSecuritiesPass::WriteJson(const JsonValue& security) {
+    const auto AppendName = [this](TextView strName) {
+        m_strJson.push_back(m_strJson.empty() ? u'{' : u',');
+        AppendJsonString(m_strJson, strName);
+        m_strJson.push_back(u':');
+    };
+    std::size_t nMember = 0;
+    for (auto pMember = security.MemberBegin(); pMember != security.MemberEnd(); ++pMember, ++nMember) {
+        const auto nKind = static_cast<std::size_t>(m_members.GetKind(nMember));
+        if (nKind < SECURITY_TIMES && m_arConverted[nKind]) continue;
+        AppendName(GetText(pMember->name));
+        AppendJson(m_strJson, pMember->value);
+    }
+    for (std::size_t i = 0; i < SECURITY_TIMES; ++i) {
+        if (!m_arConverted[i]) continue;
+        AppendName(GetMemberName(static_cast<SecurityMember>(i)));
+        AppendJsonString(m_strJson, *m_arConverted[i]);
+    }
+    m_strJson.append(m_strJson.empty() ? u"{}" : u"}");
+}
+
+void CSecuritiesPass::Store(TextView strKey, TextView strGroup) {
+    auto pGroup = m_mapGroupTable.find(strGroup);
+    if (pGroup == m_mapGroupTable.end()) {
+        pGroup = m_mapGroupTable.try_emplace(Text(strGroup)).first;
+        m_infoUpdate.SetRow(m_nGroups++, strGroup);
+    }
+    GroupTable& group = pGroup->second;
+    if (!group.pTable) {
+        group.pTable = CBaseData::CreateNew();
+        if (!group.pTable) return;
+        group.update.emplace(*group.pTable);
+    }
+    group.update->SetValue(strKey, m_strJson);
+}
+
+}  // namespace qvant
