@@ -65,8 +65,8 @@ struct Ends {
     std::unique_ptr<CFileWriter> pWriter;
     std::unique_ptr<IOutput> pOutput;
 
-    ILineSource& Source() { return pPrompt ? static_cast<ILineSource&>(*pPrompt) : *pLines; }
-    ILineWriter& Writer() { return pPrompt ? static_cast<ILineWriter&>(*pPrompt) : *pWriter; }
+    ILineSource& Source() const { return pPrompt ? static_cast<ILineSource&>(*pPrompt) : *pLines; }
+    ILineWriter& Writer() const { return pPrompt ? static_cast<ILineWriter&>(*pPrompt) : *pWriter; }
 };
 
 Ends MakeEnds(const Options& options, int nInput, CTables& tables, CStop& stop) {
