@@ -65,6 +65,7 @@ struct Ends {
     std::unique_ptr<CFileLines> pInput;
     std::unique_ptr<CFileWriter> pWriter;
     std::unique_ptr<IOutput> pOutput;
+    std::unique_ptr<CCurtain> pCurtain;
 
     /// In the order in which they are read.
     std::vector<ILineSource*> Sources() const {
@@ -93,6 +94,7 @@ Ends MakeEnds(const Options& options, int nScript, CTables& tables, CStop& stop)
     } else {
         ends.pOutput = std::make_unique<CTextOutput>(ends.Writer());
     }
+    ends.pCurtain = std::make_unique<CCurtain>(*ends.pOutput, !(ends.pScript && ends.pPrompt));
     return ends;
 }
 
@@ -101,7 +103,7 @@ int RunHost(const Options& options, int nScript) {
     const CSignals signals(stop);
     CTables tables(options.pathHome / "Data" / "STORAGE.db");
     Ends ends = MakeEnds(options, nScript, tables, stop);
-    CEventLog log(*ends.pOutput);
+    CEventLog log(*ends.pCurtain);
     const CMessageBoxes boxes(log);
     if (!options.bBare) tables.MakeStartTables();
     std::unique_ptr<CService> pService;
@@ -112,7 +114,10 @@ int RunHost(const Options& options, int nScript) {
         return EXIT_NO_MODULE;
     }
     CRequests requests(tables, *pService, log, stop);
-    for (ILineSource* pSource : ends.Sources()) RunRequests(*pSource, *ends.pOutput, requests);
+    for (ILineSource* pSource : ends.Sources()) {
+        if (pSource == ends.pPrompt.get()) ends.pCurtain->Raise();
+        RunRequests(*pSource, *ends.pCurtain, requests);
+    }
     requests.End();
     return EXIT_DONE;
 }

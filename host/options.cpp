@@ -20,7 +20,7 @@ const char* const USAGE =
     "  --bare             make no table at the start\n"
     "  --json             standard output carries JSON lines and nothing else\n"
     "  --script FILE      take the requests from FILE instead of standard input\n"
-    "  --prompt           after the script, go on with standard input\n";
+    "  --prompt           after the script, go on with standard input; at a terminal the script runs unseen\n";
 
 namespace {
 
