@@ -1,6 +1,7 @@
 #include "platform/internet.h"
 
 #include <chrono>
+#include <future>
 #include <thread>
 
 #include <gmock/gmock.h>
@@ -354,13 +355,26 @@ TEST_F(StoppedInternet, EndsTheWaitForAReplyAtOnce) {
 }
 
 TEST_F(StoppedInternet, EndsABodyAtOnce) {
-    const Fetched fetched = FetchUntil(
-        [](CPeer& peer) {
-            peer.ReadRequest();
-            peer.Write("HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\nabc");
-        },
-        u"http");
-    EXPECT_THAT(Narrow(fetched.strError), HasSubstr("InternetReadFile Fail, Error : 12017"));
+    std::stop_source stop;
+    std::promise<void> headersRead;
+    CScriptedServer server([&](CPeer& peer) {
+        peer.ReadRequest();
+        peer.Write("HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\nabc");
+        headersRead.get_future().wait();
+        stop.request_stop();
+        peer.WaitForClose();
+    });
+    const platform::CStopScope scope(stop.get_token());
+    platform::RequestOptions options;
+    options.strUrl = server.GetUrl(u"/");
+    const auto pRequest = platform::OpenRequest(options);
+    ASSERT_EQ(pRequest->Send(), platform::INTERNET_OK);
+    headersRead.set_value();
+    std::string strBody;
+    int nError = platform::INTERNET_OK;
+    while (nError == platform::INTERNET_OK) nError = pRequest->Read(strBody, 10);
+    EXPECT_EQ(nError, platform::INTERNET_STOPPED);
+    EXPECT_EQ(strBody, "abc");
 }
 
 TEST_F(StoppedInternet, EndsAHandshakeAtOnce) {

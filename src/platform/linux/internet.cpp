@@ -132,6 +132,8 @@ private:
         // A look-up of a name that hangs is left to itself when the transfer is given up.
         Set(CURLOPT_QUICK_EXIT, 1L);
         Set(CURLOPT_SHARE, GetShare(m_options.bCookies));
+        // No file: it turns the handle's cookies on, which then are the share's.
+        if (m_options.bCookies) Set(CURLOPT_COOKIEFILE, "");
     }
 
     void SetPeerOptions() {
