@@ -12,6 +12,7 @@ namespace qvant::test {
 namespace {
 
 using ::testing::HasSubstr;
+using ::testing::Not;
 
 constexpr int PATIENCE = 30'000;
 const char* const PROMPT = "lumivale> ";
@@ -96,6 +97,21 @@ TEST_F(HostPrompt, TakesWordsAndShowsTheirReplies) {
     EXPECT_THAT(terminal.ReadTo(PROMPT), HasSubstr("\r\nok\r\n"));
     terminal.Type("get T k\n");
     EXPECT_THAT(terminal.ReadTo(PROMPT), HasSubstr("\r\n漢字 é\r\n"));
+    terminal.Type("quit\n");
+    EXPECT_EQ(terminal.Wait(), 0);
+}
+
+TEST_F(HostPrompt, OpensBehindAScriptThatShowsOnlyWhatFailed) {
+    m_home.Write("script", "set T k v\nstatus init\ndance\n");
+    std::vector<std::string> arCommand = MakeCommand();
+    arCommand.insert(arCommand.end(), {"--script", (m_home.GetPath() / "script").string(), "--prompt"});
+    CTerminal terminal(arCommand);
+    const std::string strScript = terminal.ReadTo(PROMPT);
+    EXPECT_THAT(strScript, HasSubstr("dance"));
+    EXPECT_THAT(strScript, Not(HasSubstr("ok")));
+    EXPECT_THAT(strScript, Not(HasSubstr("result")));
+    terminal.Type("get T k\n");
+    EXPECT_THAT(terminal.ReadTo(PROMPT), HasSubstr("\r\nv\r\n"));
     terminal.Type("quit\n");
     EXPECT_EQ(terminal.Wait(), 0);
 }
