@@ -2,15 +2,14 @@
 
 #include <algorithm>
 #include <atomic>
-#include <cerrno>
 #include <chrono>
 #include <stop_token>
-#include <string_view>
+#include <string>
 #include <utility>
-#include <vector>
 
 #include <curl/curl.h>
 
+#include "base/format.h"
 #include "platform/internet_limits.h"
 #include "platform/linux/internet_certificates.h"
 #include "platform/linux/internet_errors.h"
@@ -54,9 +53,9 @@ std::string EscapeUrl(TextView strUrl) {
 }
 
 std::string PeerOf(const UrlParts& parts, const RequestOptions& options) {
-    std::string strPeer = Narrow(parts.strScheme) + "://" + Narrow(parts.strHost) + ":" + std::to_string(parts.nPort);
-    if (options.proxy) strPeer += "@" + Narrow(options.proxy->strHost) + ":" + std::to_string(options.proxy->nPort);
-    return strPeer;
+    Text strPeer = Format(u"%s://%s:%d", parts.strScheme, parts.strHost, parts.nPort);
+    if (options.proxy) strPeer += Format(u"@%s:%d", options.proxy->strHost, options.proxy->nPort);
+    return Narrow(strPeer);
 }
 
 class CHttpRequest final : public IHttpRequest {
@@ -133,6 +132,8 @@ private:
         // A look-up of a name that hangs is left to itself when the transfer is given up.
         Set(CURLOPT_QUICK_EXIT, 1L);
         Set(CURLOPT_SHARE, GetShare(m_options.bCookies));
+        // No file: it turns the handle's cookies on, which then are the share's.
+        if (m_options.bCookies) Set(CURLOPT_COOKIEFILE, "");
     }
 
     void SetPeerOptions() {
@@ -169,7 +170,7 @@ private:
 
     static std::size_t OnHeader(char* pData, std::size_t, std::size_t nSize, void* pUser) {
         auto& request = *static_cast<CHttpRequest*>(pUser);
-        request.m_lastProgress = Clock::now();
+        request.NoteProgress();
         request.m_reply.AddHeaderLine({pData, nSize});
         if (request.m_reply.IsRedirected()) request.m_bConnected = false;
         return nSize;
@@ -177,26 +178,31 @@ private:
 
     static std::size_t OnBody(char* pData, std::size_t, std::size_t nSize, void* pUser) {
         auto& request = *static_cast<CHttpRequest*>(pUser);
-        request.m_lastProgress = Clock::now();
+        request.NoteProgress();
         request.m_reply.AddBody({pData, nSize});
         return nSize;
     }
 
     static int OnConnected(void* pUser, char*, char*, int, int) {
         auto& request = *static_cast<CHttpRequest*>(pUser);
-        request.m_lastProgress = Clock::now();
+        request.NoteProgress();
         request.m_bConnected = true;
         return CURL_PREREQFUNC_OK;
+    }
+
+    void NoteProgress() {
+        m_lastProgress = Clock::now();
+        m_bMoved = true;
     }
 
     // Moves the transfer on by what has arrived, or waits for something to arrive.
     void Step() {
         int nRunning = 0;
         if (StopRequested()) return End(INTERNET_STOPPED);
-        const bool bHadBody = m_reply.HasBody();
+        m_bMoved = false;
         if (curl_multi_perform(m_pLane->m_hMulti, &nRunning) != CURLM_OK) return End(INTERNET_OTHER);
         if (nRunning == 0) return TakeResult();
-        if (m_reply.HasBody() != bHadBody) return;
+        if (m_bMoved) return;
         const auto left = TimeLeft();
         if (left <= milliseconds(0)) return End(INTERNET_TIMEOUT);
         Wait(std::min(left, LONGEST_POLL));
@@ -240,6 +246,7 @@ private:
     char m_szError[CURL_ERROR_SIZE] = {};
     Clock::time_point m_lastProgress;
     bool m_bConnected = false;
+    bool m_bMoved = false;  ///< something came during the last step
     bool m_bDone = false;
     int m_nError = INTERNET_OK;
 };

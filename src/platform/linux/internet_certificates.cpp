@@ -1,9 +1,9 @@
 #include "platform/linux/internet_certificates.h"
 
-#include <cstdlib>
-
 #include <openssl/ssl.h>
 #include <openssl/x509_vfy.h>
+
+#include "platform/linux/environment.h"
 
 namespace qvant::platform {
 
@@ -51,11 +51,11 @@ CURLcode SetUpContext(CURL*, void* pContext, void* pFault) {
 }  // namespace
 
 void CheckCertificates(CURL* hEasy, CertificateFault& fault) {
-    const char* pszFile = std::getenv("SSL_CERT_FILE");
-    const char* pszFolder = std::getenv("SSL_CERT_DIR");
-    if (pszFile || pszFolder) {
-        curl_easy_setopt(hEasy, CURLOPT_CAINFO, pszFile);
-        curl_easy_setopt(hEasy, CURLOPT_CAPATH, pszFolder);
+    const auto strFile = GetVariable("SSL_CERT_FILE");
+    const auto strFolder = GetVariable("SSL_CERT_DIR");
+    if (strFile || strFolder) {
+        curl_easy_setopt(hEasy, CURLOPT_CAINFO, strFile ? strFile->c_str() : nullptr);
+        curl_easy_setopt(hEasy, CURLOPT_CAPATH, strFolder ? strFolder->c_str() : nullptr);
     }
     curl_easy_setopt(hEasy, CURLOPT_SSL_VERIFYPEER, 1L);
     curl_easy_setopt(hEasy, CURLOPT_SSL_VERIFYHOST, 2L);
