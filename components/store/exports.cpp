@@ -83,7 +83,10 @@ QVANT_EXPORT HRESULT DllGetClassObject(REFCLSID rclsid, REFIID riid, void** ppv)
     return factory.QueryInterface(riid, ppv);
 }
 
-QVANT_EXPORT HRESULT DllCanUnloadNow() { return qvant::store::GetModule().IsInUse() ? S_FALSE : S_OK; }
+QVANT_EXPORT HRESULT DllCanUnloadNow() {
+    qvant::store::CCurrentVersion::Sweep();
+    return qvant::store::GetModule().IsInUse() ? S_FALSE : S_OK;
+}
 
 QVANT_EXPORT HRESULT DllRegisterServer() { return qvant::store::Guarded(qvant::store::Register); }
 

@@ -56,6 +56,7 @@ HRESULT CTable::Operate(std::int32_t nTransaction, std::int32_t nOperation, cons
 HRESULT CTable::Commit(std::int32_t nTransaction) {
     const auto pLog = m_transactions.Take(nTransaction);
     if (!pLog) return E_INVALIDARG;
+    CCurrentVersion::Sweep();
     Retired retired;  // let go outside of every lock: it may hold the last references of tables
     if (!pLog->ChangesTables()) return CommitLog(nTransaction, *pLog, retired);
     const std::lock_guard lock(GetTreeMutex());

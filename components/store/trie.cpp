@@ -27,10 +27,11 @@ public:
     explicit CEditor(std::uint64_t nEdit) : m_nEdit(nEdit) {}
 
     Node* NewNode(std::uint32_t nCapacity) const {
-        void* const pMemory = std::malloc(sizeof(Node) + nCapacity * sizeof(Slot));
+        void* const pMemory = std::malloc(Node::GetSize(nCapacity));
         if (!pMemory) throw std::bad_alloc();
         Node* const pNode = new (pMemory) Node;
         pNode->nCapacity = nCapacity;
+        new (&pNode->GetReferences()) Node::References(1);
         pNode->nEdit = m_nEdit;
         return pNode;
     }
@@ -141,7 +142,7 @@ private:
             if (IsEntry(slot)) {
                 ToEntry(slot)->AddRef();
             } else {
-                ToNode(slot)->nReferences.fetch_add(1, std::memory_order_relaxed);
+                ToNode(slot)->AddRef();
             }
             pCopy->GetSlots()[i] = slot;
         }
@@ -158,7 +159,7 @@ private:
 };
 
 CTrie::CTrie(const CTrie& other) : m_pRoot(other.m_pRoot), m_nCount(other.m_nCount) {
-    if (m_pRoot) m_pRoot->nReferences.fetch_add(1, std::memory_order_relaxed);
+    if (m_pRoot) m_pRoot->AddRef();
 }
 
 CTrie::CTrie(CTrie&& other) noexcept
@@ -175,7 +176,7 @@ CTrie::~CTrie() {
 }
 
 void CTrie::ReleaseNode(Node* pNode) {
-    if (pNode->nReferences.fetch_sub(1, std::memory_order_acq_rel) != 1) return;
+    if (pNode->GetReferences().fetch_sub(1, std::memory_order_acq_rel) != 1) return;
     for (std::uint32_t i = 0; i < pNode->nCount; ++i) {
         const Slot slot = pNode->GetSlots()[i];
         if (IsEntry(slot)) {

@@ -1,6 +1,8 @@
 /// A section of a table: entries by hash and key, in a tree whose versions share what they have in common.
 #pragma once
 
+#include <atomic>
+#include <cstddef>
 #include <cstdint>
 
 #include "entry.h"
@@ -62,15 +64,32 @@ private:
 
 /// Children stand in the order of their hash bits and carry one bit each in the bitmap. Below the last hash bit there
 /// are only entries with the same hash; they stand in the order of their arrival and carry no bits.
+///
+/// The references are counted behind the slots: a commit that copies a node touches the counts of all its children, and
+/// a reader who goes through those children must not find their heads gone from its cache each time.
 struct CTrie::Node {
-    std::atomic<std::uint32_t> nReferences{1};
-    std::uint32_t nCapacity = 0;
-    std::uint32_t nCount = 0;
-    std::uint64_t nEdit = 0;
+    using References = std::atomic<std::uint32_t>;
+
     std::uint64_t nBitmap = 0;
+    std::uint64_t nEdit = 0;
+    std::uint32_t nCount = 0;
+    std::uint32_t nCapacity = 0;
 
     Slot* GetSlots() { return reinterpret_cast<Slot*>(this + 1); }
     const Slot* GetSlots() const { return reinterpret_cast<const Slot*>(this + 1); }
+    References& GetReferences() {
+        return *reinterpret_cast<References*>(reinterpret_cast<std::byte*>(this) + GetReferencesOffset(nCapacity));
+    }
+    void AddRef() { GetReferences().fetch_add(1, std::memory_order_relaxed); }
+
+    /// The large nodes are the ones that every look-up goes through; their count keeps a cache line's distance.
+    static constexpr std::size_t GetDistance(std::uint32_t nCapacity) { return nCapacity > 32 ? 64 : 0; }
+    static constexpr std::size_t GetReferencesOffset(std::uint32_t nCapacity) {
+        return sizeof(Node) + nCapacity * sizeof(Slot) + GetDistance(nCapacity);
+    }
+    static constexpr std::size_t GetSize(std::uint32_t nCapacity) {
+        return GetReferencesOffset(nCapacity) + sizeof(References) + GetDistance(nCapacity);
+    }
 };
 
 template <class Visit>

@@ -26,12 +26,35 @@ void CCurrentVersion::MoveCount(CVersion& version) const {
     }
 }
 
-void CCurrentVersion::Add(CVersion& version, std::int64_t nCount) {
-    if (version.m_nCount.fetch_add(nCount, std::memory_order_acq_rel) + nCount == 0) delete &version;
+bool CCurrentVersion::Add(CVersion& version, std::int64_t nCount) {
+    return version.m_nCount.fetch_add(nCount, std::memory_order_acq_rel) + nCount == 0;
+}
+
+namespace {
+
+/// Versions that readers were the last to hold, of all tables.
+std::atomic<CVersion*> g_pLeft{nullptr};
+
+}  // namespace
+
+void CCurrentVersion::Leave(const CVersion& version) {
+    auto& left = const_cast<CVersion&>(version);
+    if (!Add(left, -1)) return;
+    left.m_pNextLeft = g_pLeft.load(std::memory_order_relaxed);
+    while (!g_pLeft.compare_exchange_weak(left.m_pNextLeft, &left, std::memory_order_release)) {
+    }
+}
+
+void CCurrentVersion::Sweep() {
+    if (!g_pLeft.load(std::memory_order_relaxed)) return;
+    for (CVersion* pLeft = g_pLeft.exchange(nullptr, std::memory_order_acquire); pLeft;) {
+        const std::unique_ptr<CVersion> pVersion(std::exchange(pLeft, pLeft->m_pNextLeft));
+    }
 }
 
 CCurrentVersion::CRetired CCurrentVersion::Publish(std::unique_ptr<CVersion> pNext) {
-    const std::uint64_t nOld = m_nWord.exchange(ToWord(pNext.release()), std::memory_order_acq_rel);
+    m_pPublished = pNext.release();
+    const std::uint64_t nOld = m_nWord.exchange(ToWord(m_pPublished), std::memory_order_acq_rel);
     return CRetired(*ToVersion(nOld), static_cast<std::int64_t>(nOld & COUNT_MASK));
 }
 

@@ -10,6 +10,8 @@
 
 namespace qvant::store {
 
+inline constexpr std::size_t CACHE_LINE = 64;
+
 /// The three sections as they were after one commit. Immutable once it is published.
 struct CVersion {
     CTrie rows;
@@ -35,23 +37,27 @@ private:
     /// While it is published, the current pointer itself counts as this many; readers that left count below it.
     static constexpr std::int64_t PUBLISHED = std::int64_t{1} << 48;
     std::atomic<std::int64_t> m_nCount{PUBLISHED};
+    CVersion* m_pNextLeft = nullptr;
 };
 
 /// The published version. Readers take hold of it with one addition and never wait, neither for the writer nor for each
 /// other: pointer and number of the readers who came stand in one word, those who left are counted in the version.
 class CCurrentVersion {
 public:
-    CCurrentVersion() : m_nWord(ToWord(new CVersion)) {}
+    CCurrentVersion() : m_pPublished(new CVersion), m_nWord(ToWord(m_pPublished)) {}
     ~CCurrentVersion();
     CCurrentVersion(const CCurrentVersion&) = delete;
     CCurrentVersion& operator=(const CCurrentVersion&) = delete;
 
     /// The published version; the caller gives it back with `Leave`. Any thread.
     const CVersion& Enter() const;
-    static void Leave(const CVersion& version) { Add(const_cast<CVersion&>(version), -1); }
+    /// A reader doesn't take old versions apart, which may be much work: the last one leaves it to the next commit.
+    static void Leave(const CVersion& version);
+    /// Takes apart what readers left, of any table. Outside of every lock, since tables may end with it.
+    static void Sweep();
 
     /// For the writer, which alone can replace it.
-    const CVersion& Peek() const { return *ToVersion(m_nWord.load(std::memory_order_relaxed)); }
+    const CVersion& Peek() const { return *m_pPublished; }
 
     /// An old version on its way out; whoever has it last deletes what only it held.
     class CRetired {
@@ -61,7 +67,7 @@ public:
             : m_pVersion(std::exchange(other.m_pVersion, nullptr)), m_nReaders(other.m_nReaders) {}
         CRetired& operator=(CRetired&&) = delete;
         ~CRetired() {
-            if (m_pVersion) Add(*m_pVersion, m_nReaders - CVersion::PUBLISHED);
+            if (m_pVersion && Add(*m_pVersion, m_nReaders - CVersion::PUBLISHED)) delete m_pVersion;
         }
 
     private:
@@ -81,10 +87,12 @@ private:
 
     static std::uint64_t ToWord(CVersion* p) { return reinterpret_cast<std::uint64_t>(p) << COUNT_BITS; }
     static CVersion* ToVersion(std::uint64_t nWord) { return reinterpret_cast<CVersion*>(nWord >> COUNT_BITS); }
-    static void Add(CVersion& version, std::int64_t nCount);
+    /// @return whether that was the end of the version
+    static bool Add(CVersion& version, std::int64_t nCount);
     void MoveCount(CVersion& version) const;
 
-    mutable std::atomic<std::uint64_t> m_nWord;
+    CVersion* m_pPublished;  ///< the writer's own copy: it leaves the readers' word alone until it publishes
+    alignas(CACHE_LINE) mutable std::atomic<std::uint64_t> m_nWord;
 };
 
 /// A reader's hold on one version.

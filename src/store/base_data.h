@@ -108,7 +108,8 @@ private:
     std::uint32_t m_nGlobalCookie = 0;
     IGlobalInterfaceTable* m_pInterfaceTable = nullptr;
     const bool m_bReportOwnChanges = false;  ///< nothing sets it: a wrapper doesn't hear its own last transaction
-    std::atomic<std::int32_t> m_nLastTransaction{-999};
+    /// On a cache line of its own: readers on other threads use the rest of the wrapper all the time.
+    alignas(64) std::atomic<std::int32_t> m_nLastTransaction{-999};
 };
 
 /// One transaction on a wrapper; cancelled at the end of its scope unless it was committed.
