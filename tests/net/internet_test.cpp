@@ -379,7 +379,7 @@ TEST_F(StoppedInternet, EndsABodyAtOnce) {
 }
 
 TEST_F(StoppedInternet, EndsAHandshakeAtOnce) {
-    const Fetched fetched = FetchUntil([](CPeer&) {}, u"https");
+    const Fetched fetched = FetchUntil([](CPeer& peer) { peer.WaitForBytes(); }, u"https");
     EXPECT_EQ(fetched.strError, u"HttpSendRequest Fail, Error : 12017");
 }
 
