@@ -39,6 +39,9 @@ function(qv_module name)
     target_link_libraries(${name} PRIVATE ${ARG_USES} qv_options)
     target_link_options(${name} PRIVATE
         -Wl,--version-script=${CMAKE_CURRENT_SOURCE_DIR}/${ARG_EXPORTS} -Wl,--exclude-libs,ALL)
+    if(NOT QV_SANITIZE)
+        target_link_options(${name} PRIVATE -Wl,--no-undefined)  # a sanitizer's own symbols come with the program
+    endif()
     set_target_properties(${name} PROPERTIES LINK_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/${ARG_EXPORTS})
 endfunction()
 

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <iostream>
 #include <memory>
+#include <vector>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -48,7 +49,6 @@ void RunRequests(ILineSource& source, IOutput& output, CRequests& requests) {
         const std::string_view strRequest = WithoutIndent(*strLine);
         if (!strRequest.empty()) output.ShowReply(requests.Run(strRequest));
     }
-    requests.End();
 }
 
 /// What the prompt completes after a word.
@@ -61,20 +61,32 @@ std::vector<std::string> TableNames(const CTables& tables) {
 /// The ends of the program that face the person or the machine.
 struct Ends {
     std::unique_ptr<CPrompt> pPrompt;
-    std::unique_ptr<CFileLines> pLines;
+    std::unique_ptr<CFileLines> pScript;
+    std::unique_ptr<CFileLines> pInput;
     std::unique_ptr<CFileWriter> pWriter;
     std::unique_ptr<IOutput> pOutput;
+    std::unique_ptr<CCurtain> pCurtain;
 
-    ILineSource& Source() { return pPrompt ? static_cast<ILineSource&>(*pPrompt) : *pLines; }
-    ILineWriter& Writer() { return pPrompt ? static_cast<ILineWriter&>(*pPrompt) : *pWriter; }
+    /// In the order in which they are read.
+    std::vector<ILineSource*> Sources() const {
+        std::vector<ILineSource*> arSources;
+        if (pScript) arSources.push_back(pScript.get());
+        if (pPrompt) arSources.push_back(pPrompt.get());
+        if (pInput) arSources.push_back(pInput.get());
+        return arSources;
+    }
+    ILineWriter& Writer() const { return pPrompt ? static_cast<ILineWriter&>(*pPrompt) : *pWriter; }
 };
 
-Ends MakeEnds(const Options& options, int nInput, CTables& tables, CStop& stop) {
+/// @param nScript  the open script; below 0 when there is none
+Ends MakeEnds(const Options& options, int nScript, CTables& tables, CStop& stop) {
     Ends ends;
-    if (!options.bJson && !options.pathScript && isatty(STDIN_FILENO) && isatty(STDOUT_FILENO)) {
+    if (nScript >= 0) ends.pScript = std::make_unique<CFileLines>(nScript, stop);
+    const bool bInput = nScript < 0 || options.bPrompt;
+    if (bInput && !options.bJson && isatty(STDIN_FILENO) && isatty(STDOUT_FILENO)) {
         ends.pPrompt = std::make_unique<CPrompt>(stop, [&tables] { return TableNames(tables); });
     } else {
-        ends.pLines = std::make_unique<CFileLines>(nInput, stop);
+        if (bInput) ends.pInput = std::make_unique<CFileLines>(STDIN_FILENO, stop);
         ends.pWriter = std::make_unique<CFileWriter>(STDOUT_FILENO, stop);
     }
     if (options.bJson) {
@@ -82,15 +94,16 @@ Ends MakeEnds(const Options& options, int nInput, CTables& tables, CStop& stop) 
     } else {
         ends.pOutput = std::make_unique<CTextOutput>(ends.Writer());
     }
+    ends.pCurtain = std::make_unique<CCurtain>(*ends.pOutput, !(ends.pScript && ends.pPrompt));
     return ends;
 }
 
-int RunHost(const Options& options, int nInput) {
+int RunHost(const Options& options, int nScript) {
     CStop stop;
     const CSignals signals(stop);
     CTables tables(options.pathHome / "Data" / "STORAGE.db");
-    Ends ends = MakeEnds(options, nInput, tables, stop);
-    CEventLog log(*ends.pOutput);
+    Ends ends = MakeEnds(options, nScript, tables, stop);
+    CEventLog log(*ends.pCurtain);
     const CMessageBoxes boxes(log);
     if (!options.bBare) tables.MakeStartTables();
     std::unique_ptr<CService> pService;
@@ -101,7 +114,11 @@ int RunHost(const Options& options, int nInput) {
         return EXIT_NO_MODULE;
     }
     CRequests requests(tables, *pService, log, stop);
-    RunRequests(ends.Source(), *ends.pOutput, requests);
+    for (ILineSource* pSource : ends.Sources()) {
+        if (pSource == ends.pPrompt.get()) ends.pCurtain->Raise();
+        RunRequests(*pSource, *ends.pCurtain, requests);
+    }
+    requests.End();
     return EXIT_DONE;
 }
 
@@ -110,7 +127,7 @@ int RunProgram(const Options& options) {
         std::cout << USAGE;
         return EXIT_DONE;
     }
-    if (!options.pathScript) return RunHost(options, STDIN_FILENO);
+    if (!options.pathScript) return RunHost(options, -1);
     const int nScript = open(options.pathScript->c_str(), O_RDONLY | O_CLOEXEC);
     if (nScript < 0) throw CFailure("can't read " + options.pathScript->string());
     const int nStatus = RunHost(options, nScript);

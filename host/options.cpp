@@ -10,7 +10,8 @@
 namespace qvant::host {
 
 const char* const USAGE =
-    "usage: lumivale-host [--home DIR] [--common-data DIR] [--module FILE] [--bare] [--json] [--script FILE]\n"
+    "usage: lumivale-host [--home DIR] [--common-data DIR] [--module FILE] [--bare] [--json]\n"
+    "                     [--script FILE [--prompt]]\n"
     "\n"
     "  --home DIR         home folder of the service; else LUMIVALE_HOME, else this program's folder\n"
     "  --common-data DIR  common application-data folder; else LUMIVALE_COMMON_DATA, else $XDG_DATA_HOME,\n"
@@ -18,7 +19,8 @@ const char* const USAGE =
     "  --module FILE      the service's shared library; else the one that came with this program\n"
     "  --bare             make no table at the start\n"
     "  --json             standard output carries JSON lines and nothing else\n"
-    "  --script FILE      take the requests from FILE instead of standard input\n";
+    "  --script FILE      take the requests from FILE instead of standard input\n"
+    "  --prompt           after the script, go on with standard input; at a terminal the script runs unseen\n";
 
 namespace {
 
@@ -43,7 +45,7 @@ fs::path FindModule() {
 
 /// The modules read the folder where they would find it in the terminal: in the environment.
 fs::path HandOn(const char* pszVariable, const char* pszFolder) {
-    const fs::path pathFolder = fs::absolute(pszFolder).lexically_normal();
+    fs::path pathFolder = fs::absolute(pszFolder).lexically_normal();
     setenv(pszVariable, pathFolder.c_str(), 1);
     return pathFolder;
 }
@@ -62,6 +64,7 @@ Options ReadOptions(int nArguments, const char* const* parguments) {
     Options options;
     const Flags mapFlags = {{"--bare", [&] { options.bBare = true; }},
                             {"--json", [&] { options.bJson = true; }},
+                            {"--prompt", [&] { options.bPrompt = true; }},
                             {"--help", [&] { options.bHelp = true; }}};
     const Settings mapSettings = {{"--home", [&](const char* psz) { options.pathHome = HandOn("LUMIVALE_HOME", psz); }},
                                   {"--common-data", [](const char* psz) { HandOn("LUMIVALE_COMMON_DATA", psz); }},

@@ -13,6 +13,7 @@ struct Options {
     std::optional<std::filesystem::path> pathScript;
     bool bBare = false;
     bool bJson = false;
+    bool bPrompt = false;  ///< after the script, the requests of standard input
     bool bHelp = false;
 };
 

@@ -1,6 +1,7 @@
 /// Where the host's events and replies go, and in which form.
 #pragma once
 
+#include <atomic>
 #include <string>
 #include <string_view>
 
@@ -49,6 +50,25 @@ public:
 
 private:
     ILineWriter& m_writer;
+};
+
+/// Keeps what a script does off the screen until the prompt behind it opens; a failed request shows all the same.
+class CCurtain final : public IOutput {
+public:
+    CCurtain(IOutput& output, bool bUp) : m_output(output), m_bUp(bUp) {}
+
+    void Raise() { m_bUp = true; }
+
+    void ShowEvent(const Event& event) override {
+        if (m_bUp) m_output.ShowEvent(event);
+    }
+    void ShowReply(const Reply& reply) override {
+        if (m_bUp || !reply.strError.empty()) m_output.ShowReply(reply);
+    }
+
+private:
+    IOutput& m_output;
+    std::atomic<bool> m_bUp;
 };
 
 }  // namespace qvant::host

@@ -1,5 +1,7 @@
 #include "table_content.h"
 
+#include <algorithm>
+
 #include "failure.h"
 #include "tables.h"
 
@@ -29,6 +31,9 @@ TableContent ReadLevel(const CStoreTable& table, std::size_t nLevel) {
     if (nLevel > CTables::PATH_LIMIT) throw CFailure("the tables nest too deep");
     CContentReader reader;
     if (FAILED(table.Owner()->Visit(&reader))) throw CFailure("the table can't be read");
+    // The store has no order of its own for names. A dump that can be compared with another one needs one.
+    std::ranges::sort(reader.m_content.arValues, {}, &std::pair<Text, Value>::first);
+    std::ranges::sort(reader.m_arTables, {}, &std::pair<Text, CStoreTable>::first);
     for (const auto& [strName, subTable] : reader.m_arTables)
         reader.m_content.arTables.push_back({strName, ReadLevel(subTable, nLevel + 1)});
     return std::move(reader.m_content);

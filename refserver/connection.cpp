@@ -14,7 +14,7 @@ namespace {
 
 // A client that keeps its connection without a word for this long is let go.
 constexpr int IdleMs = 120'000;
-constexpr std::size_t BlockBytes = 16 * 1024;
+constexpr std::size_t BlockBytes = 16'384;
 constexpr std::size_t SlowStepsPerSecond = 20;
 
 }  // namespace

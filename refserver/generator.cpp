@@ -159,7 +159,7 @@ private:
 
     std::string m_strName;
     std::unique_ptr<std::FILE, int (*)(std::FILE*)> m_pFile;
-    std::array<char, 256 * 1024> m_block{};
+    std::array<char, 262'144> m_block{};
     std::unique_ptr<rapidjson::FileWriteStream> m_pStream;
     rapidjson::PrettyWriter<rapidjson::FileWriteStream> m_writer;
 };

@@ -12,7 +12,7 @@ namespace {
 
 constexpr int GzipWindow = 15 + 16;
 constexpr int MemoryLevel = 8;
-constexpr std::size_t BlockBytes = 256 * 1024;
+constexpr std::size_t BlockBytes = 262'144;
 
 class CDeflater {
 public:

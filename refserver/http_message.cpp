@@ -7,9 +7,9 @@ namespace qvant::refserver {
 
 namespace {
 
-constexpr std::size_t LineLimit = 64 * 1024;
+constexpr std::size_t LineLimit = 65'536;
 constexpr std::size_t HeaderLimit = 100;
-constexpr std::size_t BodyLimit = 1024 * 1024;
+constexpr std::size_t BodyLimit = 1'048'576;
 
 char ToLower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 

@@ -41,10 +41,11 @@ private:
 
 }  // namespace
 
-std::shared_ptr<const SEventBatch> MakeEventBatch(std::int32_t nTransaction, const CTransactionLog& log) {
+std::shared_ptr<const SEventBatch> MakeEventBatch(std::int32_t nTransaction, const CTransactionLog& log,
+                                                  bool bReplace) {
     auto pBatch = std::make_shared<SEventBatch>();
     pBatch->nTransaction = nTransaction;
-    pBatch->bReplace = log.Replaces();
+    pBatch->bReplace = bReplace;
     CCollector collector(pBatch->arItems);
     for (const SOperation& operation : log.GetOperations()) {
         if (operation.entry) collector.Add(operation.kind, operation.entry);

@@ -21,7 +21,7 @@ struct SEventBatch {
 };
 
 /// Collects what a transaction wrote. The log must still hold its entries.
-std::shared_ptr<const SEventBatch> MakeEventBatch(std::int32_t nTransaction, const CTransactionLog& log);
+std::shared_ptr<const SEventBatch> MakeEventBatch(std::int32_t nTransaction, const CTransactionLog& log, bool bReplace);
 
 /// The key of an update, owned by the caller: a row's is its index. Null when memory is out.
 BSTR MakeEventKey(const SEventBatch::SItem& item);

@@ -8,7 +8,13 @@ namespace qvant::store {
 
 CTable::CTable() { GetModule().AddObject(); }
 
-CTable::~CTable() { GetModule().RemoveObject(); }
+CTable::~CTable() {
+    if (m_binding.pDatabase) {
+        const auto file = m_binding.pDatabase->Lock();
+        m_binding.pDatabase->Forget(m_binding.nId);
+    }
+    GetModule().RemoveObject();
+}
 
 HRESULT CTable::QueryInterface(REFIID riid, void** ppvObject) {
     if (!ppvObject) return E_POINTER;
@@ -30,8 +36,21 @@ HRESULT CTable::QueryInterface(REFIID riid, void** ppvObject) {
 
 ULONG CTable::Release() {
     const ULONG nLeft = --m_nReferences;
-    if (nLeft == 0) delete this;
+    if (nLeft == 0) End();
     return nLeft;
+}
+
+void CTable::End() {
+    static thread_local CTable* pFirst = nullptr;
+    static thread_local bool bEnding = false;
+    m_pNextEnding = std::exchange(pFirst, this);
+    if (bEnding) return;
+    bEnding = true;
+    while (pFirst) {
+        CTable* const pTable = std::exchange(pFirst, pFirst->m_pNextEnding);
+        delete pTable;
+    }
+    bEnding = false;
 }
 
 bool CTable::TryAddRef() {

@@ -4,9 +4,11 @@
 #include <atomic>
 #include <memory>
 #include <mutex>
+#include <optional>
 
 #include "connection_point.h"
 #include "cookie.h"
+#include "database.h"
 #include "operations.h"
 #include "qvant/store.h"
 #include "version.h"
@@ -44,16 +46,36 @@ public:
     HRESULT STDMETHODCALLTYPE Visit(IQvantTableVisitor* pVisitor) override;
     HRESULT STDMETHODCALLTYPE Persist(const OLECHAR* pszFile) override;
 
+    /// Where a table is kept.
+    struct SBinding {
+        std::shared_ptr<CDatabase> pDatabase;  ///< null for a table in memory alone
+        std::int64_t nId = 0;
+        std::size_t nLinks = 0;  ///< names under which tables of the same file hold it; the tree's lock guards it
+    };
+
+    /// For the file, under its lock.
+    const SBinding& GetBinding() const { return m_binding; }
+    const CVersion& PeekVersion() const { return m_current.Peek(); }
+
     /// The table behind a cookie. E_INVALIDARG when there is none, or when it isn't a table of this store.
     static HRESULT FromCookie(DWORD nCookie, CRef<CTable>& table);
 
+    /// Gives a table that nobody knows yet its place in a file and its content.
+    void Adopt(SBinding binding, CTransactionLog& log);
+
 private:
+    friend class CTreeChange;
+    using Retired = std::optional<CCurrentVersion::CRetired>;
+
     ~CTable();
 
     HRESULT Dispatch(DISPID nMethod, const DISPPARAMS& parameters, VARIANT* pResult);
     HRESULT Operate(std::int32_t nTransaction, std::int32_t nOperation, const VARIANT& a, const VARIANT& b);
     HRESULT Commit(std::int32_t nTransaction);
-    HRESULT CommitLog(std::int32_t nTransaction, CTransactionLog& log);
+    HRESULT CommitLog(std::int32_t nTransaction, CTransactionLog& log, Retired& retired);
+
+    HRESULT PersistIn(TextView strFile);
+    HRESULT Bind(const std::shared_ptr<CDatabase>& pDatabase, CTransactionLog& log, Retired& retired);
 
     HRESULT Get(std::int32_t nOperation, const VARIANT& a, VARIANT& result);
     HRESULT GetRow(const VARIANT& index, VARIANT& result) const;
@@ -62,13 +84,18 @@ private:
     HRESULT GetKeys(VARIANT& result) const;
     HRESULT GetBlob(const VARIANT& mask, VARIANT& result) const;
 
-    /// Whether `table` is this one or somewhere below it. The tree must not change meanwhile.
-    bool Reaches(const CTable& table) const;
+    /// Whether `table` is this one or somewhere below it. Certain as long as the tree doesn't change.
+    bool Reaches(const CTable& table);
+
+    /// The end of a table may end those below it; they end one after another, however deep they lie.
+    void End();
 
     std::atomic<ULONG> m_nReferences{1};
+    CTable* m_pNextEnding = nullptr;
     CCurrentVersion m_current;
     COpenTransactions m_transactions;
     std::mutex m_writer;
+    SBinding m_binding;  ///< changes under three locks: the tree's, the writer's and the file's
     CTableCookie m_cookie{*this};
     CEventPoint m_events{*this};
 };

@@ -18,10 +18,16 @@ struct CVersion {
     CTrie tables;
 
     CVersion() = default;
-    /// Shares all sections.
-    CVersion(const CVersion& other)
-        : rows(other.rows), nRowCount(other.nRowCount), values(other.values), tables(other.tables) {}
+    CVersion(const CVersion&) = delete;
     CVersion& operator=(const CVersion&) = delete;
+
+    /// Takes over all sections of another version, without a copy.
+    void Share(const CVersion& other) {
+        rows = other.rows;
+        nRowCount = other.nRowCount;
+        values = other.values;
+        tables = other.tables;
+    }
 
 private:
     friend class CCurrentVersion;

@@ -10,10 +10,12 @@ namespace qvant {
 using Text = std::u16string;
 using TextView = std::u16string_view;
 
-/// Hashes for maps that are asked with a `TextView` as well as with a `Text`.
+/// Hashes for maps that are asked with a `TextView` as well as with a `Text`. It doesn't promise that it never throws:
+/// the standard library takes a hash that does for a cheap one, and computes it anew for every key that it walks past
+/// instead of keeping it.
 struct TextHash {
     using is_transparent = void;
-    std::size_t operator()(TextView strText) const noexcept { return std::hash<TextView>{}(strText); }
+    std::size_t operator()(TextView strText) const { return std::hash<TextView>{}(strText); }
 };
 
 /// UTF-8 to wide text. Bytes that aren't UTF-8 become U+FFFD, one for each broken sequence.

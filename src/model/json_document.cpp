@@ -44,14 +44,12 @@ private:
     int m_nDepth = 0;
 };
 
-/// Buffer of RapidJSON's writer, for the values that aren't strings.
-using WideBuffer = rapidjson::GenericStringBuffer<rapidjson::UTF16<char16_t>>;
-
-void AppendNumber(Text& strJson, const JsonValue& value) {
-    WideBuffer buffer;
-    rapidjson::Writer<WideBuffer, WideEncoding, rapidjson::UTF16<char16_t>> writer(buffer);
+/// What isn't a string is written in ASCII.
+void AppendPlain(Text& strJson, const JsonValue& value) {
+    rapidjson::StringBuffer buffer;
+    rapidjson::Writer<rapidjson::StringBuffer, WideEncoding> writer(buffer);
     value.Accept(writer);
-    strJson.append(buffer.GetString(), buffer.GetLength());
+    strJson.append(buffer.GetString(), buffer.GetString() + buffer.GetSize());
 }
 
 void AppendObject(Text& strJson, const JsonValue& object) {
@@ -77,7 +75,7 @@ void AppendArray(Text& strJson, const JsonValue& array) {
 bool NeedsEscape(char16_t ch) { return ch < u' ' || ch == u'"' || ch == u'\\'; }
 
 void AppendEscaped(Text& strJson, char16_t ch) {
-    constexpr TextView LETTERS = u"btn\0fr";  // of the units from 8 on
+    constexpr TextView LETTERS(u"btn\0fr", 6);  // of the units from 8 on
     constexpr TextView DIGITS = u"0123456789ABCDEF";
     strJson.push_back(u'\\');
     if (ch >= u' ') {
@@ -95,13 +93,14 @@ bool ParseUtf8(JsonDocument& document, std::string_view strBytes) {
     document.SetNull();
     rapidjson::MemoryStream stream(strBytes.data(), strBytes.size());
     bool bParsed = false;
-    document.Populate([&](JsonDocument& target) {
+    auto Parse = [&](JsonDocument& target) {
         CDepthLimit limit(target);
         rapidjson::GenericReader<rapidjson::UTF8<>, WideEncoding> reader;
         // A NUL ends the text for the reader, and what stands behind it would go by unread.
         bParsed = !reader.Parse<PARSE_FLAGS>(stream, limit).IsError() && stream.Tell() == strBytes.size();
         return bParsed;
-    });
+    };
+    document.Populate(Parse);
     return bParsed;
 }
 
@@ -135,7 +134,7 @@ void AppendJson(Text& strJson, const JsonValue& value) {
         case rapidjson::kArrayType:
             return AppendArray(strJson, value);
         default:
-            return AppendNumber(strJson, value);
+            return AppendPlain(strJson, value);
     }
 }
 

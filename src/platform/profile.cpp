@@ -31,6 +31,11 @@ std::int32_t GetProfileInt(TextView strSection, TextView strKey, std::int32_t nD
 }
 
 bool WriteProfileText(TextView strSection, TextView strKey, TextView strValue, TextView strPath) {
+    const ProfileValue value{strKey, strValue};
+    return WriteProfileTexts(strSection, {&value, 1}, strPath);
+}
+
+bool WriteProfileTexts(TextView strSection, std::span<const ProfileValue> values, TextView strPath) {
     static std::mutex mutex;
     // From the reading to the replacement, or one of two writers would lose the other's key.
     const std::lock_guard lock(mutex);
@@ -38,7 +43,7 @@ bool WriteProfileText(TextView strSection, TextView strKey, TextView strValue, T
     auto strBytes = ReadWholeFile(strPath);
     if (!strBytes && FileExists(strPath)) return false;
     CProfileText text = CProfileText::Parse(strBytes.value_or(std::string()));
-    text.Set(strSection, strKey, strValue);
+    for (const auto& [strKey, strValue] : values) text.Set(strSection, strKey, strValue);
     // A save that changes nothing costs no write to the disk: most of a run state stays from one save to the next.
     std::string strNew = text.GetBytes();
     return strNew == strBytes || ReplaceFile(strPath, strNew);

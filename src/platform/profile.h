@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 
 #include "base/text.h"
 
@@ -21,5 +22,14 @@ std::int32_t GetProfileInt(TextView strSection, TextView strKey, std::int32_t nD
 /// could only break the file, are dropped. Writes of one process don't run into each other.
 /// @return false when the file can't be replaced; it stands as it was then
 bool WriteProfileText(TextView strSection, TextView strKey, TextView strValue, TextView strPath);
+
+/// A key and its new value.
+struct ProfileValue {
+    TextView strKey;
+    TextView strValue;
+};
+
+/// Sets several keys of one section, in their order and in one replacement: a crash leaves all of them old or all new.
+bool WriteProfileTexts(TextView strSection, std::span<const ProfileValue> values, TextView strPath);
 
 }  // namespace qvant::platform

@@ -104,7 +104,7 @@ bool CSettings::SaveSettings(const RunState& state, const ProxySettings& proxy, 
     const Text strContractVersions = JoinPairs(state.m_mapContractVersion);
     const Text strStkInfoVersions = JoinPairs(state.m_mapStkInfoVersion);
     const Text strVersion = pLumivale->GetString(u"Version");
-    const std::pair<TextView, TextView> arValues[] = {
+    const platform::ProfileValue arValues[] = {
         {u"LUMIValeURL", state.m_strLumivaleURL},
         {u"Version", strVersion},
         {u"InfoListType", state.m_strInfoListType},
@@ -120,8 +120,7 @@ bool CSettings::SaveSettings(const RunState& state, const ProxySettings& proxy, 
         {u"HotChangeURL", state.m_strHotChangeURL},
         {u"ExpireURL", state.m_strExpireURL},
     };
-    for (const auto& [strKey, strValue] : arValues) platform::WriteProfileText(SECTION, strKey, strValue, m_strIniPath);
-    return true;
+    return platform::WriteProfileTexts(SECTION, arValues, m_strIniPath);
 }
 
 SymbolWords CSettings::ReadSymbolWords(TextView strLanguage) const {

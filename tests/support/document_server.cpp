@@ -1,5 +1,7 @@
 #include "support/document_server.h"
 
+#include "platform/internet.h"
+
 namespace qvant::test {
 
 CDocumentServer::CDocumentServer() {
@@ -13,6 +15,8 @@ CDocumentServer::CDocumentServer() {
 
 CDocumentServer::~CDocumentServer() {
     Release();
+    // A connection that the client keeps would hold the server's thread until its own time-out.
+    platform::CloseIdleConnections();
     m_server.stop();
     m_thread.join();
 }

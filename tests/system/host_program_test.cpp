@@ -56,7 +56,7 @@ TEST_F(HostProgram, EndsWithStatusOneWhenTheModuleCantBeLoaded) {
 
 TEST_F(HostProgram, TellsItsOptions) {
     EXPECT_EQ(RunWith({"--help"}), 0);
-    for (const char* pszOption : {"--home", "--common-data", "--module", "--bare", "--json", "--script"})
+    for (const char* pszOption : {"--home", "--common-data", "--module", "--bare", "--json", "--script", "--prompt"})
         EXPECT_THAT(m_strOutput, HasSubstr(pszOption));
 }
 
@@ -102,6 +102,15 @@ TEST_F(HostProgram, TakesItsRequestsFromAScript) {
     EXPECT_EQ(ToJson(host.ReadNext()), R"({"reply":3,"ok":true,"value":null})");
     EXPECT_TRUE(host.ReadNext().IsNull());
     EXPECT_EQ(host.GetProcess().Wait(), 0);
+}
+
+TEST_F(HostProgram, GoesOnWithStandardInputBehindAScriptWhenAskedTo) {
+    m_home.Write("script", "set T k v\n");
+    CHostProcess& host = Start({"--script", (m_home.GetPath() / "script").string(), "--prompt"});
+    EXPECT_EQ(ToJson(host.ReadNext()), R"({"reply":1,"ok":true})");
+    host.Send("get T k\n");
+    EXPECT_EQ(ToJson(host.ReadNext()), R"({"reply":2,"ok":true,"value":"v"})");
+    EXPECT_EQ(host.Finish(), 0);
 }
 
 TEST_F(HostProgram, TakesItsHomeFromTheEnvironment) {

@@ -147,9 +147,9 @@ TEST_F(HostRequests, RefuseAPathOfAHundredThousandNames) {
 
 TEST_F(HostRequests, TakeALineOfTenMegabytes) {
     CHostProcess& host = Start();
-    const std::string strLong(10'000'000, 'x');
+    const std::string strLong(10'000'000, 'y');
     const std::string strError = host.AskForError(strLong);
-    EXPECT_THAT(strError, StartsWith("unknown request \"xxx"));
+    EXPECT_THAT(strError, StartsWith("unknown request \"yyy"));
     EXPECT_LT(strError.size(), 200u);
     EXPECT_EQ(host.AskFor(R"({"do":"set","table":"T","values":{"k":")" + strLong + R"("}})", "value"), "absent");
     EXPECT_EQ(host.AskFor("get T k", "value").size(), strLong.size() + 2);

@@ -1,0 +1,100 @@
+/// The file that a persistent table and its sub-tables are kept in.
+#pragma once
+
+#include <map>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <vector>
+
+#include "operations.h"
+#include "sqlite.h"
+#include "version.h"
+
+namespace qvant::store {
+
+class CTable;
+
+/// One table as the file holds it.
+struct SStoredTable {
+    struct SLink {
+        Text strName;
+        std::int64_t nChild;
+    };
+
+    CTransactionLog log;  ///< writes its rows and values
+    std::vector<SLink> arLinks;
+};
+
+using StoredTables = std::map<std::int64_t, SStoredTable>;
+
+/// One SQLite file, shared by the tables in it. Its schema, made for reading with the sqlite3 tool as well:
+///
+///     links(parent, name, child)    the sub-tables, by number; the table that was made persistent is number 1
+///     items(table_id, key, value)   the keyed values
+///     rows(table_id, row, value)    the indexed rows
+///     content                       a view of it all, with the path of each table in front
+///
+/// A value is TEXT, INTEGER (32 bits) or NULL (empty). Text is kept in UTF-16, so that every unit comes back.
+///
+/// Every operation but `Open` runs under the lock. A table in the file publishes its versions only under this lock, so
+/// the file never lies behind a version that a reader can see, but for the tables that SQLite refused to write: they
+/// are remembered as behind and written whole with the next commit that it takes.
+class CDatabase {
+public:
+    static constexpr std::int64_t ROOT_ID = 1;
+
+    ~CDatabase();
+
+    /// @return null when the file can't be opened for writing, or holds something else
+    static std::shared_ptr<CDatabase> Open(TextView strFile);
+
+    std::unique_lock<std::mutex> Lock() { return std::unique_lock(m_mutex); }
+
+    /// Reads all tables. @return nothing when the file is damaged
+    bool Load(StoredTables& tables);
+
+    std::int64_t NewId() { return ++m_nLastId; }
+    /// From now on the table writes itself under this number.
+    void Add(std::int64_t nId, CTable& table) { m_mapTables[nId] = &table; }
+    /// The table has left the tree; the next write removes what the file holds of it.
+    void Remove(std::int64_t nId);
+    /// The table ends; what the file holds of it stays.
+    void Forget(std::int64_t nId);
+    /// The next write replaces what the file holds of the table.
+    void MarkBehind(std::int64_t nId) { m_behind.insert(nId); }
+
+    /// Writes a commit of one table, and whatever is behind, in one SQLite transaction.
+    /// @param next  what the table is about to publish
+    /// @param log   the writes that led there
+    /// @return false when SQLite refused; the table is behind then
+    bool Write(std::int64_t nId, const CVersion& next, const CTransactionLog& log);
+
+private:
+    struct Statements;
+
+    explicit CDatabase(const std::string& strPath);
+    void Prepare();
+    bool IsOurs();
+    void MakeSchema();
+    void ReadItems(StoredTables& tables);
+    void ReadRows(StoredTables& tables);
+    void ReadLinks(StoredTables& tables);
+
+    void WriteAll(std::int64_t nId, const CVersion& next, const CTransactionLog& log);
+    void WriteLog(std::int64_t nId, const CVersion& next, const CTransactionLog& log);
+    void WriteWhole(std::int64_t nId, const CVersion& version);
+    void WriteItem(std::int64_t nId, const CEntry& entry);
+    void WriteRow(std::int64_t nId, const CEntry& entry);
+    void WriteLinks(std::int64_t nId, const CVersion& version);
+    void Clear(std::int64_t nId, std::int32_t nMask);
+
+    std::mutex m_mutex;
+    CSqlite m_sqlite;
+    std::unique_ptr<Statements> m_pStatements;
+    std::int64_t m_nLastId = ROOT_ID;
+    std::map<std::int64_t, CTable*> m_mapTables;
+    std::set<std::int64_t> m_behind;
+};
+
+}  // namespace qvant::store
