@@ -74,6 +74,13 @@ void AppendArray(Text& strJson, const JsonValue& array) {
 
 bool NeedsEscape(char16_t ch) { return ch < u' ' || ch == u'"' || ch == u'\\'; }
 
+/// Looks at every unit whatever it finds, which the compiler turns into a look at many at once.
+bool IsPlain(TextView strText) {
+    unsigned nEscapes = 0;
+    for (const char16_t ch : strText) nEscapes |= static_cast<unsigned>(NeedsEscape(ch));
+    return nEscapes == 0;
+}
+
 void AppendEscaped(Text& strJson, char16_t ch) {
     constexpr TextView LETTERS(u"btn\0fr", 6);  // of the units from 8 on
     constexpr TextView DIGITS = u"0123456789ABCDEF";
@@ -114,6 +121,10 @@ const JsonValue* FindMember(const JsonValue& object, TextView strName) {
 
 void AppendJsonString(Text& strJson, TextView strText) {
     strJson.push_back(u'"');
+    if (IsPlain(strText)) {
+        strJson.append(strText);
+        strText = {};
+    }
     while (!strText.empty()) {
         const auto pStop = std::find_if(strText.begin(), strText.end(), NeedsEscape);
         const auto nPlain = static_cast<std::size_t>(pStop - strText.begin());

@@ -40,6 +40,7 @@ public:
 
     /// The value of a key, entered as an empty text when it isn't there.
     Text& operator[](TextView strKey);
+    /// @param strKey  not borrowed from this map, nor is `strValue`
     void insert_or_assign(TextView strKey, TextView strValue) { (*this)[strKey] = strValue; }
 
     void clear();
@@ -48,14 +49,19 @@ public:
     bool operator==(const CTextMap& other) const;
 
 private:
-    std::size_t FindSlot(TextView strKey, std::size_t nHash) const;
+    /// An entry's index and 1, 0 where it is free; with the hash, so that other entries needn't be looked at.
+    struct Slot {
+        std::uint32_t nEntry = 0;
+        std::uint32_t nHash = 0;
+    };
+
+    static std::uint32_t Hash(TextView strKey) { return static_cast<std::uint32_t>(TextHash()(strKey)); }
+    std::size_t FindSlot(TextView strKey, std::uint32_t nHash) const;
     void Grow();
 
     /// Beyond `m_nSize` lie entries that were cleared, kept for their memory.
     std::vector<value_type> m_arEntries;
-    std::vector<std::size_t> m_arHashes;  ///< of the entries
-    std::vector<std::uint32_t>
-        m_arSlots;  ///< an entry's index and 1, from its hash on; 0 is free. At most half is used.
+    std::vector<Slot> m_arSlots;  ///< each entry stands at its hash or behind it; at most half of them is used
     std::size_t m_nSize = 0;
 };
 
