@@ -137,9 +137,10 @@ void CSecuritiesPass::NoteRoutes(TextView strKey, const JsonValue& security) {
     TextView strExchange;
     for (auto pMember = security.MemberBegin(); pMember != security.MemberEnd(); ++pMember) {
         const TextView strName = GetText(pMember->name);
-        if (!strName.starts_with(u"EXG") || !pMember->value.IsString()) continue;
-        if (strName.size() == 3) strExchange = Trim(GetText(pMember->value), u"\"");
-        if (strName.substr(0, 4) == u"EXG.") m_arRoutes.push_back(GetToken(strName, 1));
+        // Few names begin so; the first unit settles it for the others.
+        if (strName.empty() || strName.front() != u'E' || !pMember->value.IsString()) continue;
+        if (strName == u"EXG") strExchange = Trim(GetText(pMember->value), u"\"");
+        if (strName.starts_with(u"EXG.")) m_arRoutes.push_back(GetToken(strName, 1));
     }
     if (strExchange.empty()) strExchange = GetToken(strKey, 2);
     if (strExchange.empty()) return;
