@@ -57,8 +57,8 @@ private:
 
     // Of the security at hand; members, so that their memory serves the next one.
     CSecurityMembers m_members;
-    Text m_strTimeZone;                              ///< as the document has it
-    Text m_strZone;                                  ///< the city in upper case; empty for the machine's zone
+    Text m_strTimeZone;  ///< as the document has it
+    Text m_strZone;      ///< the city in upper case; empty for the machine's zone
     std::array<std::optional<Text>, SECURITY_TIMES> m_arConverted;  ///< nothing where nothing was converted
     std::vector<TextView> m_arRoutes;
     Text m_strJson;
