@@ -26,7 +26,7 @@ void CEventLog::Add(std::string_view strKind, EventFields arFields) {
 }
 
 std::optional<Event> CEventLog::Wait(const EventPattern& pattern, std::uint64_t nAfter,
-                                     std::chrono::milliseconds timeout, std::stop_token stop) {
+                                     std::chrono::milliseconds timeout, const std::stop_token& stop) {
     std::unique_lock lock(m_mutex);
     const Event* pFound = nullptr;
     m_added.wait_until(lock, stop, std::chrono::steady_clock::now() + timeout,

@@ -40,7 +40,7 @@ public:
     /// Waits for the first event that matches and has a number above `nAfter`, among those that came and will come.
     /// @return none at the time-out or the stop
     std::optional<Event> Wait(const EventPattern& pattern, std::uint64_t nAfter, std::chrono::milliseconds timeout,
-                              std::stop_token stop);
+                              const std::stop_token& stop);
 
 private:
     const Event* FindFrom(const EventPattern& pattern, std::uint64_t& nAfter) const;

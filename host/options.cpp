@@ -45,7 +45,7 @@ fs::path FindModule() {
 
 /// The modules read the folder where they would find it in the terminal: in the environment.
 fs::path HandOn(const char* pszVariable, const char* pszFolder) {
-    const fs::path pathFolder = fs::absolute(pszFolder).lexically_normal();
+    fs::path pathFolder = fs::absolute(pszFolder).lexically_normal();
     setenv(pszVariable, pathFolder.c_str(), 1);
     return pathFolder;
 }

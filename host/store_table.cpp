@@ -23,8 +23,7 @@ ComPtr<IGlobalInterfaceTable> InterfaceTable() {
 }
 
 VARIANT Integer(std::int32_t nValue) {
-    VARIANT variant;
-    VariantInit(&variant);
+    VARIANT variant{};
     variant.vt = VT_I4;
     variant.lVal = nValue;
     return variant;
@@ -84,7 +83,7 @@ void CStoreTable::Invoke(store::Method nMethod, VARIANT* pReversed, UINT nCount,
     if (FAILED(hr)) Fail("the store refused the call", hr);
 }
 
-CTransaction::CTransaction(const CStoreTable& table) : m_table(table) {
+CTransaction::CTransaction(CStoreTable table) : m_table(std::move(table)) {
     CVariant result;
     m_table.Invoke(store::METHOD_BEGIN, nullptr, 0, &result);
     m_nTransaction = result->lVal;

@@ -47,7 +47,7 @@ private:
 /// A write transaction; cancelled unless it is committed. Belongs to the thread that made it.
 class CTransaction {
 public:
-    explicit CTransaction(const CStoreTable& table);
+    explicit CTransaction(CStoreTable table);
     CTransaction(const CTransaction&) = delete;
     CTransaction& operator=(const CTransaction&) = delete;
     ~CTransaction();

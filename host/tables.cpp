@@ -36,7 +36,7 @@ void CTables::MakeStartTables() {
 CStoreTable CTables::Make(TextView strName) {
     const std::lock_guard lock(m_mutex);
     if (const auto it = m_mapTables.find(strName); it != m_mapTables.end()) return it->second.table;
-    const CStoreTable table = CStoreTable::Create();
+    CStoreTable table = CStoreTable::Create();
     if (strName == STORAGE_TABLE) Persist(table);
     m_mapTables.emplace(strName, Entry{table, table.Register()});
     return table;

@@ -23,7 +23,7 @@ Text ToText(const Value& value);
 /// A variant that owns what it holds.
 class CVariant {
 public:
-    CVariant() { VariantInit(&m_variant); }
+    CVariant() = default;
     explicit CVariant(std::int32_t nValue);
     explicit CVariant(TextView strText);
     /// @param value  empty, an integer of 32 bits or a text
@@ -39,7 +39,7 @@ public:
 private:
     void SetText(TextView strText);
 
-    VARIANT m_variant;
+    VARIANT m_variant{};
 };
 
 /// A component string that is freed with the object.

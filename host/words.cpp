@@ -250,7 +250,7 @@ using Reader = void (*)(CArguments&, CRequestMaker&);
 
 struct Word {
     WordHelp help;
-    Reader pReader;
+    Reader pReader = nullptr;
 };
 
 constexpr Word WORDS[] = {

@@ -276,6 +276,11 @@ enum VARENUM : VARTYPE {
 };
 
 struct VARIANT {
+    struct RECORD {
+        void* pvRecord;
+        void* pRecInfo;
+    };
+
     VARTYPE vt;
     WORD wReserved1;
     WORD wReserved2;
@@ -295,10 +300,7 @@ struct VARIANT {
         BSTR* pbstrVal;
         VARIANT* pvarVal;
         void* byref;
-        struct {
-            void* pvRecord;
-            void* pRecInfo;
-        } brecVal;
+        RECORD brecVal;
     };
 };
 static_assert(sizeof(VARIANT) == 8 + 2 * sizeof(void*));

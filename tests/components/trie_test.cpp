@@ -1,0 +1,77 @@
+#include "trie.h"
+
+#include <map>
+
+#include <gtest/gtest.h>
+
+namespace qvant::store {
+namespace {
+
+CEntryRef MakeEntry(std::uint64_t nHash, TextView strKey, std::int32_t nValue) {
+    return CEntryRef(CEntry::MakeNumber(nHash, strKey, nValue));
+}
+
+std::map<Text, std::int32_t> ContentOf(const CTrie& trie) {
+    std::map<Text, std::int32_t> content;
+    trie.ForEach([&](const CEntry& entry) { content.emplace(entry.GetKey(), entry.GetNumber()); });
+    return content;
+}
+
+TEST(Trie, KeepsKeysWithTheSameHashApart) {
+    CTrie trie;
+    constexpr std::uint64_t HASH = 0xFEDCBA9876543210;
+    trie.Put(MakeEntry(HASH, u"a", 1), 1);
+    trie.Put(MakeEntry(HASH, u"b", 2), 1);
+    trie.Put(MakeEntry(HASH, u"c", 3), 2);
+    trie.Put(MakeEntry(HASH, u"b", 4), 3);
+
+    EXPECT_EQ(trie.GetCount(), 3u);
+    EXPECT_EQ(trie.Find(HASH, u"b")->GetNumber(), 4);
+    EXPECT_EQ(trie.Find(HASH, u"d"), nullptr);
+    EXPECT_EQ(ContentOf(trie), (std::map<Text, std::int32_t>{{u"a", 1}, {u"b", 4}, {u"c", 3}}));
+}
+
+TEST(Trie, TellsHashesApartThatDifferInTheLastBitsOnly) {
+    CTrie trie;
+    constexpr std::uint64_t LAST = std::uint64_t{1} << 63;
+    trie.Put(MakeEntry(5, u"a", 1), 1);
+    trie.Put(MakeEntry(5 | LAST, u"a", 2), 1);
+    EXPECT_EQ(trie.Find(5, u"a")->GetNumber(), 1);
+    EXPECT_EQ(trie.Find(5 | LAST, u"a")->GetNumber(), 2);
+    EXPECT_EQ(trie.Find(5 | (LAST >> 1), u"a"), nullptr);
+}
+
+TEST(Trie, LeavesOlderVersionsAsTheyAre) {
+    std::vector<CTrie> arVersions(1);
+    for (int i = 0; i < 300; ++i) {
+        CTrie next = arVersions.back();
+        const Text strKey = Widen(std::to_string(i % 200));
+        next.Put(MakeEntry(HashKey(strKey), strKey, i), static_cast<std::uint64_t>(i) + 1);
+        arVersions.push_back(std::move(next));
+    }
+    std::map<Text, std::int32_t> expected;
+    for (int i = 0; i < 300; ++i) {
+        ASSERT_EQ(ContentOf(arVersions[static_cast<std::size_t>(i)]), expected);
+        ASSERT_EQ(arVersions[static_cast<std::size_t>(i)].GetCount(), expected.size());
+        expected[Widen(std::to_string(i % 200))] = i;
+    }
+}
+
+TEST(Trie, WalksAVersionAlwaysInTheSameOrder) {
+    CTrie trie;
+    for (int i = 0; i < 1000; ++i) {
+        const Text strKey = Widen(std::to_string(i));
+        trie.Put(MakeEntry(HashKey(strKey), strKey, i), 1);
+    }
+    const auto order = [](const CTrie& version) {
+        std::vector<std::int32_t> arNumbers;
+        version.ForEach([&](const CEntry& entry) { arNumbers.push_back(entry.GetNumber()); });
+        return arNumbers;
+    };
+    const CTrie copy = trie;
+    EXPECT_EQ(order(copy), order(trie));
+    EXPECT_EQ(order(trie).size(), 1000u);
+}
+
+}  // namespace
+}  // namespace qvant::store
