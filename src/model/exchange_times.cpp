@@ -8,15 +8,12 @@ namespace qvant {
 
 namespace {
 
-void AppendTwoDigits(Text& strResult, int nValue) {
-    strResult.push_back(static_cast<char16_t>(u'0' + nValue / 10));
-    strResult.push_back(static_cast<char16_t>(u'0' + nValue % 10));
-}
-
 void AppendMinuteOfDay(Text& strResult, int nMinuteOfDay) {
-    AppendTwoDigits(strResult, nMinuteOfDay / 60);
-    strResult.push_back(u':');
-    AppendTwoDigits(strResult, nMinuteOfDay % 60);
+    const auto Digit = [](int nValue) { return static_cast<char16_t>(u'0' + nValue); };
+    const int nHour = nMinuteOfDay / 60;
+    const int nMinute = nMinuteOfDay % 60;
+    const char16_t arTime[] = {Digit(nHour / 10), Digit(nHour % 10), u':', Digit(nMinute / 10), Digit(nMinute % 10)};
+    strResult.append(arTime, std::size(arTime));
 }
 
 void TrimRight(Text& strText, char16_t ch) {

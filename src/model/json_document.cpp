@@ -2,9 +2,8 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <cstring>
+#include <new>
 
-#include <rapidjson/memorystream.h>
 #include <rapidjson/reader.h>
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
@@ -13,7 +12,7 @@ namespace qvant {
 
 namespace {
 
-constexpr unsigned PARSE_FLAGS = rapidjson::kParseIterativeFlag;
+constexpr unsigned PARSE_FLAGS = rapidjson::kParseIterativeFlag | rapidjson::kParseInsituFlag;
 
 /// Hands a parser's events on to the document until they go too deep.
 class CDepthLimit {
@@ -74,30 +73,6 @@ void AppendArray(Text& strJson, const JsonValue& array) {
     strJson.push_back(u']');
 }
 
-bool NeedsEscape(char16_t ch) { return ch < u' ' || ch == u'"' || ch == u'\\'; }
-
-/// Whether none of four units needs an escape. Each test leaves the top bit of a unit's lane set where it hits; a
-/// borrow from the lane below can only follow a hit there.
-bool ArePlain(std::uint64_t nUnits) {
-    constexpr std::uint64_t LANES = 0x0001000100010001;
-    const std::uint64_t nQuotes = nUnits ^ (LANES * u'"');
-    const std::uint64_t nSlashes = nUnits ^ (LANES * u'\\');
-    const std::uint64_t nHits =
-        ((nUnits - LANES * u' ') & ~nUnits) | ((nQuotes - LANES) & ~nQuotes) | ((nSlashes - LANES) & ~nSlashes);
-    return (nHits & (LANES << 15)) == 0;
-}
-
-/// Length of the part in front that needs no escape.
-std::size_t CountPlain(TextView strText) {
-    std::size_t i = 0;
-    for (std::uint64_t nUnits = 0; i + 4 <= strText.size(); i += 4) {
-        std::memcpy(&nUnits, strText.data() + i, sizeof nUnits);
-        if (!ArePlain(nUnits)) break;
-    }
-    while (i < strText.size() && !NeedsEscape(strText[i])) ++i;
-    return i;
-}
-
 void AppendEscaped(Text& strJson, char16_t ch) {
     constexpr TextView LETTERS(u"btn\0fr", 6);  // of the units from 8 on
     constexpr TextView DIGITS = u"0123456789ABCDEF";
@@ -111,17 +86,29 @@ void AppendEscaped(Text& strJson, char16_t ch) {
     }
 }
 
+/// Grows the text once for the string and both of its quotes.
+void AppendPlainString(Text& strJson, TextView strText) {
+    const std::size_t nStart = strJson.size();
+    strJson.resize(nStart + strText.size() + 2, u'"');
+    std::copy(strText.begin(), strText.end(), strJson.begin() + static_cast<std::ptrdiff_t>(nStart) + 1);
+}
+
 }  // namespace
 
 bool ParseUtf8(JsonDocument& document, std::string_view strBytes) {
     document.SetNull();
-    rapidjson::MemoryStream stream(strBytes.data(), strBytes.size());
+    auto* pszJson = static_cast<char16_t*>(document.GetAllocator().Malloc((strBytes.size() + 1) * sizeof(char16_t)));
+    if (!pszJson) throw std::bad_alloc();
+    const auto nUnits = WidenStrict(strBytes, pszJson);
+    if (!nUnits) return false;
+    pszJson[*nUnits] = u'\0';
     bool bParsed = false;
     auto Parse = [&](JsonDocument& target) {
+        CInPlaceJson stream(pszJson, *nUnits);
         CDepthLimit limit(target);
-        rapidjson::GenericReader<rapidjson::UTF8<>, WideEncoding> reader;
+        rapidjson::GenericReader<WideEncoding, WideEncoding> reader;
         // A NUL ends the text for the reader, and what stands behind it would go by unread.
-        bParsed = !reader.Parse<PARSE_FLAGS>(stream, limit).IsError() && stream.Tell() == strBytes.size();
+        bParsed = !reader.Parse<PARSE_FLAGS>(stream, limit).IsError() && stream.Tell() == *nUnits;
         return bParsed;
     };
     document.Populate(Parse);
@@ -137,13 +124,14 @@ const JsonValue* FindMember(const JsonValue& object, TextView strName) {
 }
 
 void AppendJsonString(Text& strJson, TextView strText) {
+    if (CountPlain(strText.data(), strText.size()) == strText.size()) return AppendPlainString(strJson, strText);
     strJson.push_back(u'"');
-    for (;;) {
-        const std::size_t nPlain = CountPlain(strText);
-        strJson.append(strText.substr(0, nPlain));
-        if (nPlain == strText.size()) break;
-        AppendEscaped(strJson, strText[nPlain]);
-        strText.remove_prefix(nPlain + 1);
+    for (const char16_t ch : strText) {
+        if (NeedsEscape(ch)) {
+            AppendEscaped(strJson, ch);
+        } else {
+            strJson.push_back(ch);
+        }
     }
     strJson.push_back(u'"');
 }
