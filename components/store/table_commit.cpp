@@ -120,7 +120,7 @@ HRESULT CTable::Bind(const std::shared_ptr<CDatabase>& pDatabase, CTransactionLo
     const bool bBehind = !IsEmpty(current);
     pNext->Share(current);
     log.ApplyTo(*pNext, NextEdit(), true);
-    const HRESULT hr = change.Plan(current.tables, pNext->tables);
+    const HRESULT hr = change.Plan(CTrie(), pNext->tables);
     if (FAILED(hr)) return hr;
     const std::int32_t nTransaction = m_transactions.Begin();
     m_transactions.Take(nTransaction);

@@ -9,6 +9,21 @@
 
 namespace qvant {
 
+namespace {
+
+/// Length of the part in front that is ASCII.
+std::size_t CountAscii(const std::uint8_t* pBytes, std::size_t nSize) {
+    std::size_t i = 0;
+    for (std::uint64_t nWord = 0; i + sizeof nWord <= nSize; i += sizeof nWord) {
+        std::memcpy(&nWord, pBytes + i, sizeof nWord);
+        if ((nWord & 0x8080808080808080) != 0) break;
+    }
+    while (i < nSize && pBytes[i] < 0x80) ++i;
+    return i;
+}
+
+}  // namespace
+
 Text Widen(std::string_view strUtf8) {
     Text strResult;
     // One unit for each byte is the most that UTF-8 can give, so that the loop writes without checking.
@@ -18,8 +33,9 @@ Text Widen(std::string_view strUtf8) {
     const std::size_t nSize = strUtf8.size();
     std::size_t i = 0;
     while (i < nSize) {
-        if (pIn[i] < 0x80) {
-            *pOut++ = pIn[i++];
+        if (const std::size_t nAscii = CountAscii(pIn + i, nSize - i); nAscii > 0) {
+            pOut = std::copy_n(pIn + i, nAscii, pOut);
+            i += nAscii;
             continue;
         }
         UChar32 nPoint = 0;

@@ -30,6 +30,22 @@ int ReadTimeNumber(TextView strTime) {
     return ToInt(strDigits);
 }
 
+struct HourAndMinute {
+    int nHour;
+    int nMinute;
+};
+
+HourAndMinute SplitTime(TextView strTime) {
+    const auto IsDigit = [strTime](std::size_t i) { return strTime[i] >= u'0' && strTime[i] <= u'9'; };
+    // Nearly every time is written HH:MM.
+    if (strTime.size() == 5 && strTime[2] == u':' && IsDigit(0) && IsDigit(1) && IsDigit(3) && IsDigit(4)) {
+        return {(strTime[0] - u'0') * 10 + (strTime[1] - u'0'), (strTime[3] - u'0') * 10 + (strTime[4] - u'0')};
+    }
+    int nPosition = 0;
+    const int nHour = ToInt(NextTokenView(strTime, u":", nPosition));
+    return {nHour, ToInt(NextTokenView(strTime, u":", nPosition))};
+}
+
 std::int64_t PackDate(const platform::SystemTime& time) {
     return std::int64_t{time.nYear} * 10000 + time.nMonth * 100 + time.nDay;
 }
@@ -125,9 +141,7 @@ void CExchangeTimes::AppendZoneTime(Text& strResult, TextView strTime, ZoneTimes
         strResult.append(strTime);
         return;
     }
-    int nPosition = 0;
-    const int nHour = ToInt(NextTokenView(strTime, u":", nPosition));
-    const int nMinute = ToInt(NextTokenView(strTime, u":", nPosition));
+    const auto [nHour, nMinute] = SplitTime(strTime);
     const Converted converted = ConvertCached(*pTimes, nHour, nMinute);
     m_nDayShift = converted.nDayShift;
     AppendMinuteOfDay(strResult, converted.nMinuteOfDay);

@@ -1,6 +1,8 @@
 #include "model/json_document.h"
 
 #include <algorithm>
+#include <cstdint>
+#include <cstring>
 
 #include <rapidjson/memorystream.h>
 #include <rapidjson/reader.h>
@@ -74,6 +76,28 @@ void AppendArray(Text& strJson, const JsonValue& array) {
 
 bool NeedsEscape(char16_t ch) { return ch < u' ' || ch == u'"' || ch == u'\\'; }
 
+/// Whether none of four units needs an escape. Each test leaves the top bit of a unit's lane set where it hits; a
+/// borrow from the lane below can only follow a hit there.
+bool ArePlain(std::uint64_t nUnits) {
+    constexpr std::uint64_t LANES = 0x0001000100010001;
+    const std::uint64_t nQuotes = nUnits ^ (LANES * u'"');
+    const std::uint64_t nSlashes = nUnits ^ (LANES * u'\\');
+    const std::uint64_t nHits =
+        ((nUnits - LANES * u' ') & ~nUnits) | ((nQuotes - LANES) & ~nQuotes) | ((nSlashes - LANES) & ~nSlashes);
+    return (nHits & (LANES << 15)) == 0;
+}
+
+/// Length of the part in front that needs no escape.
+std::size_t CountPlain(TextView strText) {
+    std::size_t i = 0;
+    for (std::uint64_t nUnits = 0; i + 4 <= strText.size(); i += 4) {
+        std::memcpy(&nUnits, strText.data() + i, sizeof nUnits);
+        if (!ArePlain(nUnits)) break;
+    }
+    while (i < strText.size() && !NeedsEscape(strText[i])) ++i;
+    return i;
+}
+
 void AppendEscaped(Text& strJson, char16_t ch) {
     constexpr TextView LETTERS(u"btn\0fr", 6);  // of the units from 8 on
     constexpr TextView DIGITS = u"0123456789ABCDEF";
@@ -114,9 +138,8 @@ const JsonValue* FindMember(const JsonValue& object, TextView strName) {
 
 void AppendJsonString(Text& strJson, TextView strText) {
     strJson.push_back(u'"');
-    while (!strText.empty()) {
-        const auto pStop = std::find_if(strText.begin(), strText.end(), NeedsEscape);
-        const auto nPlain = static_cast<std::size_t>(pStop - strText.begin());
+    for (;;) {
+        const std::size_t nPlain = CountPlain(strText);
         strJson.append(strText.substr(0, nPlain));
         if (nPlain == strText.size()) break;
         AppendEscaped(strJson, strText[nPlain]);
