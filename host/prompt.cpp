@@ -84,8 +84,9 @@ CPrompt::CPrompt(CStop& stop, std::function<std::vector<std::string>()> tableNam
     el_set(m_pEdit, EL_HIST, &::history, m_pHistory);
     el_set(
         m_pEdit, EL_GETCFN, +[](EditLine* pEdit, wchar_t* pKey) { return PromptOf(pEdit)->ReadKey(pKey); });
-    el_set(
-        m_pEdit, EL_ADDFN, "complete", "Completes the word",
+    // In its wide form: the narrow one copies the two texts and never frees them.
+    el_wset(
+        m_pEdit, EL_ADDFN, L"complete", L"Completes the word",
         +[](EditLine* pEdit, int) -> unsigned char { return PromptOf(pEdit)->Complete(); });
     el_set(m_pEdit, EL_BIND, "\t", "complete", nullptr);
 }

@@ -9,30 +9,61 @@
 
 namespace qvant {
 
-Text Widen(std::string_view strUtf8) {
-    Text strResult;
-    // One unit for each byte is the most that UTF-8 can give, so that the loop writes without checking.
-    strResult.resize(strUtf8.size());
-    char16_t* pOut = strResult.data();
+namespace {
+
+/// Length of the part in front that is ASCII.
+std::size_t CountAscii(const std::uint8_t* pBytes, std::size_t nSize) {
+    std::size_t i = 0;
+    for (std::uint64_t nWord = 0; i + sizeof nWord <= nSize; i += sizeof nWord) {
+        std::memcpy(&nWord, pBytes + i, sizeof nWord);
+        if ((nWord & 0x8080808080808080) != 0) break;
+    }
+    while (i < nSize && pBytes[i] < 0x80) ++i;
+    return i;
+}
+
+/// One unit for each byte is the most that UTF-8 can give, so that the loop writes without checking.
+/// @param bBroken  out: set when something became U+FFFD
+/// @return one past the last unit
+char16_t* WidenInto(std::string_view strUtf8, char16_t* pOut, bool& bBroken) {
     const auto* pIn = reinterpret_cast<const std::uint8_t*>(strUtf8.data());
     const std::size_t nSize = strUtf8.size();
     std::size_t i = 0;
     while (i < nSize) {
-        if (pIn[i] < 0x80) {
-            *pOut++ = pIn[i++];
+        if (const std::size_t nAscii = CountAscii(pIn + i, nSize - i); nAscii > 0) {
+            pOut = std::copy_n(pIn + i, nAscii, pOut);
+            i += nAscii;
             continue;
         }
         UChar32 nPoint = 0;
-        U8_NEXT_OR_FFFD(pIn, i, nSize, nPoint);
+        U8_NEXT(pIn, i, nSize, nPoint);
         if (nPoint > 0xFFFF) {
             *pOut++ = static_cast<char16_t>(U16_LEAD(nPoint));
             *pOut++ = static_cast<char16_t>(U16_TRAIL(nPoint));
         } else {
-            *pOut++ = static_cast<char16_t>(nPoint);
+            bBroken |= nPoint < 0;
+            *pOut++ = nPoint < 0 ? u'\uFFFD' : static_cast<char16_t>(nPoint);
         }
     }
-    strResult.resize(static_cast<std::size_t>(pOut - strResult.data()));
+    return pOut;
+}
+
+}  // namespace
+
+Text Widen(std::string_view strUtf8) {
+    Text strResult;
+    strResult.resize(strUtf8.size());
+    bool bBroken = false;
+    const char16_t* pEnd = WidenInto(strUtf8, strResult.data(), bBroken);
+    strResult.resize(static_cast<std::size_t>(pEnd - strResult.data()));
     return strResult;
+}
+
+std::optional<std::size_t> WidenStrict(std::string_view strUtf8, char16_t* pOut) {
+    bool bBroken = false;
+    const char16_t* pEnd = WidenInto(strUtf8, pOut, bBroken);
+    if (bBroken) return std::nullopt;
+    return static_cast<std::size_t>(pEnd - pOut);
 }
 
 std::string Narrow(TextView strText) {

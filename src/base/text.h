@@ -1,6 +1,7 @@
 /// Wide text: UTF-16 code units. Lengths, positions and cuts count units.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -20,6 +21,10 @@ struct TextHash {
 
 /// UTF-8 to wide text. Bytes that aren't UTF-8 become U+FFFD, one for each broken sequence.
 Text Widen(std::string_view strUtf8);
+
+/// UTF-8 to wide text in the caller's memory, which has room for a unit for each byte.
+/// @return the number of units; nothing when the bytes aren't UTF-8
+std::optional<std::size_t> WidenStrict(std::string_view strUtf8, char16_t* pOut);
 
 /// Wide text to UTF-8. A lone surrogate becomes U+FFFD.
 std::string Narrow(TextView strText);

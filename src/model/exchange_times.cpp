@@ -8,15 +8,12 @@ namespace qvant {
 
 namespace {
 
-void AppendTwoDigits(Text& strResult, int nValue) {
-    strResult.push_back(static_cast<char16_t>(u'0' + nValue / 10));
-    strResult.push_back(static_cast<char16_t>(u'0' + nValue % 10));
-}
-
 void AppendMinuteOfDay(Text& strResult, int nMinuteOfDay) {
-    AppendTwoDigits(strResult, nMinuteOfDay / 60);
-    strResult.push_back(u':');
-    AppendTwoDigits(strResult, nMinuteOfDay % 60);
+    const auto Digit = [](int nValue) { return static_cast<char16_t>(u'0' + nValue); };
+    const int nHour = nMinuteOfDay / 60;
+    const int nMinute = nMinuteOfDay % 60;
+    const char16_t arTime[] = {Digit(nHour / 10), Digit(nHour % 10), u':', Digit(nMinute / 10), Digit(nMinute % 10)};
+    strResult.append(arTime, std::size(arTime));
 }
 
 void TrimRight(Text& strText, char16_t ch) {
@@ -28,6 +25,22 @@ int ReadTimeNumber(TextView strTime) {
     Text strDigits(strTime);
     RemoveAll(strDigits, u':');
     return ToInt(strDigits);
+}
+
+struct HourAndMinute {
+    int nHour;
+    int nMinute;
+};
+
+HourAndMinute SplitTime(TextView strTime) {
+    const auto IsDigit = [strTime](std::size_t i) { return strTime[i] >= u'0' && strTime[i] <= u'9'; };
+    // Nearly every time is written HH:MM.
+    if (strTime.size() == 5 && strTime[2] == u':' && IsDigit(0) && IsDigit(1) && IsDigit(3) && IsDigit(4)) {
+        return {(strTime[0] - u'0') * 10 + (strTime[1] - u'0'), (strTime[3] - u'0') * 10 + (strTime[4] - u'0')};
+    }
+    int nPosition = 0;
+    const int nHour = ToInt(NextTokenView(strTime, u":", nPosition));
+    return {nHour, ToInt(NextTokenView(strTime, u":", nPosition))};
 }
 
 std::int64_t PackDate(const platform::SystemTime& time) {
@@ -125,9 +138,7 @@ void CExchangeTimes::AppendZoneTime(Text& strResult, TextView strTime, ZoneTimes
         strResult.append(strTime);
         return;
     }
-    int nPosition = 0;
-    const int nHour = ToInt(NextTokenView(strTime, u":", nPosition));
-    const int nMinute = ToInt(NextTokenView(strTime, u":", nPosition));
+    const auto [nHour, nMinute] = SplitTime(strTime);
     const Converted converted = ConvertCached(*pTimes, nHour, nMinute);
     m_nDayShift = converted.nDayShift;
     AppendMinuteOfDay(strResult, converted.nMinuteOfDay);

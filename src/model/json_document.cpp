@@ -1,8 +1,9 @@
 #include "model/json_document.h"
 
 #include <algorithm>
+#include <cstdint>
+#include <new>
 
-#include <rapidjson/memorystream.h>
 #include <rapidjson/reader.h>
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
@@ -11,7 +12,7 @@ namespace qvant {
 
 namespace {
 
-constexpr unsigned PARSE_FLAGS = rapidjson::kParseIterativeFlag;
+constexpr unsigned PARSE_FLAGS = rapidjson::kParseIterativeFlag | rapidjson::kParseInsituFlag;
 
 /// Hands a parser's events on to the document until they go too deep.
 class CDepthLimit {
@@ -72,8 +73,6 @@ void AppendArray(Text& strJson, const JsonValue& array) {
     strJson.push_back(u']');
 }
 
-bool NeedsEscape(char16_t ch) { return ch < u' ' || ch == u'"' || ch == u'\\'; }
-
 void AppendEscaped(Text& strJson, char16_t ch) {
     constexpr TextView LETTERS(u"btn\0fr", 6);  // of the units from 8 on
     constexpr TextView DIGITS = u"0123456789ABCDEF";
@@ -87,17 +86,29 @@ void AppendEscaped(Text& strJson, char16_t ch) {
     }
 }
 
+/// Grows the text once for the string and both of its quotes.
+void AppendPlainString(Text& strJson, TextView strText) {
+    const std::size_t nStart = strJson.size();
+    strJson.resize(nStart + strText.size() + 2, u'"');
+    std::copy(strText.begin(), strText.end(), strJson.begin() + static_cast<std::ptrdiff_t>(nStart) + 1);
+}
+
 }  // namespace
 
 bool ParseUtf8(JsonDocument& document, std::string_view strBytes) {
     document.SetNull();
-    rapidjson::MemoryStream stream(strBytes.data(), strBytes.size());
+    auto* pszJson = static_cast<char16_t*>(document.GetAllocator().Malloc((strBytes.size() + 1) * sizeof(char16_t)));
+    if (!pszJson) throw std::bad_alloc();
+    const auto nUnits = WidenStrict(strBytes, pszJson);
+    if (!nUnits) return false;
+    pszJson[*nUnits] = u'\0';
     bool bParsed = false;
     auto Parse = [&](JsonDocument& target) {
+        CInPlaceJson stream(pszJson, *nUnits);
         CDepthLimit limit(target);
-        rapidjson::GenericReader<rapidjson::UTF8<>, WideEncoding> reader;
+        rapidjson::GenericReader<WideEncoding, WideEncoding> reader;
         // A NUL ends the text for the reader, and what stands behind it would go by unread.
-        bParsed = !reader.Parse<PARSE_FLAGS>(stream, limit).IsError() && stream.Tell() == strBytes.size();
+        bParsed = !reader.Parse<PARSE_FLAGS>(stream, limit).IsError() && stream.Tell() == *nUnits;
         return bParsed;
     };
     document.Populate(Parse);
@@ -113,14 +124,14 @@ const JsonValue* FindMember(const JsonValue& object, TextView strName) {
 }
 
 void AppendJsonString(Text& strJson, TextView strText) {
+    if (CountPlain(strText.data(), strText.size()) == strText.size()) return AppendPlainString(strJson, strText);
     strJson.push_back(u'"');
-    while (!strText.empty()) {
-        const auto pStop = std::find_if(strText.begin(), strText.end(), NeedsEscape);
-        const auto nPlain = static_cast<std::size_t>(pStop - strText.begin());
-        strJson.append(strText.substr(0, nPlain));
-        if (nPlain == strText.size()) break;
-        AppendEscaped(strJson, strText[nPlain]);
-        strText.remove_prefix(nPlain + 1);
+    for (const char16_t ch : strText) {
+        if (NeedsEscape(ch)) {
+            AppendEscaped(strJson, ch);
+        } else {
+            strJson.push_back(ch);
+        }
     }
     strJson.push_back(u'"');
 }

@@ -6,31 +6,9 @@
 #include <rapidjson/document.h>
 
 #include "base/text.h"
+#include "store/json_stream.h"
 
 namespace qvant {
-
-/// UTF-16 that takes half of a surrogate pair for what it is. The escapes of a document may name one, which RapidJSON's
-/// own encoding takes for a fault of the program.
-struct WideEncoding : rapidjson::UTF16<char16_t> {
-    template <class Stream>
-    static void Encode(Stream& stream, unsigned nPoint) {
-        if (nPoint > 0xFFFF) {
-            stream.Put(static_cast<char16_t>(0xD800 + ((nPoint - 0x10000) >> 10)));
-            stream.Put(static_cast<char16_t>(0xDC00 + ((nPoint - 0x10000) & 0x3FF)));
-        } else {
-            stream.Put(static_cast<char16_t>(nPoint));
-        }
-    }
-    template <class Stream>
-    static void EncodeUnsafe(Stream& stream, unsigned nPoint) {
-        if (nPoint > 0xFFFF) {
-            PutUnsafe(stream, static_cast<char16_t>(0xD800 + ((nPoint - 0x10000) >> 10)));
-            PutUnsafe(stream, static_cast<char16_t>(0xDC00 + ((nPoint - 0x10000) & 0x3FF)));
-        } else {
-            PutUnsafe(stream, static_cast<char16_t>(nPoint));
-        }
-    }
-};
 
 /// A document whose strings are UTF-16.
 using JsonDocument = rapidjson::GenericDocument<WideEncoding>;
@@ -40,7 +18,7 @@ using JsonValue = rapidjson::GenericValue<WideEncoding>;
 /// document, which go one call deeper with each level, stay within any thread's stack.
 inline constexpr int JSON_DEEPEST = 256;
 
-/// Parses UTF-8 bytes into a UTF-16 document.
+/// Parses UTF-8 bytes into a UTF-16 document. The text is widened into the document's own memory and read in place.
 /// @return false for text that isn't JSON, is nested too deep or has something behind the document; it is null then
 bool ParseUtf8(JsonDocument& document, std::string_view strBytes);
 

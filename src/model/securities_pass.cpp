@@ -35,7 +35,9 @@ Text PackTime(TextView strTime, TextView strSuffix) {
     int nPosition = 0;
     const int nHour = ToInt(NextTokenView(strTime, u":", nPosition));
     const TextView strMinute = NextTokenView(strTime, u":", nPosition);
-    return Format(u"%02d%s%s", nHour, strMinute, strSuffix);
+    if (nHour < 0 || nHour > 99) return Format(u"%02d%s%s", nHour, strMinute, strSuffix);
+    const char16_t arHour[] = {static_cast<char16_t>(u'0' + nHour / 10), static_cast<char16_t>(u'0' + nHour % 10)};
+    return Text(arHour, 2).append(strMinute).append(strSuffix);
 }
 
 TextView GetToken(TextView strText, int nIndex) {
@@ -56,11 +58,12 @@ CSecuritiesPass::CSecuritiesPass(CSecuritiesParser& parser, CExchangeTimes& time
 
 void CSecuritiesPass::AddSecurity(TextView strKey, const JsonValue& security) {
     const Text strGroup = GetSecurityGroup(strKey);
+    m_strSecurityKey = GetSecurityKey(strKey);
     m_strJson.clear();
     if (security.IsObject()) {
         m_members.Read(security);
         ReadZone();
-        ConvertTimes(strKey, strGroup);
+        ConvertTimes(strGroup);
         NoteNames(strKey);
         NoteRoutes(strKey, security);
         WriteJson(security);
@@ -90,19 +93,19 @@ void CSecuritiesPass::ReadZone() {
     m_strZone = ToUpper(nSlash == TextView::npos ? strTimeZone : strTimeZone.substr(nSlash + 1));
 }
 
-void CSecuritiesPass::ConvertTimes(TextView strKey, TextView strGroup) {
+void CSecuritiesPass::ConvertTimes(TextView strGroup) {
     for (std::size_t i = 0; i < SECURITY_TIMES; ++i) {
         const auto member = static_cast<SecurityMember>(i);
         const TextView strText = m_members.GetText(member);
         m_arConverted[i].reset();
         if (!IsConvertible(member, strText)) continue;
         const Text& strConverted = m_arConverted[i].emplace((m_times.*CONVERSIONS[i])(strText, m_strZone));
-        if (member == SecurityMember::OpenCloseTime) NoteSessions(strKey, strGroup, strConverted);
-        if (member == SecurityMember::ResetTime) NoteReset(strKey, strConverted);
+        if (member == SecurityMember::OpenCloseTime) NoteSessions(strGroup, strConverted);
+        if (member == SecurityMember::ResetTime) NoteReset(strConverted);
     }
 }
 
-void CSecuritiesPass::NoteSessions(TextView strKey, TextView strGroup, TextView strSessions) {
+void CSecuritiesPass::NoteSessions(TextView strGroup, TextView strSessions) {
     auto pGroup = m_mapOpenTime.find(strGroup);
     if (pGroup == m_mapOpenTime.end()) pGroup = m_mapOpenTime.try_emplace(Text(strGroup)).first;
     for (int nPosition = 0;;) {
@@ -113,20 +116,20 @@ void CSecuritiesPass::NoteSessions(TextView strKey, TextView strGroup, TextView 
     }
     // Without any "~" the single time is the last close as well.
     const TextView strLastClose = strSessions.substr(strSessions.rfind(u'~') + 1);
-    m_parser.m_mapCloseTime.insert_or_assign(GetSecurityKey(strKey), PackTime(strLastClose, u"01"));
+    m_parser.m_mapCloseTime.insert_or_assign(m_strSecurityKey, PackTime(strLastClose, u"01"));
 }
 
-void CSecuritiesPass::NoteReset(TextView strKey, const Text& strReset) {
+void CSecuritiesPass::NoteReset(TextView strReset) {
     if (strReset.empty()) return;
     m_parser.m_mapResetTime.insert_or_assign(strReset, strReset);
-    m_parser.m_mapSymbolResetTime.insert_or_assign(GetSecurityKey(strKey), PackTime(strReset, u"00"));
+    m_parser.m_mapSymbolResetTime.insert_or_assign(m_strSecurityKey, PackTime(strReset, u"00"));
 }
 
 void CSecuritiesPass::NoteNames(TextView strKey) {
     const TextView strPinyin = m_members.GetText(SecurityMember::Pinyin);
-    if (!strPinyin.empty()) m_parser.m_mapPinyin.insert_or_assign(Text(strKey), Text(strPinyin));
+    if (!strPinyin.empty()) m_parser.m_mapPinyin.insert_or_assign(strKey, strPinyin);
     const TextView strMainType = m_members.GetText(SecurityMember::MainType);
-    if (!strMainType.empty()) m_parser.m_mapMainType.insert_or_assign(Text(strKey), Text(strMainType));
+    if (!strMainType.empty()) m_parser.m_mapMainType.insert_or_assign(strKey, strMainType);
 }
 
 void CSecuritiesPass::NoteRoutes(TextView strKey, const JsonValue& security) {
@@ -134,9 +137,10 @@ void CSecuritiesPass::NoteRoutes(TextView strKey, const JsonValue& security) {
     TextView strExchange;
     for (auto pMember = security.MemberBegin(); pMember != security.MemberEnd(); ++pMember) {
         const TextView strName = GetText(pMember->name);
-        if (!strName.starts_with(u"EXG") || !pMember->value.IsString()) continue;
-        if (strName.size() == 3) strExchange = Trim(GetText(pMember->value), u"\"");
-        if (strName.substr(0, 4) == u"EXG.") m_arRoutes.push_back(GetToken(strName, 1));
+        // Few names begin so; the first unit settles it for the others.
+        if (strName.empty() || strName.front() != u'E' || !pMember->value.IsString()) continue;
+        if (strName == u"EXG") strExchange = Trim(GetText(pMember->value), u"\"");
+        if (strName.starts_with(u"EXG.")) m_arRoutes.push_back(GetToken(strName, 1));
     }
     if (strExchange.empty()) strExchange = GetToken(strKey, 2);
     if (strExchange.empty()) return;
@@ -144,12 +148,12 @@ void CSecuritiesPass::NoteRoutes(TextView strKey, const JsonValue& security) {
 }
 
 void CSecuritiesPass::AddRoute(TextView strRoute, TextView strExchange) {
-    const auto pRoute = m_mapOrder.find(strRoute);
-    if (pRoute == m_mapOrder.end()) {
-        m_mapOrder.emplace(strRoute, strExchange);
-    } else if (!Contains(pRoute->second, strExchange)) {
+    Text& strExchanges = m_mapOrder[strRoute];
+    if (strExchanges.empty()) {
+        strExchanges = strExchange;
+    } else if (!Contains(strExchanges, strExchange)) {
         // A part of another exchange's name counts as being there, on purpose: the readers of the table search it so.
-        pRoute->second = Format(u"%s:%s", strExchange, pRoute->second);
+        strExchanges = Format(u"%s:%s", strExchange, strExchanges);
     }
 }
 

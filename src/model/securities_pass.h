@@ -38,9 +38,9 @@ private:
     };
 
     void ReadZone();
-    void ConvertTimes(TextView strKey, TextView strGroup);
-    void NoteSessions(TextView strKey, TextView strGroup, TextView strSessions);
-    void NoteReset(TextView strKey, const Text& strReset);
+    void ConvertTimes(TextView strGroup);
+    void NoteSessions(TextView strGroup, TextView strSessions);
+    void NoteReset(TextView strReset);
     void NoteNames(TextView strKey);
     void NoteRoutes(TextView strKey, const JsonValue& security);
     void AddRoute(TextView strRoute, TextView strExchange);
@@ -56,9 +56,10 @@ private:
     TextMap m_mapOrder;
 
     // Of the security at hand; members, so that their memory serves the next one.
+    Text m_strSecurityKey;  ///< its first four parts
     CSecurityMembers m_members;
-    Text m_strTimeZone;                              ///< as the document has it
-    Text m_strZone;                                  ///< the city in upper case; empty for the machine's zone
+    Text m_strTimeZone;  ///< as the document has it
+    Text m_strZone;      ///< the city in upper case; empty for the machine's zone
     std::array<std::optional<Text>, SECURITY_TIMES> m_arConverted;  ///< nothing where nothing was converted
     std::vector<TextView> m_arRoutes;
     Text m_strJson;

@@ -9,21 +9,16 @@ namespace qvant {
 
 namespace {
 
-/// Enters a member's value and notes the key in the order of discovery; an absent or empty one leaves no trace.
-void Enter(TextMap& map, std::vector<Text>* pKeys, const Text& strKey, TextView strValue) {
-    if (strValue.empty()) return;
-    if (pKeys) pKeys->push_back(strKey);
-    map.insert_or_assign(strKey, Text(strValue));
+/// Enters a member's value; an absent or empty one leaves no trace.
+void Enter(TextMap& map, TextView strKey, TextView strValue) {
+    if (!strValue.empty()) map.insert_or_assign(strKey, strValue);
 }
 
-void Publish(CBaseData* pTable, const std::vector<Text>& arKeys, const TextMap& map) {
+void Publish(CBaseData* pTable, const TextMap& map) {
     if (!pTable) return;
     CTransaction transaction(*pTable);
     transaction.Clear(store::MASK_VALUES);
-    for (const Text& strKey : arKeys) {
-        const auto pFound = map.find(strKey);
-        if (pFound != map.end()) transaction.SetValue(strKey, pFound->second);
-    }
+    for (const auto& [strKey, strValue] : map) transaction.SetValue(strKey, strValue);
     transaction.Commit();
 }
 
@@ -38,14 +33,13 @@ void CUnderlyingLists::MakeUnderlyingList(const UnderlyingTables& tables, TextVi
         const auto pGroup = tables.pSecurityInfo->GetSubTable(tables.pSecurityInfo->GetKeyAt(i), nullptr);
         if (pGroup) ReadGroup(*pGroup, strNameField);
     }
-    Publish(tables.pUnderlyingList, m_arUnderlyingKey, m_mapUnderlying);
-    Publish(tables.pUnderlyingFList, m_arUnderlyingFKey, m_mapUnderlyingF);
-    Publish(tables.pOptionStyle, m_arOptionStyleKey, m_mapOptionStyle);
+    Publish(tables.pUnderlyingList, m_mapUnderlying);
+    Publish(tables.pUnderlyingFList, m_mapUnderlyingF);
+    Publish(tables.pOptionStyle, m_mapOptionStyle);
     m_host.LogMessage(Format(u"MakeUnderlyingList-End:%ld", nGroups));
 }
 
 void CUnderlyingLists::Clear() {
-    for (auto* pKeys : {&m_arUnderlyingKey, &m_arUnderlyingFKey, &m_arOptionStyleKey}) pKeys->clear();
     for (auto* pMap :
          {&m_mapSecurityName, &m_mapUnderlying, &m_mapUnderlyingF, &m_mapOptionStyle, &m_mapOptionSetPriAdj}) {
         pMap->clear();
@@ -60,11 +54,11 @@ void CUnderlyingLists::ReadGroup(const CBaseData& group, TextView strNameField) 
     for (int nPosition = 0;;) {
         const TextView strKey = NextTokenView(*strKeys, u";", nPosition);
         if (nPosition == -1) return;
-        ReadSecurity(group, Text(strKey), strNameField);
+        ReadSecurity(group, strKey, strNameField);
     }
 }
 
-void CUnderlyingLists::ReadSecurity(const CBaseData& group, const Text& strKey, TextView strNameField) {
+void CUnderlyingLists::ReadSecurity(const CBaseData& group, TextView strKey, TextView strNameField) {
     enum Field { NAME, UNDERLYING, UNDERLYING_F, OPTION_STYLE, SET_PRI_ADJ, FIELDS };
     const std::array<TextView, FIELDS> arNames = {strNameField, u"Underlying", u"Underlying.F", u"OptionStyle",
                                                   u"SetPRIADJ"};
@@ -72,14 +66,14 @@ void CUnderlyingLists::ReadSecurity(const CBaseData& group, const Text& strKey, 
     // Members that the class has no use for stand at the end of the list, and aren't asked for.
     const std::size_t nAsked = bOption ? FIELDS : UNDERLYING + 1;
     const std::vector<Text> arTexts = group.GetJsonFields(strKey, std::span(arNames).first(nAsked));
-    Enter(m_mapSecurityName, nullptr, strKey, arTexts[NAME]);
-    if (!Contains(strKey, u"QV.S.")) Enter(m_mapUnderlying, &m_arUnderlyingKey, strKey, arTexts[UNDERLYING]);
+    Enter(m_mapSecurityName, strKey, arTexts[NAME]);
+    if (!Contains(strKey, u"QV.S.")) Enter(m_mapUnderlying, strKey, arTexts[UNDERLYING]);
     if (!bOption) return;
-    Enter(m_mapUnderlyingF, &m_arUnderlyingFKey, strKey, arTexts[UNDERLYING_F]);
+    Enter(m_mapUnderlyingF, strKey, arTexts[UNDERLYING_F]);
     if (!arTexts[OPTION_STYLE].empty()) {
-        Enter(m_mapOptionStyle, &m_arOptionStyleKey, strKey, arTexts[OPTION_STYLE] == u"American" ? u"1" : u"0");
+        Enter(m_mapOptionStyle, strKey, arTexts[OPTION_STYLE] == u"American" ? u"1" : u"0");
     }
-    Enter(m_mapOptionSetPriAdj, nullptr, strKey, arTexts[SET_PRI_ADJ]);
+    Enter(m_mapOptionSetPriAdj, strKey, arTexts[SET_PRI_ADJ]);
 }
 
 }  // namespace qvant

@@ -1,8 +1,6 @@
 /// Product names, underlyings and option styles, drawn from the securities in the store.
 #pragma once
 
-#include <vector>
-
 #include "store/base_data.h"
 #include "store/host.h"
 #include "symbols/symbol_grammar.h"
@@ -25,6 +23,7 @@ public:
     /// @param strLanguage  language word, such as "ENG": names come from the member "Name.ENG"
     void MakeUnderlyingList(const UnderlyingTables& tables, TextView strLanguage);
 
+    // Each stands in the order in which its keys were found, and so do the rows of the tables made from it.
     TextMap m_mapSecurityName;
     TextMap m_mapUnderlying;
     TextMap m_mapUnderlyingF;
@@ -34,12 +33,9 @@ public:
 private:
     void Clear();
     void ReadGroup(const CBaseData& group, TextView strNameField);
-    void ReadSecurity(const CBaseData& group, const Text& strKey, TextView strNameField);
+    void ReadSecurity(const CBaseData& group, TextView strKey, TextView strNameField);
 
     IHost& m_host;
-    std::vector<Text> m_arUnderlyingKey;
-    std::vector<Text> m_arUnderlyingFKey;
-    std::vector<Text> m_arOptionStyleKey;
 };
 
 }  // namespace qvant

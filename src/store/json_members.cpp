@@ -2,13 +2,13 @@
 
 #include <rapidjson/reader.h>
 
+#include "store/json_stream.h"
+
 namespace qvant {
 namespace {
 
-using Encoding = rapidjson::UTF16<char16_t>;
-
 /// Sees the members go by; keeps views into the text, which is parsed in place.
-class CMemberPicker : public rapidjson::BaseReaderHandler<Encoding, CMemberPicker> {
+class CMemberPicker : public rapidjson::BaseReaderHandler<WideEncoding, CMemberPicker> {
 public:
     explicit CMemberPicker(std::span<const TextView> arFields) : m_arFields(arFields), m_arMembers(arFields.size()) {}
 
@@ -69,8 +69,8 @@ private:
 
 std::vector<Text> PickJsonMembers(char16_t* pszJson, std::span<const TextView> arFields) {
     CMemberPicker picker(arFields);
-    rapidjson::GenericInsituStringStream<Encoding> stream(pszJson);
-    rapidjson::GenericReader<Encoding, Encoding> reader;
+    CInPlaceJson stream(pszJson, TextView(pszJson).size());
+    rapidjson::GenericReader<WideEncoding, WideEncoding> reader;
     constexpr unsigned nFlags = rapidjson::kParseInsituFlag | rapidjson::kParseIterativeFlag;
     if (!reader.Parse<nFlags>(stream, picker)) return std::vector<Text>(arFields.size());
     return picker.GetTexts();

@@ -6,16 +6,16 @@
 
 #include <cstdint>
 #include <list>
-#include <unordered_map>
 #include <unordered_set>
 
 #include "base/locked_maps.h"
 #include "base/split.h"
 #include "base/text.h"
+#include "symbols/text_map.h"
 
 namespace qvant {
 
-using TextMap = std::unordered_map<Text, Text, TextHash, std::equal_to<>>;
+using TextMap = CTextMap;
 using TextSet = std::unordered_set<Text, TextHash, std::equal_to<>>;
 
 /// Foreign symbols and the service's own for them, for the whole process. Filled as symbols are met, and never emptied.

@@ -34,7 +34,7 @@ void CTimeZones::LoadCities(TextView strPath) {
     for (TextView strRest = strText; !strRest.empty();) {
         TextView strLine = TrimRight(CutPiece(strRest, u'\n'), u"\r");
         const TextView strCity = CutPiece(strLine, u',');
-        if (!strCity.empty()) m_mapCities[MakeCityKey(strCity)] = CutPiece(strLine, u',');
+        if (!strCity.empty()) m_mapCities.insert_or_assign(MakeCityKey(strCity), CutPiece(strLine, u','));
     }
 }
 

@@ -7,8 +7,10 @@
 #include <gmock/gmock.h>
 
 #include "base/format.h"
+#include "net/hanging_names.h"
 #include "net/net_fixture.h"
 #include "net/scripted_server.h"
+#include "net/test_certificates.h"
 #include "platform/internet_limits.h"
 #include "platform/stop.h"
 
@@ -378,8 +380,28 @@ TEST_F(StoppedInternet, EndsABodyAtOnce) {
 }
 
 TEST_F(StoppedInternet, EndsAHandshakeAtOnce) {
-    const Fetched fetched = FetchUntil([](CPeer&) {}, u"https");
+    // A store of one: reading the system's takes its time, and isn't what is measured here.
+    setenv("SSL_CERT_FILE", m_folder.Write("store.pem", CAuthority().GetPem()).c_str(), 1);
+    const Fetched fetched = FetchUntil([](CPeer& peer) { peer.WaitForBytes(); }, u"https");
+    unsetenv("SSL_CERT_FILE");
     EXPECT_EQ(fetched.strError, u"HttpSendRequest Fail, Error : 12017");
+}
+
+TEST_F(StoppedInternet, EndsALookUpOfANameThatHangsAtOnce) {
+    std::stop_source stop;
+    std::atomic<steady_clock::time_point> stopped{};
+    std::thread stopper([&] {
+        WaitForHangingLookUp();
+        stopped = steady_clock::now();
+        stop.request_stop();
+    });
+    {
+        const platform::CStopScope scope(stop.get_token());
+        EXPECT_EQ(SendTo(Format(u"http://%s/", Widen(HANGING_NAME))), platform::INTERNET_STOPPED);
+    }
+    EXPECT_LT(steady_clock::now() - stopped.load(), AT_ONCE);
+    stopper.join();
+    ReleaseHangingLookUps();
 }
 
 TEST_F(StoppedInternet, StartsNothingAfterAStop) {

@@ -63,6 +63,12 @@ std::optional<std::string> CPeer::ReadRequest() {
     }
 }
 
+void CPeer::WaitForBytes() {
+    char block[4096];
+    const long nRead = Receive(block, sizeof(block));
+    if (nRead > 0) m_strPending.append(block, static_cast<std::size_t>(nRead));
+}
+
 bool CPeer::Write(std::string_view strBytes) {
     while (!strBytes.empty()) {
         const long nWritten = m_pSsl ? SSL_write(m_pSsl, strBytes.data(), static_cast<int>(strBytes.size()))

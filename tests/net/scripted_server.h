@@ -31,6 +31,8 @@ public:
     bool Accept();
     /// The next request, headers only; nothing when the client has gone.
     std::optional<std::string> ReadRequest();
+    /// Waits for the first bytes of whatever the client sends.
+    void WaitForBytes();
     bool Write(std::string_view strBytes);
     /// Waits until the client closes its end.
     void WaitForClose();

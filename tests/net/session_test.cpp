@@ -44,11 +44,13 @@ TEST(Session, StartsItsLettersAgainBehindZ) {
 TEST(Session, GivesEachThreadALetterOfItsOwn) {
     const CStillClock clock(MORNING);
     CSession session(clock);
+    std::set<Text> arExpected;
+    for (char16_t ch = u'A'; ch <= u'Z'; ++ch) arExpected.insert(u"w__" + LocalTimeText(clock) + ch);
     std::vector<Text> arIds(26);
     std::vector<std::thread> arThreads;
     for (Text& strId : arIds) arThreads.emplace_back([&] { strId = session.BuildRequestId(u"w"); });
     for (std::thread& thread : arThreads) thread.join();
-    EXPECT_EQ(std::set<Text>(arIds.begin(), arIds.end()).size(), 26u);
+    EXPECT_EQ(std::set<Text>(arIds.begin(), arIds.end()), arExpected);
 }
 
 TEST(Session, KeepsTheValuesOfTheSignIn) {

@@ -65,6 +65,7 @@ public:
         waitpid(std::exchange(m_nProcess, -1), &nStatus, 0);
         return WIFEXITED(nStatus) ? WEXITSTATUS(nStatus) : -WTERMSIG(nStatus);
     }
+    const std::string& GetRest() const { return m_strShown; }
 
 private:
     bool Fill() {
@@ -98,7 +99,7 @@ TEST_F(HostPrompt, TakesWordsAndShowsTheirReplies) {
     terminal.Type("get T k\n");
     EXPECT_THAT(terminal.ReadTo(PROMPT), HasSubstr("\r\n漢字 é\r\n"));
     terminal.Type("quit\n");
-    EXPECT_EQ(terminal.Wait(), 0);
+    EXPECT_EQ(terminal.Wait(), 0) << terminal.GetRest();
 }
 
 TEST_F(HostPrompt, OpensBehindAScriptThatShowsOnlyWhatFailed) {
@@ -183,7 +184,7 @@ TEST_F(HostPrompt, EndsTheServiceAtAnInterruptAndAtTheEndOfTheInput) {
         terminal.Type(pszKey);
         terminal.ReadTo("status 1 4");
         terminal.ReadTo("status 1 5");
-        EXPECT_EQ(terminal.Wait(), 0);
+        EXPECT_EQ(terminal.Wait(), 0) << terminal.GetRest();
     }
 }
 

@@ -25,6 +25,7 @@ using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
 constexpr long MOST_REDIRECTS = 10;
+constexpr long RECEIVE_BUFFER = 65536;  // documents run to megabytes
 constexpr milliseconds LONGEST_POLL{1000};
 
 std::atomic<milliseconds> g_connectLimit{InternetLimits{}.connect};
@@ -128,6 +129,7 @@ private:
         Set(CURLOPT_PROTOCOLS_STR, "http,https");
         Set(CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
         Set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(m_limits.connect.count()));
+        Set(CURLOPT_BUFFERSIZE, RECEIVE_BUFFER);
         Set(CURLOPT_NOSIGNAL, 1L);
         // A look-up of a name that hangs is left to itself when the transfer is given up.
         Set(CURLOPT_QUICK_EXIT, 1L);

@@ -112,6 +112,8 @@ LanePointer TakeLane(const std::string& strPeer) {
 void ReturnLane(LanePointer pLane) {
     // The handle keeps nothing of the request: its callbacks and texts are the request's own.
     curl_easy_setopt(pLane->m_hEasy, CURLOPT_SHARE, nullptr);
+    // A reset alone would lose the list that this names, not free it.
+    curl_easy_setopt(pLane->m_hEasy, CURLOPT_COOKIEFILE, nullptr);
     curl_easy_reset(pLane->m_hEasy);
     Pool().Return(std::move(pLane));
 }

@@ -1,0 +1,68 @@
+#include "symbols/text_map.h"
+
+#include <stdexcept>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "base/format.h"
+
+namespace qvant {
+namespace {
+
+using testing::ElementsAre;
+using testing::Pair;
+
+TEST(TextMap, KeepsTheOrderOfFirstInsertion) {
+    CTextMap map;
+    map.insert_or_assign(u"b", u"1");
+    map.insert_or_assign(u"a", u"2");
+    map.insert_or_assign(u"b", u"3");
+    EXPECT_THAT(map, ElementsAre(Pair(u"b", u"3"), Pair(u"a", u"2")));
+}
+
+TEST(TextMap, FindsWhatItHolds) {
+    const CTextMap map = {{u"a", u"1"}, {u"", u"2"}};
+    EXPECT_EQ(map.at(u"a"), u"1");
+    EXPECT_EQ(map.find(u"")->second, u"2");
+    EXPECT_TRUE(map.contains(u"a"));
+    EXPECT_EQ(map.count(u"b"), 0u);
+    EXPECT_EQ(map.find(u"b"), map.end());
+    EXPECT_THROW(map.at(u"b"), std::out_of_range);
+    EXPECT_EQ(CTextMap().find(u"a"), CTextMap().end());
+}
+
+TEST(TextMap, EntersAnEmptyTextForAKeyThatIsNotThere) {
+    CTextMap map;
+    EXPECT_EQ(map[u"a"], u"");
+    map[u"a"] = u"1";
+    EXPECT_THAT(map, ElementsAre(Pair(u"a", u"1")));
+}
+
+TEST(TextMap, HoldsManyEntries) {
+    CTextMap map;
+    for (int i = 0; i < 10000; ++i) map.insert_or_assign(Format(u"key %d", i), Format(u"value %d", i));
+    ASSERT_EQ(map.size(), 10000u);
+    for (int i = 0; i < 10000; ++i) ASSERT_EQ(map.at(Format(u"key %d", i)), Format(u"value %d", i));
+    EXPECT_FALSE(map.contains(u"key 10000"));
+}
+
+TEST(TextMap, ForgetsEverythingWhenCleared) {
+    CTextMap map = {{u"a", u"1"}, {u"b", u"2"}};
+    map.clear();
+    EXPECT_TRUE(map.empty());
+    EXPECT_FALSE(map.contains(u"a"));
+    EXPECT_EQ(map[u"b"], u"");
+    EXPECT_THAT(map, ElementsAre(Pair(u"b", u"")));
+}
+
+TEST(TextMap, EqualsOneWithTheSameEntriesInAnyOrder) {
+    const CTextMap map = {{u"a", u"1"}, {u"b", u"2"}};
+    EXPECT_EQ(map, (CTextMap{{u"b", u"2"}, {u"a", u"1"}}));
+    EXPECT_FALSE(map == (CTextMap{{u"a", u"1"}}));
+    EXPECT_FALSE(map == (CTextMap{{u"a", u"1"}, {u"b", u"3"}}));
+    EXPECT_FALSE(map == (CTextMap{{u"a", u"1"}, {u"c", u"2"}}));
+}
+
+}  // namespace
+}  // namespace qvant
