@@ -3,12 +3,6 @@
 
 include(CMakePackageConfigHelpers)
 
-foreach(target qvautomation qvstore QVLumivale lumivale-host lumivale-refserver)
-    if(NOT TARGET ${target})
-        return()
-    endif()
-endforeach()
-
 set(QV_PACKAGE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/QVLumivale)
 set_target_properties(qvautomation PROPERTIES EXPORT_NAME Automation)
 set_target_properties(qvstore PROPERTIES EXPORT_NAME Store)

@@ -8,6 +8,7 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <span>
 #include <vector>
@@ -84,7 +85,7 @@ public:
     /// The keyed section as an opaque blob, for `LoadBlob` of another table.
     CVariant GetBlob() const;
 
-    /// Cookie of this table in the process's interface table, made on the first call; 0 when there is none.
+    /// Cookie of this table in the process's interface table, made on the first call; 0 when there is none. Any thread.
     std::uint32_t GlobalCookie();
 
 private:
@@ -103,6 +104,7 @@ private:
     IDispatch* m_pTable = nullptr;
     CBaseDataSink* m_pConnection = nullptr;  ///< what the table's events reach; holds the event lock
     std::atomic<std::uint32_t> m_nAdviseCookie{0};
+    std::mutex m_cookieMutex;  ///< guards the next two until the destructor
     std::uint32_t m_nGlobalCookie = 0;
     IGlobalInterfaceTable* m_pInterfaceTable = nullptr;
     const bool m_bReportOwnChanges = false;  ///< nothing sets it: a wrapper doesn't hear its own last transaction

@@ -1,5 +1,6 @@
 /// The smallest host: loads the installed service, starts it, ends it. Exits with 0 when every step went well.
 #include <cstdio>
+#include <initializer_list>
 
 #include <dlfcn.h>
 
