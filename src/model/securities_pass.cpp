@@ -57,20 +57,34 @@ CSecuritiesPass::CSecuritiesPass(CSecuritiesParser& parser, CExchangeTimes& time
 }
 
 void CSecuritiesPass::AddSecurity(TextView strKey, const JsonValue& security) {
-    const Text strGroup = GetSecurityGroup(strKey);
-    m_strSecurityKey = GetSecurityKey(strKey);
+    TakeKey(strKey);
     m_strJson.clear();
     if (security.IsObject()) {
         m_members.Read(security);
         ReadZone();
-        ConvertTimes(strGroup);
+        ConvertTimes();
         NoteNames(strKey);
         NoteRoutes(strKey, security);
         WriteJson(security);
     } else {
         AppendJson(m_strJson, security);
     }
-    Store(strKey, strGroup);
+    Store(strKey);
+}
+
+void CSecuritiesPass::TakeKey(TextView strKey) {
+    std::size_t nDots = 0;
+    std::size_t nGroup = 0;
+    bool bEmptyField = strKey.empty() || strKey.front() == u'.' || strKey.back() == u'.';
+    for (std::size_t i = 0; i < strKey.size(); ++i) {
+        if (strKey[i] != u'.') continue;
+        bEmptyField |= i > 0 && strKey[i - 1] == u'.';
+        if (++nDots == 3) nGroup = i;
+    }
+    // Nearly every key has its four parts and no more.
+    const bool bPlain = nDots == 3 && !bEmptyField;
+    m_strSecurityKey = bPlain ? strKey : TextView(GetSecurityKey(strKey));
+    m_strGroup = bPlain ? strKey.substr(0, nGroup) : TextView(GetSecurityGroup(strKey));
 }
 
 void CSecuritiesPass::Commit() {
@@ -93,26 +107,25 @@ void CSecuritiesPass::ReadZone() {
     m_strZone = ToUpper(nSlash == TextView::npos ? strTimeZone : strTimeZone.substr(nSlash + 1));
 }
 
-void CSecuritiesPass::ConvertTimes(TextView strGroup) {
+void CSecuritiesPass::ConvertTimes() {
     for (std::size_t i = 0; i < SECURITY_TIMES; ++i) {
         const auto member = static_cast<SecurityMember>(i);
         const TextView strText = m_members.GetText(member);
         m_arConverted[i].reset();
         if (!IsConvertible(member, strText)) continue;
         const Text& strConverted = m_arConverted[i].emplace((m_times.*CONVERSIONS[i])(strText, m_strZone));
-        if (member == SecurityMember::OpenCloseTime) NoteSessions(strGroup, strConverted);
+        if (member == SecurityMember::OpenCloseTime) NoteSessions(strConverted);
         if (member == SecurityMember::ResetTime) NoteReset(strConverted);
     }
 }
 
-void CSecuritiesPass::NoteSessions(TextView strGroup, TextView strSessions) {
-    auto pGroup = m_mapOpenTime.find(strGroup);
-    if (pGroup == m_mapOpenTime.end()) pGroup = m_mapOpenTime.try_emplace(Text(strGroup)).first;
+void CSecuritiesPass::NoteSessions(TextView strSessions) {
+    auto& setStarts = m_mapOpenTime[m_strGroup];
     for (int nPosition = 0;;) {
         TextView strSession = NextTokenView(strSessions, u";", nPosition);
         if (nPosition == -1) break;
         const TextView strStart = CutPiece(strSession, u'~');
-        if (!pGroup->second.contains(strStart)) pGroup->second.emplace(strStart);
+        if (!setStarts.contains(strStart)) setStarts.emplace(strStart);
     }
     // Without any "~" the single time is the last close as well.
     const TextView strLastClose = strSessions.substr(strSessions.rfind(u'~') + 1);
@@ -179,12 +192,9 @@ void CSecuritiesPass::WriteJson(const JsonValue& security) {
     m_strJson.append(m_strJson.empty() ? u"{}" : u"}");
 }
 
-void CSecuritiesPass::Store(TextView strKey, TextView strGroup) {
-    auto pGroup = m_mapGroupTable.find(strGroup);
-    if (pGroup == m_mapGroupTable.end()) {
-        pGroup = m_mapGroupTable.try_emplace(Text(strGroup)).first;
-        m_infoUpdate.SetRow(m_nGroups++, strGroup);
-    }
+void CSecuritiesPass::Store(TextView strKey) {
+    const auto [pGroup, bNew] = m_mapGroupTable.try_emplace(m_strGroup);
+    if (bNew) m_infoUpdate.SetRow(m_nGroups++, m_strGroup);
     GroupTable& group = pGroup->second;
     if (!group.pTable) {
         group.pTable = CBaseData::CreateNew();

@@ -37,15 +37,16 @@ private:
         std::optional<CTransaction> update;
     };
 
+    void TakeKey(TextView strKey);
     void ReadZone();
-    void ConvertTimes(TextView strGroup);
-    void NoteSessions(TextView strGroup, TextView strSessions);
+    void ConvertTimes();
+    void NoteSessions(TextView strSessions);
     void NoteReset(TextView strReset);
     void NoteNames(TextView strKey);
     void NoteRoutes(TextView strKey, const JsonValue& security);
     void AddRoute(TextView strRoute, TextView strExchange);
     void WriteJson(const JsonValue& security);
-    void Store(TextView strKey, TextView strGroup);
+    void Store(TextView strKey);
 
     CSecuritiesParser& m_parser;
     CExchangeTimes& m_times;
@@ -56,6 +57,7 @@ private:
     TextMap m_mapOrder;
 
     // Of the security at hand; members, so that their memory serves the next one.
+    Text m_strGroup;
     Text m_strSecurityKey;  ///< its first four parts
     CSecurityMembers m_members;
     Text m_strTimeZone;  ///< as the document has it

@@ -65,15 +65,15 @@ void CUnderlyingLists::ReadSecurity(const CBaseData& group, TextView strKey, Tex
     const bool bOption = Contains(strKey, u"QV.O");
     // Members that the class has no use for stand at the end of the list, and aren't asked for.
     const std::size_t nAsked = bOption ? FIELDS : UNDERLYING + 1;
-    const std::vector<Text> arTexts = group.GetJsonFields(strKey, std::span(arNames).first(nAsked));
-    Enter(m_mapSecurityName, strKey, arTexts[NAME]);
-    if (!Contains(strKey, u"QV.S.")) Enter(m_mapUnderlying, strKey, arTexts[UNDERLYING]);
+    group.GetJsonFields(strKey, std::span(arNames).first(nAsked), m_arTexts);
+    Enter(m_mapSecurityName, strKey, m_arTexts[NAME]);
+    if (!Contains(strKey, u"QV.S.")) Enter(m_mapUnderlying, strKey, m_arTexts[UNDERLYING]);
     if (!bOption) return;
-    Enter(m_mapUnderlyingF, strKey, arTexts[UNDERLYING_F]);
-    if (!arTexts[OPTION_STYLE].empty()) {
-        Enter(m_mapOptionStyle, strKey, arTexts[OPTION_STYLE] == u"American" ? u"1" : u"0");
+    Enter(m_mapUnderlyingF, strKey, m_arTexts[UNDERLYING_F]);
+    if (!m_arTexts[OPTION_STYLE].empty()) {
+        Enter(m_mapOptionStyle, strKey, m_arTexts[OPTION_STYLE] == u"American" ? u"1" : u"0");
     }
-    Enter(m_mapOptionSetPriAdj, strKey, arTexts[SET_PRI_ADJ]);
+    Enter(m_mapOptionSetPriAdj, strKey, m_arTexts[SET_PRI_ADJ]);
 }
 
 }  // namespace qvant

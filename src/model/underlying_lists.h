@@ -1,6 +1,8 @@
 /// Product names, underlyings and option styles, drawn from the securities in the store.
 #pragma once
 
+#include <vector>
+
 #include "store/base_data.h"
 #include "store/host.h"
 #include "symbols/symbol_grammar.h"
@@ -36,6 +38,7 @@ private:
     void ReadSecurity(const CBaseData& group, TextView strKey, TextView strNameField);
 
     IHost& m_host;
+    std::vector<Text> m_arTexts;  ///< the members of the security at hand
 };
 
 }  // namespace qvant

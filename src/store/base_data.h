@@ -80,6 +80,8 @@ public:
     Text GetJsonField(TextView strKey, TextView strField) const;
     /// Several members at once, in the order of the names; the value is read and parsed only once.
     std::vector<Text> GetJsonFields(TextView strKey, std::span<const TextView> arFields) const;
+    /// The same, into texts whose memory is used again.
+    void GetJsonFields(TextView strKey, std::span<const TextView> arFields, std::vector<Text>& arTexts) const;
     /// The keys of the keyed values as the store lists them: "T:key", joined by ";". Nothing when it gives no string.
     std::optional<Text> GetKeys() const;
     /// The keyed section as an opaque blob, for `LoadBlob` of another table.

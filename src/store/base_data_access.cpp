@@ -82,11 +82,17 @@ Text CBaseData::GetJsonField(TextView strKey, TextView strField) const {
 }
 
 std::vector<Text> CBaseData::GetJsonFields(TextView strKey, std::span<const TextView> arFields) const {
+    std::vector<Text> arTexts;
+    GetJsonFields(strKey, arFields, arTexts);
+    return arTexts;
+}
+
+void CBaseData::GetJsonFields(TextView strKey, std::span<const TextView> arFields, std::vector<Text>& arTexts) const {
     CVariant result;
     Read(strKey, result);
     if (result.vt != VT_EMPTY && result.vt != VT_BSTR) VariantChangeType(&result, &result, 0, VT_BSTR);
-    if (result.vt != VT_BSTR || !result.bstrVal) return std::vector<Text>(arFields.size());
-    return PickJsonMembers(result.bstrVal, arFields);
+    if (result.vt == VT_BSTR && result.bstrVal) return PickJsonMembers(result.bstrVal, arFields, arTexts);
+    arTexts.assign(arFields.size(), Text());
 }
 
 std::optional<Text> CBaseData::GetKeys() const {

@@ -1,5 +1,9 @@
 #include "store/json_members.h"
 
+#include <cstddef>
+#include <new>
+
+#include <rapidjson/allocators.h>
 #include <rapidjson/reader.h>
 
 #include "store/json_stream.h"
@@ -7,10 +11,23 @@
 namespace qvant {
 namespace {
 
+struct Member {
+    bool bSeen = false;
+    TextView strValue;
+};
+
+std::span<Member> MakeMembers(rapidjson::MemoryPoolAllocator<>& memory, std::size_t nCount) {
+    if (nCount == 0) return {};
+    void* pMemory = memory.Malloc(nCount * sizeof(Member));
+    if (!pMemory) throw std::bad_alloc();
+    return {new (pMemory) Member[nCount]{}, nCount};
+}
+
 /// Sees the members go by; keeps views into the text, which is parsed in place.
 class CMemberPicker : public rapidjson::BaseReaderHandler<WideEncoding, CMemberPicker> {
 public:
-    explicit CMemberPicker(std::span<const TextView> arFields) : m_arFields(arFields), m_arMembers(arFields.size()) {}
+    CMemberPicker(std::span<const TextView> arFields, std::span<Member> arMembers)
+        : m_arFields(arFields), m_arMembers(arMembers) {}
 
     bool Default() { return Take({}, false); }
     bool String(const char16_t* psz, rapidjson::SizeType nLength, bool) { return Take({psz, nLength}, true); }
@@ -24,19 +41,9 @@ public:
     bool EndArray(rapidjson::SizeType) { return Leave(); }
 
     /// A root that is an array has no keys, so nothing was taken from it.
-    std::vector<Text> GetTexts() const {
-        std::vector<Text> arTexts;
-        arTexts.reserve(m_arMembers.size());
-        for (const Member& member : m_arMembers) arTexts.emplace_back(member.strValue);
-        return arTexts;
-    }
+    TextView GetText(std::size_t nField) const { return m_arMembers[nField].strValue; }
 
 private:
-    struct Member {
-        bool bSeen = false;
-        TextView strValue;
-    };
-
     bool Enter() {
         Take({}, false);
         ++m_nDepth;
@@ -60,20 +67,25 @@ private:
     }
 
     std::span<const TextView> m_arFields;
-    std::vector<Member> m_arMembers;
+    std::span<Member> m_arMembers;
     TextView m_strKey;
     std::size_t m_nDepth = 0;
 };
 
 }  // namespace
 
-std::vector<Text> PickJsonMembers(char16_t* pszJson, std::span<const TextView> arFields) {
-    CMemberPicker picker(arFields);
+void PickJsonMembers(char16_t* pszJson, std::span<const TextView> arFields, std::vector<Text>& arTexts) {
+    using Memory = rapidjson::MemoryPoolAllocator<>;
+    // Enough for all but the oddest documents, so that a reader of many needn't ask for memory for each.
+    alignas(std::max_align_t) std::byte arBuffer[2048];
+    Memory memory(arBuffer, sizeof arBuffer);
+    CMemberPicker picker(arFields, MakeMembers(memory, arFields.size()));
     CInPlaceJson stream(pszJson, TextView(pszJson).size());
-    rapidjson::GenericReader<WideEncoding, WideEncoding> reader;
+    rapidjson::GenericReader<WideEncoding, WideEncoding, Memory> reader(&memory);
     constexpr unsigned nFlags = rapidjson::kParseInsituFlag | rapidjson::kParseIterativeFlag;
-    if (!reader.Parse<nFlags>(stream, picker)) return std::vector<Text>(arFields.size());
-    return picker.GetTexts();
+    const bool bParsed = !reader.Parse<nFlags>(stream, picker).IsError();
+    arTexts.resize(arFields.size());
+    for (std::size_t i = 0; i < arFields.size(); ++i) arTexts[i] = bParsed ? picker.GetText(i) : TextView{};
 }
 
 }  // namespace qvant

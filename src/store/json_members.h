@@ -13,7 +13,7 @@ namespace qvant {
 /// Nesting may be of any depth.
 /// @param pszJson   a text that ends in NUL; it is overwritten while it is read
 /// @param arFields  the names asked for
-/// @return one text for each name, empty when there is no such string
-std::vector<Text> PickJsonMembers(char16_t* pszJson, std::span<const TextView> arFields);
+/// @param arTexts   out: one text for each name, empty when there is no such string
+void PickJsonMembers(char16_t* pszJson, std::span<const TextView> arFields, std::vector<Text>& arTexts);
 
 }  // namespace qvant

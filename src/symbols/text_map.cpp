@@ -28,10 +28,15 @@ const Text& CTextMap::at(TextView strKey) const {
 }
 
 Text& CTextMap::operator[](TextView strKey) {
+    // A pass comes by its keys in the order of the last one.
+    if (m_nNext < m_nSize && m_arEntries[m_nNext].first == strKey) return m_arEntries[m_nNext++].second;
     if (2 * (m_nSize + 1) > m_arSlots.size()) Grow();
     const std::uint32_t nHash = Hash(strKey);
     Slot& slot = m_arSlots[FindSlot(strKey, nHash)];
-    if (slot.nEntry != 0) return m_arEntries[slot.nEntry - 1].second;
+    if (slot.nEntry != 0) {
+        m_nNext = slot.nEntry;
+        return m_arEntries[slot.nEntry - 1].second;
+    }
     if (m_nSize == m_arEntries.size()) m_arEntries.emplace_back();
     auto& [strOwnKey, strValue] = m_arEntries[m_nSize];
     strOwnKey = strKey;
@@ -56,6 +61,7 @@ void CTextMap::Grow() {
 void CTextMap::clear() {
     std::fill(m_arSlots.begin(), m_arSlots.end(), Slot());
     m_nSize = 0;
+    m_nNext = 0;
 }
 
 bool CTextMap::operator==(const CTextMap& other) const {

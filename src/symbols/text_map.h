@@ -63,6 +63,7 @@ private:
     std::vector<value_type> m_arEntries;
     std::vector<Slot> m_arSlots;  ///< each entry stands at its hash or behind it; at most half of them is used
     std::size_t m_nSize = 0;
+    std::size_t m_nNext = 0;  ///< the entry behind the one that was last changed
 };
 
 }  // namespace qvant

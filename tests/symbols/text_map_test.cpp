@@ -47,6 +47,14 @@ TEST(TextMap, HoldsManyEntries) {
     EXPECT_FALSE(map.contains(u"key 10000"));
 }
 
+TEST(TextMap, TakesKeysInTheirOldOrderOrInAnyOther) {
+    CTextMap map = {{u"a", u"1"}, {u"b", u"2"}, {u"c", u"3"}};
+    for (const TextView strKeys : {u"abc", u"cba", u"acb", u"bbb"}) {
+        for (const char16_t ch : strKeys) map[TextView(&ch, 1)].push_back(u'x');
+    }
+    EXPECT_THAT(map, ElementsAre(Pair(u"a", u"1xxx"), Pair(u"b", u"2xxxxxx"), Pair(u"c", u"3xxx")));
+}
+
 TEST(TextMap, ForgetsEverythingWhenCleared) {
     CTextMap map = {{u"a", u"1"}, {u"b", u"2"}};
     map.clear();
