@@ -207,6 +207,7 @@ private:
 
 }  // namespace
 
+// NOLINTBEGIN(bugprone-exception-escape): as declared
 CJsonValue::~CJsonValue() { ClearValue(*this); }
 
 CJsonValue::CJsonValue(CJsonValue&& other) noexcept : m_value(std::move(other.m_value)) {
@@ -221,6 +222,7 @@ CJsonValue& CJsonValue::operator=(CJsonValue&& other) noexcept {
     m_value = std::move(taken);
     return *this;
 }
+// NOLINTEND(bugprone-exception-escape)
 
 void CJsonValue::Set(TextView strKey, CJsonValue value) {
     auto* pObject = Get<Object>();

@@ -33,9 +33,11 @@ public:
     explicit CJsonValue(std::int64_t nValue) : m_value(nValue) {}
     explicit CJsonValue(double dValue) : m_value(dValue) {}
     explicit CJsonValue(Text strValue) : m_value(std::move(strValue)) {}
+    // NOLINTBEGIN(bugprone-exception-escape): taking a tree apart needs memory, and ends the process when there is none
     ~CJsonValue();
     CJsonValue(CJsonValue&&) noexcept;
     CJsonValue& operator=(CJsonValue&&) noexcept;
+    // NOLINTEND(bugprone-exception-escape)
 
     Type GetType() const { return static_cast<Type>(m_value.index()); }
     /// The payload, or null when the value is of another type.
