@@ -91,15 +91,15 @@ bool CSecuritiesDocument::ParseReply(std::string_view strReply, const Text& strU
 bool CSecuritiesDocument::TakeReply(std::string_view strReply) {
     bool bSaved = false;
     std::optional<Text> strNewVersion;
-    if (m_docSecurities.IsObject()) {
-        for (const auto& member : m_docSecurities.GetObject()) {
-            const TextView strName = GetText(member.name);
-            if (strName == u"SecuritiesInfo" && CountSecurities(member.value) > 0) {
+    if (const JsonDocument& document = m_docSecurities; document.IsObject()) {
+        for (auto pMember = document.MemberBegin(); pMember != document.MemberEnd(); ++pMember) {
+            const TextView strName = GetText(pMember->name);
+            if (strName == u"SecuritiesInfo" && CountSecurities(pMember->value) > 0) {
                 m_parts.host.LogMessage(u"QuerySecuritiesInfo have SecuritiesInfo");
                 bSaved = SaveDocument(strReply);
             } else if (strName == u"LastVersion") {
                 // Versions are compared as text: a lower one is as new as a higher one.
-                auto strVersion = RenderVersion(member.value);
+                auto strVersion = RenderVersion(pMember->value);
                 if (strVersion && *strVersion != m_parts.state.m_strVersion) strNewVersion = std::move(strVersion);
             }
         }
