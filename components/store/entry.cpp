@@ -1,9 +1,9 @@
 #include "entry.h"
 
-#include <cstdlib>
 #include <cstring>
 #include <new>
 
+#include "bulk_memory.h"
 #include "table.h"
 
 namespace qvant::store {
@@ -18,7 +18,7 @@ CEntry::CEntry(Kind kind, std::uint64_t nHash, TextView strKey, TextView strText
 }
 
 CEntry* CEntry::Make(Kind kind, std::uint64_t nHash, TextView strKey, TextView strText) {
-    void* const pMemory = std::malloc(sizeof(CEntry) + (strKey.size() + strText.size()) * sizeof(char16_t));
+    void* const pMemory = AllocateEntry(sizeof(CEntry) + (strKey.size() + strText.size()) * sizeof(char16_t));
     if (!pMemory) throw std::bad_alloc();
     return new (pMemory) CEntry(kind, nHash, strKey, strText);
 }
@@ -45,7 +45,7 @@ CEntry* CEntry::MakeTable(std::uint64_t nHash, TextView strKey, CTable& table) {
 void CEntry::Destroy() {
     if (m_kind == Kind::Table) m_content.pTable->Release();
     this->~CEntry();
-    std::free(this);
+    FreeEntry(this);
 }
 
 HRESULT CEntry::CopyValue(VARIANT& target) const {

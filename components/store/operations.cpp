@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <limits>
 
+#include "bulk_memory.h"
 #include "qvant/store.h"
 #include "table.h"
 
@@ -156,6 +157,7 @@ bool COpenTransactions::Append(std::int32_t nTransaction, SOperation operation) 
 }
 
 std::unique_ptr<CTransactionLog> COpenTransactions::Take(std::int32_t nTransaction) {
+    EndBulk();
     const std::lock_guard lock(m_mutex);
     const auto it = m_mapLogs.find(nTransaction);
     if (it == m_mapLogs.end()) return nullptr;
