@@ -56,8 +56,9 @@ TEST_F(HostEvents, TurnBrokenTextIntoValidLines) {
 TEST_F(HostEvents, OfManyThreadsKeepTheirLinesWholeAndTheirNumbersRising) {
     CHostProcess& host = Start();
     host.Ask("topic threads 0 8 \"a line of some length that would show any mixing of two lines\"");
-    ASSERT_EQ(host.GetEvents().size(), 800u);
-    for (std::size_t i = 0; i < host.GetEvents().size(); ++i) EXPECT_EQ(host.GetEvents()[i]["n"].GetUint64(), i + 1);
+    const auto arEvents = host.GetEvents();
+    ASSERT_EQ(arEvents.size(), 800u);
+    for (std::size_t i = 0; i < arEvents.size(); ++i) EXPECT_EQ(arEvents[i]["n"].GetUint64(), i + 1);
 }
 
 TEST_F(HostEvents, RegisteringMakesTheTableUnlessItIsThere) {

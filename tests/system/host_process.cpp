@@ -155,6 +155,18 @@ std::string CProcess::GetErrors() const {
     return strErrors;
 }
 
+namespace {
+
+rapidjson::Document ParseLine(const std::string& strLine) {
+    rapidjson::Document document;
+    document.Parse<rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag>(strLine.data(),
+                                                                                           strLine.size());
+    if (document.HasParseError() || !document.IsObject()) throw std::runtime_error("not a JSON line: " + strLine);
+    return document;
+}
+
+}  // namespace
+
 CHostProcess::CHostProcess(std::vector<std::string> arArguments, const CProcess::Variables& arVariables)
     : m_process(
           [&arArguments] {
@@ -169,22 +181,23 @@ rapidjson::Document CHostProcess::Ask(std::string_view strRequest) {
 }
 
 rapidjson::Document CHostProcess::ReadNext() {
-    rapidjson::Document document;
     std::string strLine;
-    if (!m_process.ReadLine(strLine)) return document;
-    document.Parse<rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag>(strLine.data(),
-                                                                                           strLine.size());
-    if (document.HasParseError() || !document.IsObject()) throw std::runtime_error("not a JSON line: " + strLine);
-    return document;
+    return m_process.ReadLine(strLine) ? ParseLine(strLine) : rapidjson::Document();
+}
+
+std::vector<rapidjson::Document> CHostProcess::GetEvents() const {
+    std::vector<rapidjson::Document> arEvents;
+    for (const std::string& strLine : m_arEvents) arEvents.push_back(ParseLine(strLine));
+    return arEvents;
 }
 
 rapidjson::Document CHostProcess::ReadReply() {
-    while (true) {
-        rapidjson::Document document = ReadNext();
-        if (document.IsNull()) throw std::runtime_error("the host ended: " + m_process.GetErrors());
+    for (std::string strLine; m_process.ReadLine(strLine);) {
+        rapidjson::Document document = ParseLine(strLine);
         if (document.HasMember("reply")) return document;
-        m_arEvents.push_back(std::move(document));
+        m_arEvents.push_back(strLine);
     }
+    throw std::runtime_error("the host ended: " + m_process.GetErrors());
 }
 
 std::string CHostProcess::AskFor(std::string_view strRequest, const char* pszMember) {
@@ -200,10 +213,9 @@ std::string CHostProcess::AskForError(std::string_view strRequest) {
 
 std::vector<std::string> CHostProcess::GetEvents(std::string_view strKind) const {
     std::vector<std::string> arTexts;
-    for (const rapidjson::Document& event : m_arEvents) {
-        if (event["event"].GetString() != strKind) continue;
-        rapidjson::Document fields;
-        fields.CopyFrom(event, fields.GetAllocator());
+    for (const std::string& strLine : m_arEvents) {
+        rapidjson::Document fields = ParseLine(strLine);
+        if (fields["event"].GetString() != strKind) continue;
         for (const char* pszName : {"event", "n", "ms"}) fields.EraseMember(pszName);
         arTexts.push_back(ToJson(fields));
     }
@@ -212,8 +224,9 @@ std::vector<std::string> CHostProcess::GetEvents(std::string_view strKind) const
 
 int CHostProcess::Finish() {
     m_process.CloseInput();
-    for (rapidjson::Document line = ReadNext(); !line.IsNull(); line = ReadNext())
-        if (line.HasMember("event")) m_arEvents.push_back(std::move(line));
+    for (std::string strLine; m_process.ReadLine(strLine);) {
+        if (ParseLine(strLine).HasMember("event")) m_arEvents.push_back(strLine);
+    }
     return m_process.Wait();
 }
 

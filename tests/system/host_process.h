@@ -78,7 +78,7 @@ public:
     std::string AskForError(std::string_view strRequest);
 
     /// The events so far, in their order.
-    const std::vector<rapidjson::Document>& GetEvents() const { return m_arEvents; }
+    std::vector<rapidjson::Document> GetEvents() const;
     /// The fields of the kept events of a kind, each event as JSON text without "event", "n" and "ms".
     std::vector<std::string> GetEvents(std::string_view strKind) const;
 
@@ -89,7 +89,7 @@ public:
 
 private:
     CProcess m_process;
-    std::vector<rapidjson::Document> m_arEvents;
+    std::vector<std::string> m_arEvents;  ///< as lines: a parsed event takes a hundred times the memory
 };
 
 /// JSON text of a value.
