@@ -49,6 +49,9 @@ bool CStop::Sleep(std::chrono::milliseconds duration) {
 CSignals::CSignals(CStop& stop) : m_stop(stop) {
     // A reader that went away is told by the failed write.
     std::signal(SIGPIPE, SIG_IGN);
+    // A parent may have left these ignored, as a shell does for what it starts in the background; an ignored signal
+    // would never reach the file below.
+    for (const int nSignal : {SIGINT, SIGTERM}) std::signal(nSignal, SIG_DFL);
     const sigset_t signals = EndingSignals();
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
     m_nSignals = CheckedFile(signalfd(-1, &signals, SFD_CLOEXEC));

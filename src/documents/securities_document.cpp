@@ -124,8 +124,7 @@ void CSecuritiesDocument::TakeVersion(const Text& strVersion) {
         state.m_bVersionUnsaved = true;
         return;
     }
-    m_parts.storage.StoreVersion();
-    m_parts.host.LogMessage(u"QuerySecuritiesInfo-SaveVer:" + state.m_strVersion);
+    m_parts.storage.StoreVersion(true);
 }
 
 void CSecuritiesDocument::LoadSecuritiesInfo(CBaseData* pSecurityInfo) {

@@ -48,7 +48,8 @@ Text MoveToDayBefore(TextView strDate) {
         date.nYear >= 1900 && date.nMonth >= 1 && date.nMonth <= 12 && date.nDay >= 1 && date.nDay <= 31;
     if (!bInRange) throw CFailure(CFailure::UNSPECIFIED);
     const auto nSeconds = platform::FromLocal(date);
-    if (!nSeconds) throw CFailure(CFailure::INVALID_ARGUMENT);
+    // The calendar of these lists begins with 1970, whatever the machine's own can hold.
+    if (!nSeconds || *nSeconds < 0) throw CFailure(CFailure::INVALID_ARGUMENT);
     const platform::SystemTime before = platform::ToLocal((*nSeconds - SECONDS_A_DAY) * 1000);
     return Format(u"%04d%02d%02d", before.nYear, before.nMonth, before.nDay);
 }

@@ -16,7 +16,7 @@ using JsonValue = rapidjson::GenericValue<WideEncoding>;
 
 /// Deepest nesting that a document may have. Beyond it the text counts as broken, so that walking and writing a
 /// document, which go one call deeper with each level, stay within any thread's stack.
-inline constexpr int JSON_DEEPEST = 256;
+inline constexpr int JSON_DEEPEST = 1024;
 
 /// Parses UTF-8 bytes into a UTF-16 document. The text is widened into the document's own memory and read in place.
 /// @return false for text that isn't JSON, is nested too deep or has something behind the document; it is null then

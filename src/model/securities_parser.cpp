@@ -68,9 +68,11 @@ void CSecuritiesParser::WriteOrderExchange(const TextMap& mapRoutes) {
 void CSecuritiesParser::CopyToStorage(const CBaseData& orderExchange) {
     const auto pStorage = m_host.OpenTable(u"STORAGE", nullptr);
     if (!pStorage) return;
-    bool bExisted = false;
-    const auto pChild = OpenChild(*pStorage, u"orderExchange", &bExisted);
-    if (!bExisted) m_host.LogMessage(u"No STORAGE-orderExchange");
+    auto pChild = pStorage->GetSubTable(u"orderExchange", nullptr);
+    if (!pChild) {
+        m_host.LogMessage(u"No STORAGE-orderExchange");
+        pChild = OpenChild(*pStorage, u"orderExchange");
+    }
     if (pChild) CopyValues(orderExchange, *pChild);
 }
 

@@ -25,20 +25,22 @@ std::uint32_t CStorageTables::InitContractList(CBaseData* pCurrencyMapping) {
         m_state.m_strCurrencyRate = strCurrencyRate;
         nResult |= L_REQUERY_CURRENCYRATE;
     }
-    if (m_state.m_bVersionUnsaved && StoreVersion()) m_state.m_bVersionUnsaved = false;
+    if (m_state.m_bVersionUnsaved && StoreVersion(false)) m_state.m_bVersionUnsaved = false;
     return nResult;
 }
 
-bool CStorageTables::StoreVersion() {
+bool CStorageTables::StoreVersion(bool bLogged) {
     if (!m_pLumivale) return false;
     CTransaction transaction(*m_pLumivale);
     m_state.m_strVersion = Text(Trim(m_state.m_strVersion, u"\""));
     transaction.SetValue(u"Version", m_state.m_strVersion);
+    if (bLogged) m_host.LogMessage(u"QuerySecuritiesInfo-SaveVer:" + m_state.m_strVersion);
     transaction.Commit();
     return true;
 }
 
 void CStorageTables::BindChildren() {
+    m_bLumivaleExisted = false;
     const auto pStorage = m_host.OpenTable(u"STORAGE", nullptr);
     if (!pStorage) return;
     auto pLumivale = pStorage->GetSubTable(u"Lumivale", nullptr);

@@ -33,8 +33,9 @@ public:
     CBaseData* GetLumivale() const { return m_pLumivale.get(); }
 
     /// Writes `m_strVersion` into the record, without the double quotes around it, which go from the member too.
+    /// @param bLogged  whether the log tells of it, before readers see it
     /// @return false while there is no record
-    bool StoreVersion();
+    bool StoreVersion(bool bLogged);
 
     void ReleaseAppTradePermission() { m_pAppTradePermission.reset(); }
     void ReleaseLumivale() { m_pLumivale.reset(); }

@@ -76,7 +76,12 @@ std::uint32_t GunzipBuffer(std::unique_ptr<std::uint8_t[]>& pDecoded, std::strin
     const std::optional<Text> temporary = platform::CreateTempFile(platform::GetTempFolder(), u"TQD");
     if (!temporary) return 0;
     const Text strZipped = *temporary + u".gz";
-    if (!platform::WriteNewFile(strZipped, strReceived)) return 0;
+    bool bCreated = false;
+    if (!platform::WriteNewFile(strZipped, strReceived, &bCreated)) {
+        // Only a second file that can't even be created leaves the first one where it is.
+        if (bCreated) platform::DeleteFile(*temporary);
+        return 0;
+    }
     platform::SleepFor(std::chrono::milliseconds(10));
     std::uint32_t nLength = 0;
     auto pContent = ReadGzipFile(strZipped, nLength);

@@ -44,7 +44,8 @@ std::optional<Text> CreateTempFile(TextView strFolder, TextView strPrefix);
 
 /// Creates a file that must not be there yet, open to this user alone, and writes it.
 /// @return false when it was there or couldn't be written whole
-bool WriteNewFile(TextView strPath, std::string_view strBytes);
+/// @param pCreated  out: whether it could be created, written or not; may be null
+bool WriteNewFile(TextView strPath, std::string_view strBytes, bool* pCreated = nullptr);
 
 void DeleteFile(TextView strPath);
 

@@ -257,6 +257,13 @@ TEST_F(Internet, TellsThatAConnectionWasClosedWithoutAReply) {
     EXPECT_EQ(SendTo(server.GetUrl(u"/")), platform::INTERNET_CLOSED_EARLY);
 }
 
+TEST_F(Internet, TellsThatAConnectionWasClosedWithinTheHeaders) {
+    for (const char* pszCut : {"HTTP/1.1 200 OK\r\n", "HTTP/1.1 200 OK\r\nA: b", "HTTP/1.1 302 Found\r\nLocation: /fur"}) {
+        CScriptedServer server(Saying(pszCut));
+        EXPECT_EQ(SendTo(server.GetUrl(u"/")), platform::INTERNET_CLOSED_EARLY) << pszCut;
+    }
+}
+
 TEST_F(Internet, TellsThatAConnectionWasClosedWithinTheChunks) {
     CScriptedServer server(Saying("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n5\r\nfir"));
     std::string strBody;

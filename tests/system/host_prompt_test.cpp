@@ -181,6 +181,7 @@ TEST_F(HostPrompt, EndsTheServiceAtAnInterruptAndAtTheEndOfTheInput) {
         terminal.Type("status init\n");
         terminal.ReadTo("result 0");
         terminal.ReadTo(PROMPT);
+        SCOPED_TRACE(pszKey[0] == '\x03' ? "an interrupt" : "the end of the input");
         terminal.Type(pszKey);
         terminal.ReadTo("status 1 4");
         terminal.ReadTo("status 1 5");

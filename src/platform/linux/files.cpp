@@ -200,9 +200,10 @@ std::optional<Text> CreateTempFile(TextView strFolder, TextView strPrefix) {
     return std::nullopt;
 }
 
-bool WriteNewFile(TextView strPath, std::string_view strBytes) {
+bool WriteNewFile(TextView strPath, std::string_view strBytes, bool* pCreated) {
     const std::string strFile = ToPath(strPath);
     CDescriptor file(Open(strFile, O_WRONLY | O_CREAT | O_EXCL, USER_FILE));
+    if (pCreated) *pCreated = file.IsOpen();
     if (!file.IsOpen()) return Fail();
     if (WriteAndClose(file, strBytes)) return true;
     Fail();

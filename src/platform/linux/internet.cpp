@@ -73,7 +73,9 @@ public:
         const int nError = Begin();
         if (nError != INTERNET_OK) return nError;
         while (!m_reply.AreHeadersComplete() && !m_bDone) Step();
-        return m_reply.AreHeadersComplete() ? INTERNET_OK : m_nError;
+        if (m_reply.AreHeadersComplete()) return INTERNET_OK;
+        // The stack takes a connection that closes between two headers for a good end.
+        return m_nError != INTERNET_OK ? m_nError : INTERNET_CLOSED_EARLY;
     }
 
     int GetStatus() const override { return m_reply.AreHeadersComplete() ? m_reply.GetStatus() : 0; }
