@@ -100,6 +100,8 @@ CPrompt::~CPrompt() {
 std::optional<std::string> CPrompt::Read() {
     el_resize(m_pEdit);
     SetEditing(true);
+    // By itself the editor takes the terminal over only behind the prompt, and a Ctrl-D typed between the two is lost.
+    el_set(m_pEdit, EL_PREP_TERM, 1);
     int nCount = 0;
     const char* pszLine = el_gets(m_pEdit, &nCount);
     std::optional<std::string> strLine;
