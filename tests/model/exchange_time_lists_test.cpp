@@ -114,6 +114,8 @@ TEST_F(TimeLists, OfDatesRaiseAFailureForADateThatHasToMoveAndCannot) {
         EXPECT_EQ(FailureOfDate(Text(strDate) + u":0700-0900"), UNSPECIFIED) << Narrow(strDate);
         EXPECT_EQ(FailureOfDate(Text(strDate) + u":0900-1000"), 0) << Narrow(strDate);
     }
+    // Within the ranges, and before the calendar begins.
+    EXPECT_EQ(FailureOfDate(u"19500101:0700-0900"), static_cast<std::int32_t>(CFailure::INVALID_ARGUMENT));
 }
 
 TEST_F(TimeLists, SurviveItemsOfAnyLength) {

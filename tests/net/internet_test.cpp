@@ -258,7 +258,8 @@ TEST_F(Internet, TellsThatAConnectionWasClosedWithoutAReply) {
 }
 
 TEST_F(Internet, TellsThatAConnectionWasClosedWithinTheHeaders) {
-    for (const char* pszCut : {"HTTP/1.1 200 OK\r\n", "HTTP/1.1 200 OK\r\nA: b", "HTTP/1.1 302 Found\r\nLocation: /fur"}) {
+    for (const char* pszCut :
+         {"HTTP/1.1 200 OK\r\n", "HTTP/1.1 200 OK\r\nA: b", "HTTP/1.1 302 Found\r\nLocation: /fur"}) {
         CScriptedServer server(Saying(pszCut));
         EXPECT_EQ(SendTo(server.GetUrl(u"/")), platform::INTERNET_CLOSED_EARLY) << pszCut;
     }
