@@ -27,8 +27,11 @@ struct RunState {
     TextMap m_mapCurrencyMapping;                      ///< second code of a pair to its first
     Text m_strHotChangeURL;                            ///< URL lists, joined by "|"
     Text m_strExpireURL;
-    Text m_strExgList;       ///< allowed exchanges, joined by "||"
-    TextSet m_mapExchanges;  ///< the same, as a set
+    Text m_strExgList;                ///< allowed exchanges as last applied, joined by "||"
+    Text m_strExgListNew;             ///< the same list as the present permissions give it
+    TextSet m_mapExchanges;           ///< allowed groups and four-part keys; empty: everything is permitted
+    bool m_bPreProcessing = false;    ///< while the first load runs `LoadContractList`
+    bool m_bFirstSymbolBuild = true;  ///< until the first symbol build has run
 };
 
 }  // namespace qvant

@@ -1,0 +1,62 @@
+/// From the contract list files to everything that is asked of a contract: names, months, expiry, margins, the pickers'
+/// tree and the rows of the search database.
+#pragma once
+
+#include <list>
+#include <unordered_map>
+#include <vector>
+
+#include "base/text.h"
+#include "model/run_state.h"
+#include "model/underlying_lists.h"
+#include "store/base_data.h"
+#include "store/host.h"
+#include "symbols/symbol_grammar.h"
+
+namespace qvant {
+
+/// What the builder works with; all outlive it.
+struct ContractBuilderParts {
+    IHost& host;
+    const RunState& state;          ///< language and permitted exchanges
+    const CUnderlyingLists& lists;  ///< product names and "SetPRIADJ"
+    const SymbolWords& words;
+    const TextSet& mapLocalExchanges;
+};
+
+/// Owned by the service; a pass runs on one thread, which alone writes the results while it runs. They are read by
+/// those who come after the pass.
+class CContractBuilder {
+public:
+    explicit CContractBuilder(const ContractBuilderParts& parts) : m_parts(parts) {}
+
+    /// Empties all results but the list of changed classifications. Called once before the first file of a pass.
+    void Clear();
+
+    /// Adds the contracts of one file. A text that is no JSON object adds nothing and says nothing.
+    /// @param strText            the whole file
+    /// @param pHotMonth          open update of "HOTMONTHTABLE"; null when the host has no such table
+    /// @param pNearbyMonth       open update of "NearbyMonth"; likewise
+    /// @param strClassification  name of the classification, as in the name of its file
+    /// @param strClassifyText    in and out: "name,local name|" of every file so far
+    void MakeContractList(TextView strText, CTransaction* pHotMonth, CTransaction* pNearbyMonth,
+                          TextView strClassification, Text& strClassifyText);
+
+    std::vector<Text> m_arAllContract;         ///< symbols of the search list: contracts, hot symbols, synthetic ones
+    std::vector<Text> m_arContractInsertData;  ///< rows of "ContractList", without their timestamp
+    TextMap m_mapSymbolToName;
+    TextMap m_mapSynuSymbolToName;  ///< synthetic underlying to display name
+    TextMap m_mapExpireDate;
+    TextMap m_mapLongMargin;
+    TextMap m_mapShortMargin;
+    TextMap m_mapSymbolToHot;                       ///< contract to its hot symbol
+    TextMap m_mapSymbolToNear;                      ///< first five parts of a contract to its near symbol
+    TextMap m_mapSymbolToInstrument;                ///< symbol to instrument text
+    TextMap m_mapContractListName;                  ///< English path to the pickers' text
+    std::vector<Text> m_listChangedClassification;  ///< not empty: only these classifications add new contracts
+
+private:
+    const ContractBuilderParts m_parts;
+};
+
+}  // namespace qvant
