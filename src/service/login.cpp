@@ -22,6 +22,7 @@ void CLogin::Run() {
     const Servers servers = ReadServers();
     TakeTradePermissions();
     TakeServers(servers);
+    TakeExchanges();
     Refresh(servers);
     if (platform::StopRequested()) return;
     m_parts.tables.pGeneralService = m_parts.host.OpenTable(u"GeneralService", &m_parts.sink);
@@ -102,6 +103,8 @@ void CLogin::TakeTradePermissions() {
             transaction.SetValue(u"AllAppsTrade", u"1");
             transaction.Commit();
         }
+    } else if (!m_strAppsTradeURL.empty()) {
+        m_steps.queryPermissions(m_strAppsTradeURL);
     }
     m_parts.host.LogMessage(u"Set AppsTradePermission:" + strAllAppsTrade);
 }
@@ -111,7 +114,29 @@ void CLogin::TakeTradePermissions() {
 void CLogin::TakeServers(const Servers& servers) {
     m_parts.host.LogMessage(u"Server strLUMIValeURL:" + servers.strLumivaleURL);
     if (servers.strLumivaleURL.empty() || servers.strLumivaleURL == m_parts.state.m_strLumivaleURL) return;
-    m_selectServers(servers.strLumivaleURL);
+    m_steps.selectServers(servers.strLumivaleURL);
+}
+
+/// Contracts are filtered by the exchanges that the user may see, so other exchanges mean that everything is fetched
+/// and built anew: the stored versions go, and the empty server list leads to a rebuild.
+///
+/// `m_strExgList` stays as it is: it is what the first load of this run was built with, and signing in again rebuilds
+/// again.
+void CLogin::TakeExchanges() {
+    m_parts.rights.LoadExchangePermissions();
+    RunState& state = m_parts.state;
+    if (state.m_strExgList == state.m_strExgListNew) return;
+    m_parts.host.LogMessage(Format(u"Exg chg:%s => %s", state.m_strExgList, state.m_strExgListNew));
+    m_parts.settings.SaveExchangeList(state.m_strExgListNew);
+    state.m_mapContractVersionUnsaved.clear();
+    state.m_strLumivaleURL.clear();
+    m_parts.database.SetVersion(u"");
+    const auto pStorage = m_parts.host.OpenTable(u"STORAGE", nullptr);
+    const auto pLumivale = pStorage ? pStorage->GetSubTable(u"Lumivale", nullptr) : nullptr;
+    if (!pLumivale) return;
+    CTransaction transaction(*pLumivale);
+    transaction.Clear(store::MASK_VALUES);
+    transaction.Commit();
 }
 
 void CLogin::Refresh(const Servers& servers) {
@@ -134,9 +159,15 @@ void CLogin::RefreshChanged() {
     const std::uint32_t nRequery = m_parts.storage.InitContractList(m_parts.tables.pCurrencyMapping.get());
     if (nRequery & L_REQUERY_CLASSOFOCATION) {
         m_parts.host.LogMessage(u"LonginOk InitContractList return = L_REQUERY_CLASSOFOCATION ");
+        m_parts.contracts.QueryContractList();
+        LoadContractList();
     } else if (nRequery == 0) {
         m_parts.host.LogMessage(u"LonginOk InitContractList return = 0 ");
+        m_parts.stockInfo.QueryStkInfo();
+        m_parts.stockInfo.LoadStkInfo();
+        if (!platform::StopRequested()) m_steps.makeSymbolLookupList();
     }
+    if (platform::StopRequested()) return;
     SaveSettings();
     if (nRequery & L_REQUERY_CURRENCYRATE) {
         m_parts.host.LogMessage(u"LonginOk InitContractList return = L_REQUERY_CURRENCYRATE ");
@@ -149,6 +180,13 @@ void CLogin::RebuildAll() {
     if (platform::StopRequested()) return;
     m_parts.securities.LoadSecuritiesInfo(m_parts.tables.pSecurityInfo.get());
     m_parts.host.LogMessage(u"MakeInitData-Start");
+    m_parts.contracts.QueryContractList();
+    LoadContractList();
+}
+
+void CLogin::LoadContractList() {
+    if (platform::StopRequested()) return;
+    m_parts.contracts.LoadContractList(m_parts.tables.GetContractListTables(), false);
 }
 
 void CLogin::SaveSettings() {

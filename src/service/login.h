@@ -4,8 +4,12 @@
 #include <functional>
 #include <vector>
 
+#include "documents/contract_list_document.h"
 #include "documents/securities_document.h"
+#include "documents/stock_info.h"
+#include "documents/trade_permissions.h"
 #include "model/run_state.h"
+#include "model/search_database.h"
 #include "model/storage_tables.h"
 #include "net/server_list.h"
 #include "net/session.h"
@@ -29,17 +33,26 @@ struct LoginParts {
     KeptTables& tables;
     CStorageTables& storage;
     CSecuritiesDocument& securities;
+    CContractListDocument& contracts;
+    CStockInfo& stockInfo;
+    CTradePermissions& rights;
+    CSearchDatabase& database;
     platform::CThread& threadPreProcess;
     platform::CEvent& eventSymbolLookUp;
+};
+
+/// What sign-in starts and doesn't wait for.
+struct LoginSteps {
+    std::function<void(TextView strUrls)> selectServers;          ///< makes a list of URLs the servers of the service
+    std::function<void(const Text& strUrls)> queryPermissions;    ///< asks for the trade permissions, on a thread
+    std::function<void()> makeSymbolLookupList;                   ///< on a thread
 };
 
 /// One call on the host's thread; every step returns when its work is done, or at once when the service is told to
 /// stop. Signing in again appends the URL lists again.
 class CLogin {
 public:
-    /// @param selectServers  makes a list of URLs the servers of the service
-    CLogin(const LoginParts& parts, std::function<void(TextView strUrls)> selectServers)
-        : m_parts(parts), m_selectServers(std::move(selectServers)) {}
+    CLogin(const LoginParts& parts, LoginSteps steps) : m_parts(parts), m_steps(std::move(steps)) {}
 
     void Run();
 
@@ -56,13 +69,15 @@ private:
     Servers ReadServers();
     void TakeTradePermissions();
     void TakeServers(const Servers& servers);
+    void TakeExchanges();
     void Refresh(const Servers& servers);
     void RefreshChanged();
+    void LoadContractList();
     void RebuildAll();
     void SaveSettings();
 
     const LoginParts m_parts;
-    const std::function<void(TextView)> m_selectServers;
+    const LoginSteps m_steps;
     Text m_strAppsTradeURL;
     Text m_strTradingDayURL;
     Text m_strSS2Cmd;

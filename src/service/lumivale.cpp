@@ -46,20 +46,30 @@ CLumivale::CLumivale(IHost& host, const platform::IClock& clock)
       m_times(m_zones, clock),
       m_parser(host, m_times),
       m_lists(host),
+      m_builder({host, m_state, m_lists, m_words, m_mapLocalExchanges}),
       m_storage(host, m_state, [this] { LoadLanguage(); }),
       m_securities({host, m_session, m_servers, m_errors, m_storage, m_parser, m_state},
                    [this] { MakeUnderlyingList(); }),
-      m_preProcess({m_state, m_settings, m_session, m_tables, m_securities},
+      m_stockInfo({host, m_session, m_servers, m_errors, m_state}),
+      m_rights({host, m_session, m_errors, m_storage, m_state}),
+      m_lookup({host, clock, m_state, m_builder, m_lists, m_parser, m_stockInfo.m_mapStockInfo, m_database,
+                m_hEventSymbolLookUp},
+               [this] { return m_bSystemTimeOpen.load(); }),
+      m_contracts({host, m_session, m_servers, m_errors, m_storage, m_builder, m_state},
+                  {[this] { return m_stockInfo.QueryStkInfo(); }, [this] { m_stockInfo.LoadStkInfo(); },
+                   [this] { MakeSymbolLookupList(); }}),
+      m_preProcess({m_state, m_settings, m_session, m_tables, m_securities, m_contracts},
                    [this] { m_words = m_settings.ReadSymbolWords(m_state.AppsLanguage); }),
       m_login({host, *this, m_state, m_options, m_settings, m_session, m_tables, m_storage, m_securities,
-               m_hThreadPreProcessData, m_hEventSymbolLookUp},
-              [this](TextView strUrls) { SelectServers(strUrls); }),
+               m_contracts, m_stockInfo, m_rights, m_database, m_hThreadPreProcessData, m_hEventSymbolLookUp},
+              {[this](TextView strUrls) { SelectServers(strUrls); },
+               [this](const Text& strUrls) { StartPermissionQuery(strUrls); }, [this] { StartSymbolLookup(); }}),
       m_hEventLatencyEnd(std::make_unique<platform::CEvent>(platform::CEvent::Reset::Manual, false)) {
     CreateCommonFolders();
 }
 
 CLumivale::~CLumivale() {
-    m_hThreadPreProcessData.StopAndJoin();
+    EndThreads();
     CleanUp();
 }
 
@@ -124,15 +134,19 @@ void CLumivale::RunStopping(void (CLumivale::*pStep)()) {
 }
 
 void CLumivale::Init() {
+    EndThreads();
     RegisterWithHost();
     FindHomeDir();
     m_tables.RegisterAndOpen(m_host);
+    OpenSearchDatabase();
     m_tables.RegisterAndOpenHoliday(m_host);
+    m_builder.m_arAllContract.clear();
     m_tables.RegisterAndOpenContractLists(m_host);
     m_zones.LoadCities(m_settings.GetCitiesPath());
     m_zones.LoadTimeZones(m_clock);
     m_tables.pCqyz = m_host.OpenTable(u"CQYZ", nullptr);
     m_tables.pSystemTime = m_host.OpenTable(u"QvantSystemTime", this);
+    m_bSystemTimeOpen = m_tables.pSystemTime != nullptr;
     ReadOptions();
     TakeStoredServers();
     m_settings.ReadRollServers(m_state);
@@ -159,10 +173,13 @@ void CLumivale::FindHomeDir() {
     const Text strHomeDir = strProgram.substr(0, strProgram.rfind(u'/') + 1);
     m_settings.SetHomeDir(strHomeDir);
     m_securities.SetHomeDir(strHomeDir);
+    m_contracts.SetHomeDir(strHomeDir);
+    m_stockInfo.SetHomeDir(strHomeDir);
 }
 
 void CLumivale::ReadOptions() {
     m_options = m_settings.ReadOptions();
+    m_stockInfo.SetCgi(m_options.bStkInfoCgi);
     m_errors.SetHideErrorMsg(m_options.nHideErrorMsg);
     m_host.LogMessage(Format(u"HideErrorMsg:%ld, ResponseInterval=%d, stkinfo cgi=%x", m_options.nHideErrorMsg,
                              m_options.nResponseInterval, m_options.bStkInfoCgi));
@@ -204,31 +221,72 @@ void CLumivale::LoadLanguage() {
     MakeUnderlyingList();
 }
 
+void CLumivale::MakeSymbolLookupList() { m_lookup.MakeSymbolLookupList(m_tables.GetSymbolLookupTables()); }
+
+/// The event falls before the thread runs, so that nobody slips in between.
+void CLumivale::StartSymbolLookup() {
+    m_hEventSymbolLookUp.Clear();
+    const bool bStarted = m_threadSymbolLookUp.Start("SymbolLookUp", [this] {
+        const platform::CApartment apartment;
+        try {
+            MakeSymbolLookupList();
+        } catch (...) {
+            m_host.LogMessage(Format(u"MakeSymbolLookupList Fail, Error : %x", CodeOfCurrentFailure()));
+        }
+        m_hEventSymbolLookUp.Set();
+    });
+    if (!bStarted) m_hEventSymbolLookUp.Set();
+}
+
+/// Nobody waits for it, but for the end of the service.
+void CLumivale::StartPermissionQuery(const Text& strUrls) {
+    m_threadTradePermission.Start("TradePermission", [this, strUrls] {
+        const platform::CApartment apartment;
+        try {
+            m_rights.QueryAppsTradePermission(strUrls);
+        } catch (...) {
+            m_host.LogMessage(Format(u"QueryAppsTradePermission Fail, Error : %x", CodeOfCurrentFailure()));
+        }
+    });
+}
+
 void CLumivale::Start() {
     m_host.LogMessage(u"SYSTEM_STATUS_START");
     m_mapLocalExchanges = {u"CFFEX", u"CZCE", u"SHFE", u"DCE", u"INE", u"SSE", u"SZSE"};
 }
 
 void CLumivale::Stop() {
+    m_bSystemTimeOpen = false;
     m_tables.pSystemTime.reset();
+    m_threadSymbolLookUp.RequestStop();
+    m_threadTradePermission.RequestStop();
     m_hEventSymbolLookUp.Wait();
     m_hEventHolidayReady.Wait();
 }
 
 void CLumivale::Exit() {
     m_hEventTimerIdle.Wait();
-    m_hThreadPreProcessData.StopAndJoin();
+    EndThreads();
     // Without any server list no selection ever ends, and the wait costs its whole limit: a host that exits before
     // the first sign-in has always waited these ten seconds.
     if (m_hEventLatencyEnd) m_hEventLatencyEnd->WaitFor(SERVER_SELECTION_LIMIT);
     m_hEventLatencyEnd.reset();
+    m_contracts.ReleaseSharedBlock();
     CleanUp();
+}
+
+void CLumivale::EndThreads() {
+    m_hThreadPreProcessData.StopAndJoin();
+    m_threadSymbolLookUp.StopAndJoin();
+    m_threadTradePermission.StopAndJoin();
 }
 
 void CLumivale::CleanUp() {
     m_tables.ReleasePublished();
     m_storage.ReleaseLumivale();
     m_storage.ReleaseAppTradePermission();
+    m_contracts.ReleaseSharedBlock();
+    m_database.Release();
     m_tables.pCqyz.reset();
 }
 

@@ -1,17 +1,24 @@
 /// The service: everything it owns, and its life from the host's first status to the last.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <mutex>
 #include <stop_token>
 #include <string>
 
+#include "documents/contract_list_document.h"
 #include "documents/securities_document.h"
+#include "documents/stock_info.h"
+#include "documents/trade_permissions.h"
+#include "model/contract_builder.h"
 #include "model/exchange_times.h"
 #include "model/run_state.h"
+#include "model/search_database.h"
 #include "model/securities_parser.h"
 #include "model/storage_tables.h"
+#include "model/symbol_lookup.h"
 #include "model/underlying_lists.h"
 #include "net/error_report.h"
 #include "net/server_list.h"
@@ -52,9 +59,11 @@ private:
     void Start();
     void Stop();
     void Exit();
+    void EndThreads();
     void CleanUp();
 
     void RegisterWithHost();
+    void OpenSearchDatabase();
     void FindHomeDir();
     void ReadOptions();
     void TakeStoredServers();
@@ -62,6 +71,9 @@ private:
     void RunPreProcessData();
     void MakeUnderlyingList();
     void LoadLanguage();
+    void MakeSymbolLookupList();
+    void StartSymbolLookup();
+    void StartPermissionQuery(const Text& strUrls);
 
     IHost& m_host;
     const platform::IClock& m_clock;
@@ -70,6 +82,7 @@ private:
     int m_nStopsPending = 0;
     std::recursive_mutex m_mutexStatus;  ///< one sub-status at a time; the host may call again from inside an event
 
+    platform::CEvent m_hEventSymbolLookUp{platform::CEvent::Reset::Manual, true};
     RunState m_state;
     KeptTables m_tables;
     CSettings m_settings;
@@ -83,16 +96,24 @@ private:
     CUnderlyingLists m_lists;
     SymbolWords m_words;
     TextSet m_mapLocalExchanges;
+    CContractBuilder m_builder;
     CStorageTables m_storage;
+    CSearchDatabase m_database;
     CSecuritiesDocument m_securities;
+    CStockInfo m_stockInfo;
+    CTradePermissions m_rights;
+    CSymbolLookup m_lookup;
+    CContractListDocument m_contracts;
     CPreProcess m_preProcess;
     CLogin m_login;
 
-    platform::CEvent m_hEventSymbolLookUp{platform::CEvent::Reset::Manual, true};
     platform::CEvent m_hEventHolidayReady{platform::CEvent::Reset::Manual, true};
     platform::CEvent m_hEventTimerIdle{platform::CEvent::Reset::Manual, true};
     std::unique_ptr<platform::CEvent> m_hEventLatencyEnd;  ///< until the exit: set once a server list stands
+    std::atomic<bool> m_bSystemTimeOpen{false};              ///< from the start to the stop
     platform::CThread m_hThreadPreProcessData;
+    platform::CThread m_threadSymbolLookUp;
+    platform::CThread m_threadTradePermission;
 };
 
 }  // namespace qvant

@@ -12,7 +12,17 @@ void CPreProcess::PreProcessData() {
     m_parts.securities.QuerySecuritiesInfo();
     if (platform::StopRequested()) return;
     m_parts.securities.LoadSecuritiesInfo(m_parts.tables.pSecurityInfo.get());
+    m_parts.contracts.QueryContractList();
+    if (platform::StopRequested()) return;
     m_parts.settings.ReadExchangeList(m_parts.state);
+    LoadContractList();
+}
+
+/// The symbols wait for the sign-in, which knows what the user may see.
+void CPreProcess::LoadContractList() {
+    m_parts.state.m_bPreProcessing = true;
+    m_parts.contracts.LoadContractList(m_parts.tables.GetContractListTables(), false);
+    m_parts.state.m_bPreProcessing = false;
 }
 
 void CPreProcess::ReadRunState() {

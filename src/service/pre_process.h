@@ -1,6 +1,7 @@
 /// The first load: what the last run left, brought up to date from the servers or taken from the disk.
 #pragma once
 
+#include "documents/contract_list_document.h"
 #include "documents/securities_document.h"
 #include "model/run_state.h"
 #include "net/session.h"
@@ -16,6 +17,7 @@ struct PreProcessParts {
     CSession& session;
     const KeptTables& tables;
     CSecuritiesDocument& securities;
+    CContractListDocument& contracts;
 };
 
 class CPreProcess {
@@ -31,6 +33,7 @@ public:
 private:
     void ReadRunState();
     void PublishCurrencyPairs();
+    void LoadContractList();
 
     const PreProcessParts m_parts;
     const std::function<void()> m_loadSymbolWords;

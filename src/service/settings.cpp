@@ -96,6 +96,12 @@ void CSettings::ReadExchangeList(RunState& state) const {
     for (Text& strExchange : SplitTokens(strExchanges, u"|")) state.m_mapExchanges.insert(std::move(strExchange));
 }
 
+void CSettings::SaveExchangeList(TextView strExchanges) const {
+    CreateSettingsFile(m_strIniPath);
+    const platform::ProfileValue arValues[] = {{u"ExgList", strExchanges}};
+    platform::WriteProfileTexts(SECTION, arValues, m_strIniPath);
+}
+
 bool CSettings::SaveSettings(const RunState& state, const ProxySettings& proxy, const CBaseData* pLumivale,
                              TextView strClassification, TextView strLanguage, TextView strCurrencyRate) const {
     CreateSettingsFile(m_strIniPath);
@@ -121,6 +127,11 @@ bool CSettings::SaveSettings(const RunState& state, const ProxySettings& proxy, 
         {u"ExpireURL", state.m_strExpireURL},
     };
     return platform::WriteProfileTexts(SECTION, arValues, m_strIniPath);
+}
+
+Text CSettings::ReadSystemName() const {
+    return platform::GetProfileText(u"SYSTEM", u"SystemName", u"", VALUE_SIZE,
+                                    m_strHomeDir + u"ComShared/SystemSettings.ini");
 }
 
 SymbolWords CSettings::ReadSymbolWords(TextView strLanguage) const {

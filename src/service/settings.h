@@ -42,11 +42,17 @@ public:
     /// `ExgList` into the list and its set; an empty one leaves both.
     void ReadExchangeList(RunState& state) const;
 
+    /// Saves `ExgList` alone, as a sign-in with other exchanges does.
+    void SaveExchangeList(TextView strExchanges) const;
+
     /// Saves the run state. The version comes from the store and not from the member: only what the store has counts.
     /// @param pLumivale  the record "Lumivale"; without it nothing can be saved
     /// @return false when nothing was saved
     bool SaveSettings(const RunState& state, const ProxySettings& proxy, const CBaseData* pLumivale,
                       TextView strClassification, TextView strLanguage, TextView strCurrencyRate) const;
+
+    /// The suffix of the search database's name.
+    Text ReadSystemName() const;
 
     /// Reads the display words of a language.
     SymbolWords ReadSymbolWords(TextView strLanguage) const;

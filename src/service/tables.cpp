@@ -62,6 +62,14 @@ void KeptTables::RegisterAndOpenContractLists(IHost& host) {
         {{u"Contract.List", &KeptTables::pContractList}, {u"Contract.List.Name", &KeptTables::pContractListName}});
 }
 
+ContractListTables KeptTables::GetContractListTables() const {
+    return {pContractListName.get(), pHotMonth.get(), pNearbyMonth.get(), pContractList.get()};
+}
+
+SymbolLookupTables KeptTables::GetSymbolLookupTables() const {
+    return {pSymbolSearchName.get(), pNearMonthTable.get()};
+}
+
 void KeptTables::ReleasePublished() {
     for (auto* pTable : {&pSystemTime, &pGeneralService, &pSecurityInfo, &pHotMonth, &pNearMonthTable, &pNearbyMonth,
                          &pSymbolSearchName, &pUnderlyingList, &pUnderlyingFList, &pOptionStyle, &pCurrencyExchangeRate,

@@ -3,6 +3,8 @@
 
 #include <memory>
 
+#include "documents/contract_list_document.h"
+#include "model/symbol_lookup.h"
 #include "store/base_data.h"
 #include "store/host.h"
 
@@ -34,6 +36,9 @@ struct KeptTables {
     void RegisterAndOpen(IHost& host);
     void RegisterAndOpenHoliday(IHost& host);
     void RegisterAndOpenContractLists(IHost& host);
+
+    ContractListTables GetContractListTables() const;
+    SymbolLookupTables GetSymbolLookupTables() const;
 
     /// Releases the tables that the final clean-up names before the children of "STORAGE", in their order.
     void ReleasePublished();

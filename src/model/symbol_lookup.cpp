@@ -1,0 +1,221 @@
+#include "model/symbol_lookup.h"
+
+#include <algorithm>
+#include <chrono>
+#include <optional>
+
+#include "base/format.h"
+#include "base/token_view.h"
+#include "model/symbol_search_row.h"
+#include "platform/stop.h"
+
+namespace qvant {
+
+namespace {
+
+constexpr const char16_t* VERSION_TABLE = u"Lumivale";
+constexpr const char16_t* SYMBOL_TABLE = u"SymbolSearch";
+constexpr const char16_t* CONTRACT_TABLE = u"ContractList";
+constexpr const char16_t* VERSION_FIELDS = u"Name,Version";
+constexpr const char16_t* CONTRACT_FIELDS = u"Name,Symbol,Path,Lang,Status,TimeStamp";
+constexpr const char16_t* NOTHING_HELD = u"-1";
+/// Rows beside those of the classifications: "Lumivale_Db", "Lang" and "Security".
+constexpr std::size_t OWN_VERSION_ROWS = 3;
+constexpr std::size_t SHORT_INSTRUMENT = 4;  ///< texts up to this length aren't searched back
+constexpr std::chrono::milliseconds FIRST_PAUSE{100};
+constexpr std::chrono::milliseconds LONGEST_PAUSE{10'000};
+
+/// Unsignalled for the life of the object, however the build ends.
+class CBuilding {
+public:
+    explicit CBuilding(platform::CEvent& event) : m_event(event) { m_event.Clear(); }
+    ~CBuilding() { m_event.Set(); }
+    CBuilding(const CBuilding&) = delete;
+    CBuilding& operator=(const CBuilding&) = delete;
+
+private:
+    platform::CEvent& m_event;
+};
+
+std::optional<CTransaction> BeginCleared(CBaseData* pTable) {
+    std::optional<CTransaction> transaction;
+    if (!pTable) return transaction;
+    transaction.emplace(*pTable);
+    transaction->Clear(store::MASK_VALUES);
+    return transaction;
+}
+
+void SetBothWays(CTransaction* pNear, TextView strSymbol, TextView strNear) {
+    if (!pNear || strNear.empty()) return;
+    pNear->SetValue(strSymbol, strNear);
+    pNear->SetValue(strNear, strSymbol);
+}
+
+bool HasMonth(TextView strSymbol) { return std::count(strSymbol.begin(), strSymbol.end(), u'.') >= 4; }
+
+}  // namespace
+
+void CSymbolLookup::MakeSymbolLookupList(const SymbolLookupTables& tables) {
+    if (!m_isRunning()) return;
+    m_parts.host.LogMessage(u"MakeSymbolLookupList Begin.");
+    const CBuilding building(m_parts.eventSymbolLookUp);
+    std::optional<CTransaction> names = BeginCleared(tables.pSymbolSearchName);
+    if (!m_parts.database.IsOpen()) {
+        m_parts.host.LogMessage(u"MakeSymbolLookupList dbapi is null.");
+    } else {
+        const bool bFull = NeedsFullBuild();
+        if (bFull && !BuildAll(tables.pNearMonthTable)) return;
+        const bool bFirst = std::exchange(m_parts.state.m_bFirstSymbolBuild, false);
+        // Only once after the start: a later run that finds the database current leaves the table as it stands.
+        if (!bFull && bFirst) Refresh(tables.pNearMonthTable);
+    }
+    if (names) {
+        PublishInstruments(*names);
+        names->Commit();
+    }
+    m_parts.host.LogMessage(u"MakeSymbolLookupList End.");
+    m_parts.contracts.m_arContractInsertData = {};
+}
+
+bool CSymbolLookup::NeedsFullBuild() {
+    if (m_parts.database.GetVersion().empty()) return true;
+    const auto versions = m_parts.database.ReadVersions();
+    if (!versions || versions->empty()) return true;
+    if (m_parts.state.m_mapContractVersion.size() + OWN_VERSION_ROWS > versions->size()) return true;
+    const auto IsOld = [this](const auto& row) { return !IsCurrent(row.strName, row.strVersion); };
+    if (std::ranges::any_of(*versions, IsOld)) return true;
+    return std::ranges::none_of(*versions, [](const auto& row) { return row.strName == u"Lang"; });
+}
+
+bool CSymbolLookup::IsCurrent(TextView strName, TextView strVersion) const {
+    const RunState& state = m_parts.state;
+    if (strName == u"Lumivale_Db") return strVersion == CSearchDatabase::LAYOUT_VERSION;
+    if (strName == u"Security") return strVersion == state.m_strVersion;
+    if (strName == u"Lang") return strVersion == state.AppsLanguage;
+    const auto pVersion = state.m_mapContractVersion.find(Text(strName));
+    return strVersion == (pVersion == state.m_mapContractVersion.end() ? TextView(NOTHING_HELD) : pVersion->second);
+}
+
+/// @return false when a stop cut the build short
+bool CSymbolLookup::BuildAll(CBaseData* pNearMonthTable) {
+    std::optional<CTransaction> near = BeginCleared(pNearMonthTable);
+    if (!BuildUntilWritten(near ? &*near : nullptr)) return false;
+    if (near) near->Commit();
+    m_parts.database.SetVersion(CSearchDatabase::LAYOUT_VERSION);
+    if (const auto nCount = m_parts.database.CountRecords(SYMBOL_TABLE)) {
+        m_parts.host.LogMessage(Format(u"Update MakeSymbolLookupList GetRecordCount:%ld", *nCount));
+    }
+    return true;
+}
+
+/// A database that can't be written holds the build here for good, until the service stops: that is the chosen
+/// behaviour, since a search that shows half of the contracts is worse than one that isn't there. The growing pause
+/// keeps it from taking a processor to itself.
+/// @return false when a stop cut the build short; nothing of it is in the database then
+bool CSymbolLookup::BuildUntilWritten(CTransaction* pNear) {
+    Outcome outcome = UpdateSymbolLookupList(pNear);
+    for (auto pause = std::chrono::milliseconds::zero(); outcome == Outcome::InsertFailed;
+         pause = std::clamp(pause * 2, FIRST_PAUSE, LONGEST_PAUSE)) {
+        if (!platform::SleepFor(pause)) return false;
+        m_parts.database.DeleteFile();
+        m_parts.host.LogMessage(u"MakeSymbolLookupList delete db file!");
+        m_parts.database.CreateTables();
+        outcome = UpdateSymbolLookupList(pNear);
+    }
+    return outcome == Outcome::Done;
+}
+
+/// Everything goes through one batch: it becomes visible at once, and a stop leaves nothing of it.
+CSymbolLookup::Outcome CSymbolLookup::UpdateSymbolLookupList(CTransaction* pNear) {
+    CSearchDatabase::CBatch batch(m_parts.database);
+    InsertVersions();
+    const Text strTimeStamp = Format(u"%I64d", m_parts.clock.NowMilliseconds() / 1000);
+    m_parts.host.LogMessage(Format(u"Update MakeSymbolLookupList Time:%s, m_arContractInsertData:%d", strTimeStamp,
+                                   m_parts.contracts.m_arContractInsertData.size()));
+    InsertContractList(strTimeStamp);
+    m_parts.host.LogMessage(
+        Format(u"Update MakeSymbolLookupList m_arAllContract:%d", m_parts.contracts.m_arAllContract.size()));
+    const std::int32_t nDeleted = m_parts.database.DeleteRecords(SYMBOL_TABLE);
+    if (nDeleted != 1) m_parts.host.LogMessage(Format(u"MakeSymbolLookupList DeleteDBRecord:%ld", nDeleted));
+    const Outcome outcome = InsertSymbols(pNear, strTimeStamp);
+    if (outcome != Outcome::Stopped) batch.End();
+    return outcome;
+}
+
+/// The versions stand before the symbols: a build that fails half way is mended by the one that follows it at once.
+void CSymbolLookup::InsertVersions() {
+    CSearchDatabase& database = m_parts.database;
+    database.DeleteRecords(VERSION_TABLE);
+    const auto Insert = [&database](TextView strName, TextView strVersion) {
+        database.InsertRecord(VERSION_TABLE, VERSION_FIELDS, Format(u"%s,%s", strName, strVersion));
+    };
+    Insert(u"Lumivale_Db", CSearchDatabase::LAYOUT_VERSION);
+    Insert(u"Lang", m_parts.state.AppsLanguage);
+    Insert(u"Security", m_parts.state.m_strVersion);
+    for (const auto& [strName, strVersion] : m_parts.state.m_mapContractVersion) Insert(strName, strVersion);
+}
+
+/// Names in this table may hold commas, so its fields are joined by "#@", and the ending says so.
+void CSymbolLookup::InsertContractList(TextView strTimeStamp) {
+    m_parts.database.DeleteRecords(CONTRACT_TABLE);
+    Text strRow;
+    for (const Text& strItem : m_parts.contracts.m_arContractInsertData) {
+        if (platform::StopRequested()) return;
+        strRow.assign(strItem).append(u"#@").append(strTimeStamp).append(u"||#@");
+        m_parts.database.InsertRecord(CONTRACT_TABLE, CONTRACT_FIELDS, strRow);
+    }
+}
+
+CSymbolLookup::Outcome CSymbolLookup::InsertSymbols(CTransaction* pNear, TextView strTimeStamp) {
+    const CContractBuilder& contracts = m_parts.contracts;
+    CSymbolSearchRow row({contracts, m_parts.lists, m_parts.securities, m_parts.stocks}, Text(strTimeStamp));
+    for (const Text& strSymbol : contracts.m_arAllContract) {
+        if (platform::StopRequested()) return Outcome::Stopped;
+        if (strSymbol.empty()) continue;
+        if (const auto pName = contracts.m_mapSymbolToName.find(strSymbol);
+            pName != contracts.m_mapSymbolToName.end()) {
+            const Text strNear = FindNearSymbol(contracts, strSymbol);
+            const Text& strRow = row.MakeContract(strSymbol, pName->second, strNear);
+            const std::int32_t nResult =
+                m_parts.database.InsertRecord(SYMBOL_TABLE, CSymbolSearchRow::CONTRACT_FIELDS, strRow);
+            if (nResult != 1) {
+                m_parts.host.LogMessage(Format(u"MakeSymbolLookupList InsertDBRecord(%ld):%s", nResult, strRow));
+                return Outcome::InsertFailed;
+            }
+            SetBothWays(pNear, strSymbol, strNear);
+        } else if (const auto pSynthetic = contracts.m_mapSynuSymbolToName.find(strSymbol);
+                   pSynthetic != contracts.m_mapSynuSymbolToName.end()) {
+            const Text& strRow = row.MakeSynthetic(strSymbol, pSynthetic->second);
+            const std::int32_t nResult =
+                m_parts.database.InsertRecord(SYMBOL_TABLE, CSymbolSearchRow::SYNTHETIC_FIELDS, strRow);
+            if (nResult != 1) {
+                m_parts.host.LogMessage(
+                    Format(u"MakeSymbolLookupList m_mapSynuSymbolToName(%ld):%s", nResult, strRow));
+                return Outcome::InsertFailed;
+            }
+        }
+    }
+    return platform::StopRequested() ? Outcome::Stopped : Outcome::Done;
+}
+
+/// "NEARMONTHTABLE" isn't kept from one start to the next, the database is.
+void CSymbolLookup::Refresh(CBaseData* pNearMonthTable) {
+    std::optional<CTransaction> near = BeginCleared(pNearMonthTable);
+    if (!near) return;
+    const CContractBuilder& contracts = m_parts.contracts;
+    for (const Text& strSymbol : contracts.m_arAllContract) {
+        if (HasMonth(strSymbol) && contracts.m_mapSymbolToName.contains(strSymbol)) {
+            SetBothWays(&*near, strSymbol, FindNearSymbol(contracts, strSymbol));
+        }
+    }
+    near->Commit();
+}
+
+void CSymbolLookup::PublishInstruments(CTransaction& names) const {
+    for (const auto& [strSymbol, strInstrument] : m_parts.contracts.m_mapSymbolToInstrument) {
+        names.SetValue(strSymbol, strInstrument);
+        if (strInstrument.size() > SHORT_INSTRUMENT) names.SetValue(strInstrument, strSymbol);
+    }
+}
+
+}  // namespace qvant

@@ -1,0 +1,146 @@
+#include "model/symbol_search_row.h"
+
+#include <charconv>
+
+#include "base/token_view.h"
+
+namespace qvant {
+
+namespace {
+
+constexpr std::size_t NEAR_FIELDS = 5;   ///< a near symbol belongs to a product and month
+constexpr std::size_t CLASS_FIELDS = 4;  ///< and a class of contracts to prefix, class, exchange and product
+constexpr StockLimits NO_LIMITS;
+
+/// The first dotted fields, without the dot behind them; the whole symbol when it has fewer.
+TextView FirstFields(TextView strSymbol, std::size_t nFields) {
+    std::size_t nNext = 0;
+    for (; nFields > 0; --nFields) {
+        const std::size_t nDot = strSymbol.find(u'.', nNext);
+        if (nDot == TextView::npos) return strSymbol;
+        nNext = nDot + 1;
+    }
+    return strSymbol.substr(0, nNext - 1);
+}
+
+TextView FindText(const TextMap& map, TextView strKey) {
+    const auto pFound = map.find(strKey);
+    return pFound == map.end() ? TextView() : TextView(pFound->second);
+}
+
+bool IsClass(TextView strSymbol, TextView strClass) {
+    const std::size_t nDot = strSymbol.find(u'.');
+    return nDot != TextView::npos && FirstFields(strSymbol.substr(nDot + 1), 1) == strClass;
+}
+
+}  // namespace
+
+Text FindNearSymbol(const CContractBuilder& contracts, TextView strSymbol) {
+    const TextView strMonth = FirstFields(strSymbol, NEAR_FIELDS);
+    Text strNear(FindText(contracts.m_mapSymbolToNear, strMonth));
+    if (!strNear.empty() && IsClass(strSymbol, u"O")) strNear.append(strSymbol.substr(strMonth.size()));
+    return strNear;
+}
+
+CSymbolSearchRow::Parts CSymbolSearchRow::Split(TextView strSymbol) {
+    Parts parts;
+    TextView strRest = strSymbol;
+    CutPiece(strRest, u'.');
+    parts.strClass = CutPiece(strRest, u'.');
+    parts.strExchange = CutPiece(strRest, u'.');
+    parts.strProduct = CutPiece(strRest, u'.');
+    parts.strKey = FirstFields(strSymbol, CLASS_FIELDS);
+    return parts;
+}
+
+const Text& CSymbolSearchRow::MakeContract(TextView strSymbol, TextView strName, TextView strNear) {
+    const CContractBuilder& contracts = m_sources.contracts;
+    const Parts parts = Split(strSymbol);
+    const bool bStock = parts.strClass == u"S";
+    const auto pLimits = Contains(strSymbol, u"QV.S") ? m_sources.stocks.find(strSymbol) : m_sources.stocks.end();
+    const StockLimits& limits = pLimits == m_sources.stocks.end() ? NO_LIMITS : pLimits->second;
+
+    Start(strSymbol, strName);
+    Append(MakeSearchId(strSymbol));
+    AppendWithoutBlanks(strName);
+    Append(parts.strExchange);
+    Append(parts.strProduct);
+    AppendExpiry(strSymbol, bStock, limits);
+    Append(FindText(contracts.m_mapLongMargin, strSymbol));
+    Append(FindText(contracts.m_mapShortMargin, strSymbol));
+    Append(FindText(contracts.m_mapSymbolToHot, strSymbol));
+    Append(strNear);
+    AppendLimits(limits);
+    AppendSecurity(strSymbol, parts);
+    End(strSymbol);
+    return m_strRow;
+}
+
+const Text& CSymbolSearchRow::MakeSynthetic(TextView strSymbol, TextView strName) {
+    const Parts parts = Split(strSymbol);
+    Start(strSymbol, strName);
+    Append(strName);
+    Append(parts.strExchange);
+    Append(parts.strProduct);
+    Append(FindText(m_sources.contracts.m_mapExpireDate, strSymbol));
+    End(strSymbol);
+    return m_strRow;
+}
+
+void CSymbolSearchRow::Start(TextView strSymbol, TextView strName) {
+    m_strRow.assign(strSymbol);
+    Append(strName);
+}
+
+void CSymbolSearchRow::Append(TextView strField) { m_strRow.append(1, u',').append(strField); }
+
+void CSymbolSearchRow::AppendNumber(std::int64_t nNumber) {
+    char arDigits[24];
+    const auto end = std::to_chars(std::begin(arDigits), std::end(arDigits), nNumber);
+    m_strRow.append(1, u',').append(std::begin(arDigits), end.ptr);
+}
+
+/// Users type names without the blanks that they are shown with.
+void CSymbolSearchRow::AppendWithoutBlanks(TextView strName) {
+    constexpr char16_t IDEOGRAPHIC_SPACE = 0x3000;
+    m_strRow.push_back(u',');
+    for (const char16_t ch : strName) {
+        if (ch != u' ' && ch != IDEOGRAPHIC_SPACE) m_strRow.push_back(ch);
+    }
+}
+
+/// A bond is listed among the stocks, and its expiry is its maturity.
+void CSymbolSearchRow::AppendExpiry(TextView strSymbol, bool bStock, const StockLimits& limits) {
+    const TextView strExpiry = FindText(m_sources.contracts.m_mapExpireDate, strSymbol);
+    if (strExpiry.empty() && bStock && limits.MaturityDate > 0) {
+        AppendNumber(limits.MaturityDate);
+    } else {
+        Append(strExpiry);
+    }
+}
+
+void CSymbolSearchRow::AppendLimits(const StockLimits& limits) {
+    AppendNumber(limits.BuyQtyUpperLimit);
+    AppendNumber(limits.SellQtyUpperLimit);
+    AppendNumber(limits.BuyQtyUnit);
+    AppendNumber(limits.SellQtyUnit);
+}
+
+void CSymbolSearchRow::AppendSecurity(TextView strSymbol, const Parts& parts) {
+    const bool bStock = parts.strClass == u"S";
+    const bool bOption = parts.strClass == u"O";
+    Append(FindText(m_sources.securities.m_mapPinyin, bStock ? strSymbol : parts.strKey));
+    Append(bOption ? FindText(m_sources.lists.m_mapOptionSetPriAdj, parts.strKey) : TextView());
+    Append(bStock ? TextView() : FindText(m_sources.lists.m_mapUnderlying, parts.strKey));
+    Append(FindText(m_sources.contracts.m_mapSymbolToInstrument, strSymbol));
+    Append(bStock ? FindText(m_sources.securities.m_mapMainType, strSymbol) : TextView());
+}
+
+/// Class and its number are two columns; the status is 1 for every row.
+void CSymbolSearchRow::End(TextView strSymbol) {
+    Append(GetSymbolType(strSymbol));
+    Append(u"1");
+    Append(m_strTimeStamp);
+}
+
+}  // namespace qvant
