@@ -1,10 +1,10 @@
 #include "documents/securities_document.h"
 
-#include <bit>
 #include <cstring>
 #include <optional>
 
 #include "base/format.h"
+#include "documents/document_text.h"
 #include "platform/files.h"
 #include "platform/stop.h"
 
@@ -15,23 +15,9 @@ namespace {
 constexpr const char16_t* NOTHING_HELD = u"-1";  ///< the version that forces a full download
 constexpr std::size_t LOGGED_UNITS = 200;        ///< of a reply that is no JSON
 
-/// The units of a wide text as they stand in memory, which on every machine this runs on is the form of the file.
-std::string_view BytesOf(TextView strText) {
-    static_assert(std::endian::native == std::endian::little);
-    return {reinterpret_cast<const char*>(strText.data()), strText.size() * sizeof(char16_t)};
-}
-
 std::size_t CountSecurities(const JsonValue& value) {
     if (value.IsObject()) return value.MemberCount();
     return value.IsArray() ? value.Size() : 0;
-}
-
-/// A version as text; nothing for a value that is neither text nor a whole number.
-std::optional<Text> RenderVersion(const JsonValue& value) {
-    if (value.IsString()) return Text(GetText(value));
-    if (value.IsInt()) return Format(u"%d", value.GetInt());
-    if (value.IsInt64()) return Format(u"%lld", value.GetInt64());
-    return std::nullopt;
 }
 
 }  // namespace
@@ -99,7 +85,7 @@ bool CSecuritiesDocument::TakeReply(std::string_view strReply) {
                 bSaved = SaveDocument(strReply);
             } else if (strName == u"LastVersion") {
                 // Versions are compared as text: a lower one is as new as a higher one.
-                auto strVersion = RenderVersion(pMember->value);
+                auto strVersion = RenderName(pMember->value);
                 if (strVersion && *strVersion != m_parts.state.m_strVersion) strNewVersion = std::move(strVersion);
             }
         }

@@ -1,7 +1,9 @@
 #include "model/json_document.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstdint>
+#include <cstring>
 #include <new>
 
 #include <rapidjson/reader.h>
@@ -93,26 +95,48 @@ void AppendPlainString(Text& strJson, TextView strText) {
     std::copy(strText.begin(), strText.end(), strJson.begin() + static_cast<std::ptrdiff_t>(nStart) + 1);
 }
 
-}  // namespace
-
-bool ParseUtf8(JsonDocument& document, std::string_view strBytes) {
+/// Empties the document and gives units of its own memory, with one more for a NUL.
+char16_t* GetRoom(JsonDocument& document, std::size_t nUnits) {
     document.SetNull();
-    auto* pszJson = static_cast<char16_t*>(document.GetAllocator().Malloc((strBytes.size() + 1) * sizeof(char16_t)));
-    if (!pszJson) throw std::bad_alloc();
-    const auto nUnits = WidenStrict(strBytes, pszJson);
-    if (!nUnits) return false;
-    pszJson[*nUnits] = u'\0';
-    bool bParsed = false;
+    auto* pUnits = static_cast<char16_t*>(document.GetAllocator().Malloc((nUnits + 1) * sizeof(char16_t)));
+    if (!pUnits) throw std::bad_alloc();
+    return pUnits;
+}
+
+/// @param pszJson  from `GetRoom`
+rapidjson::ParseErrorCode ParseInPlace(JsonDocument& document, char16_t* pszJson, std::size_t nUnits) {
+    pszJson[nUnits] = u'\0';
+    auto nError = rapidjson::kParseErrorNone;
     auto Parse = [&](JsonDocument& target) {
-        CInPlaceJson stream(pszJson, *nUnits);
+        CInPlaceJson stream(pszJson, nUnits);
         CDepthLimit limit(target);
         rapidjson::GenericReader<WideEncoding, WideEncoding> reader;
+        nError = reader.Parse<PARSE_FLAGS>(stream, limit).Code();
         // A NUL ends the text for the reader, and what stands behind it would go by unread.
-        bParsed = !reader.Parse<PARSE_FLAGS>(stream, limit).IsError() && stream.Tell() == *nUnits;
-        return bParsed;
+        if (nError == rapidjson::kParseErrorNone && stream.Tell() != nUnits)
+            nError = rapidjson::kParseErrorDocumentRootNotSingular;
+        return nError == rapidjson::kParseErrorNone;
     };
     document.Populate(Parse);
-    return bParsed;
+    return nError;
+}
+
+}  // namespace
+
+bool ParseUtf8(JsonDocument& document, std::string_view strBytes, rapidjson::ParseErrorCode* pError) {
+    char16_t* pszJson = GetRoom(document, strBytes.size());
+    const auto nUnits = WidenStrict(strBytes, pszJson);
+    const auto nError = nUnits ? ParseInPlace(document, pszJson, *nUnits) : rapidjson::kParseErrorStringInvalidEncoding;
+    if (pError) *pError = nError;
+    return nError == rapidjson::kParseErrorNone;
+}
+
+bool ParseUtf16(JsonDocument& document, std::string_view strBytes) {
+    static_assert(std::endian::native == std::endian::little);
+    const std::size_t nUnits = strBytes.size() / sizeof(char16_t);
+    char16_t* pszJson = GetRoom(document, nUnits);
+    if (nUnits > 0) std::memcpy(pszJson, strBytes.data(), nUnits * sizeof(char16_t));
+    return ParseInPlace(document, pszJson, nUnits) == rapidjson::kParseErrorNone;
 }
 
 const JsonValue* FindMember(const JsonValue& object, TextView strName) {

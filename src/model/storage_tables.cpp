@@ -50,16 +50,44 @@ void CStorageTables::BindChildren() {
         pLumivale = OpenChild(*pStorage, u"Lumivale");
     }
     m_pLumivale = std::move(pLumivale);
-    bool bExisted = false;
-    m_pAppTradePermission = OpenChild(*pStorage, u"AppTradePermission", &bExisted);
-    if (bExisted) CopyTradePermissions();
+    BindTradePermissions(*pStorage);
 }
 
 /// A user with the right to everything keeps the working table as it is; for any other the last permissions count
-/// until the servers send newer ones.
-void CStorageTables::CopyTradePermissions() {
-    const auto pWorking = m_host.OpenTable(u"AppsTradePermission", nullptr);
-    if (pWorking && pWorking->GetString(u"AllAppsTrade") != u"1") CopyValues(*m_pAppTradePermission, *pWorking);
+/// until the servers send newer ones. Those may have come already, as they are asked for on a thread of their own.
+void CStorageTables::BindTradePermissions(CBaseData& storage) {
+    bool bExisted = false;
+    auto pChild = OpenChild(storage, u"AppTradePermission", &bExisted);
+    bool bUnsaved = false;
+    {
+        const std::lock_guard lock(m_mutexTradePermission);
+        m_pAppTradePermission = std::move(pChild);
+        bUnsaved = m_bTradePermissionUnsaved;
+    }
+    // From here on newer permissions reach both tables, whichever way the copy goes.
+    const auto pWorking = bExisted || bUnsaved ? m_host.OpenTable(u"AppsTradePermission", nullptr) : nullptr;
+    const std::lock_guard lock(m_mutexTradePermission);
+    if (!m_pAppTradePermission || !pWorking) return;
+    if (bUnsaved) {
+        CopyValues(*pWorking, *m_pAppTradePermission);
+        m_bTradePermissionUnsaved = false;
+    } else if (pWorking->GetString(u"AllAppsTrade") != u"1") {
+        CopyValues(*m_pAppTradePermission, *pWorking);
+    }
+}
+
+void CStorageTables::PublishTradePermissions(const CBaseData& working, CTransaction& transaction) {
+    const std::lock_guard lock(m_mutexTradePermission);
+    transaction.Commit();
+    m_bTradePermissionUnsaved = true;
+    if (!m_pAppTradePermission) return;
+    CopyValues(working, *m_pAppTradePermission);
+    m_bTradePermissionUnsaved = false;
+}
+
+void CStorageTables::ReleaseAppTradePermission() {
+    const std::lock_guard lock(m_mutexTradePermission);
+    m_pAppTradePermission.reset();
 }
 
 void CStorageTables::StoreUnsavedContractVersions() {

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <mutex>
 
 #include "model/run_state.h"
 #include "store/base_data.h"
@@ -17,7 +18,8 @@ enum Requery : std::uint32_t {
     L_REQUERY_CURRENCYRATE = 16    ///< the currency pairs
 };
 
-/// Owned by the service; used by the thread of sign-in and by the passes after it.
+/// Owned by the service; used by the thread of sign-in and by the passes after it, but for the trade permissions, which
+/// a thread of their own may bring at any time.
 class CStorageTables {
 public:
     /// @param languageChanged  reads the symbol words and makes the underlying lists anew for `AppsLanguage`
@@ -37,12 +39,18 @@ public:
     /// @return false while there is no record
     bool StoreVersion(bool bLogged);
 
-    void ReleaseAppTradePermission() { m_pAppTradePermission.reset(); }
+    /// Commits newer trade permissions to their table and copies the whole of it to the record "AppTradePermission".
+    /// Without the record yet, the copy is made when it is bound. Any thread.
+    /// @param working      the table "AppsTradePermission"
+    /// @param transaction  on that table
+    void PublishTradePermissions(const CBaseData& working, CTransaction& transaction);
+
+    void ReleaseAppTradePermission();
     void ReleaseLumivale() { m_pLumivale.reset(); }
 
 private:
     void BindChildren();
-    void CopyTradePermissions();
+    void BindTradePermissions(CBaseData& storage);
     void StoreUnsavedContractVersions();
     Text ReadPermissions(CBaseData* pCurrencyMapping);
     void TakeClassification(TextView strValue);
@@ -53,7 +61,9 @@ private:
     RunState& m_state;
     const std::function<void()> m_languageChanged;
     std::unique_ptr<CBaseData> m_pLumivale;
+    std::mutex m_mutexTradePermission;  ///< guards the next two, and keeps the two ways of copying apart
     std::unique_ptr<CBaseData> m_pAppTradePermission;
+    bool m_bTradePermissionUnsaved = false;  ///< the working table is newer than the record
     bool m_bLumivaleExisted = false;
 };
 

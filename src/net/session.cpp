@@ -26,6 +26,16 @@ Text CSession::GetSessionQuery() const {
     return m_strSessionQuery;
 }
 
+void CSession::SetRegion(Text strRegion) {
+    const std::lock_guard lock(m_mutex);
+    m_strRegion = std::move(strRegion);
+}
+
+Text CSession::GetRegion() const {
+    const std::lock_guard lock(m_mutex);
+    return m_strRegion;
+}
+
 void CSession::SetRequestId(Text strRequestId) {
     const std::lock_guard lock(m_mutex);
     m_strRequestId = std::move(strRequestId);

@@ -29,6 +29,10 @@ public:
     void SetSessionQuery(Text strQuery);
     Text GetSessionQuery() const;
 
+    /// The region of the signed-in user.
+    void SetRegion(Text strRegion);
+    Text GetRegion() const;
+
     /// The request id of the running document pass, sent as `Z=`.
     void SetRequestId(Text strRequestId);
     Text GetRequestId() const;
@@ -43,6 +47,7 @@ private:
     mutable std::mutex m_mutex;
     ProxySettings m_proxy;
     Text m_strSessionQuery;
+    Text m_strRegion;
     Text m_strRequestId;
     Text m_strMachineId;
     std::mutex m_mutexRequestId;

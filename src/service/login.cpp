@@ -66,6 +66,7 @@ void CLogin::ReadUser() {
     const Text& strAppName = m_parts.options.strAppName;
     m_parts.host.LogMessage(
         Format(u"LoginID:%s, Region=%s, AppName=%s, SessionKey:%s", strUser, strRegion, strAppName, strKey));
+    m_parts.session.SetRegion(strRegion);
     if (strUser.empty() || strKey.empty()) return;
     m_parts.session.SetSessionQuery(
         Format(u"&ACCOUNT=%s&REGION=%s&APP_NAME=%s&KEY=%s", strUser, strRegion, strAppName, strKey));

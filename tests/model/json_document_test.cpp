@@ -64,6 +64,59 @@ TEST(ParseUtf8, TakesHalfASurrogatePairForWhatItIs) {
     EXPECT_EQ(Rewrite("\"a\\uDC00b\""), Text(u"\"a") + char16_t{0xDC00} + u"b\"");
 }
 
+rapidjson::ParseErrorCode FindError(std::string_view strJson) {
+    JsonDocument document;
+    auto nError = rapidjson::kParseErrorTermination;
+    const bool bParsed = ParseUtf8(document, strJson, &nError);
+    EXPECT_EQ(bParsed, nError == rapidjson::kParseErrorNone);
+    return nError;
+}
+
+TEST(ParseUtf8, TellsWhatIsWrong) {
+    EXPECT_EQ(FindError("{}"), rapidjson::kParseErrorNone);
+    EXPECT_EQ(FindError(""), rapidjson::kParseErrorDocumentEmpty);
+    EXPECT_EQ(FindError("<html>"), rapidjson::kParseErrorValueInvalid);
+    EXPECT_EQ(FindError("{}x"), rapidjson::kParseErrorDocumentRootNotSingular);
+    EXPECT_EQ(FindError(std::string_view("{}\0", 3)), rapidjson::kParseErrorDocumentRootNotSingular);
+    EXPECT_EQ(FindError("\"\xFF\""), rapidjson::kParseErrorStringInvalidEncoding);
+    EXPECT_EQ(FindError(Nest(JSON_DEEPEST + 1)), rapidjson::kParseErrorTermination);
+}
+
+bool IsBrokenWide(TextView strJson) {
+    JsonDocument document;
+    document.SetInt(1);
+    const bool bBroken = !ParseUtf16(document, ToUtf16Bytes(strJson));
+    EXPECT_EQ(bBroken, document.IsNull()) << Narrow(strJson.substr(0, 100));
+    return bBroken;
+}
+
+TEST(ParseUtf16, ReadsRawWideText) {
+    JsonDocument document;
+    const std::string strBytes = ToUtf16Bytes(u"[\"台😀\\u53F0\",1]");
+    ASSERT_TRUE(ParseUtf16(document, strBytes));
+    EXPECT_EQ(GetText(document[0]), u"台😀台");
+    EXPECT_TRUE(ParseUtf16(document, strBytes + "x")) << "a trailing odd byte is dropped";
+}
+
+TEST(ParseUtf16, RefusesWhatIsNoJson) {
+    for (const TextView strJson : {u"", u"{", u"[1,]", u"nul", u"{}x", u"\uFEFF{}"}) EXPECT_TRUE(IsBrokenWide(strJson));
+    EXPECT_TRUE(IsBrokenWide(TextView(u"{}\0", 3)));
+    JsonDocument document;
+    EXPECT_FALSE(ParseUtf16(document, "7"));
+}
+
+TEST(ParseUtf16, TakesNestingUpToItsLimitOnly) {
+    EXPECT_FALSE(IsBrokenWide(Widen(Nest(JSON_DEEPEST))));
+    EXPECT_TRUE(IsBrokenWide(Widen(Nest(JSON_DEEPEST + 1))));
+    EXPECT_TRUE(IsBrokenWide(Text(1000000, u'[')));
+}
+
+TEST(ParseUtf16, TakesHalfASurrogatePairForWhatItIs) {
+    JsonDocument document;
+    ASSERT_TRUE(ParseUtf16(document, ToUtf16Bytes(Text(u"\"a") + char16_t{0xDC00} + u"\"")));
+    EXPECT_EQ(GetText(document), Text(u"a") + char16_t{0xDC00});
+}
+
 TEST(FindMember, FindsTheFirstOfAName) {
     JsonDocument document;
     ASSERT_TRUE(ParseUtf8(document, R"({"a":"1","a\u0000b":"2","a":"3"})"));

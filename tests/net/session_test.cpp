@@ -33,6 +33,14 @@ TEST(Session, LeavesThePlaceOfAnUnknownMachineEmpty) {
     EXPECT_EQ(session.BuildRequestId(u"Timer100"), u"Timer100__" + LocalTimeText(clock) + u"A");
 }
 
+TEST(Session, KeepsTheRegionOfTheLastSignIn) {
+    CSession session(platform::MachineClock());
+    EXPECT_EQ(session.GetRegion(), u"");
+    session.SetRegion(u"TWN");
+    session.SetRegion(u"CHN");
+    EXPECT_EQ(session.GetRegion(), u"CHN");
+}
+
 TEST(Session, StartsItsLettersAgainBehindZ) {
     const CStillClock clock(MORNING);
     CSession session(clock);
