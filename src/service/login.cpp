@@ -187,7 +187,7 @@ void CLogin::RebuildAll() {
 
 void CLogin::LoadContractList() {
     if (platform::StopRequested()) return;
-    m_parts.contracts.LoadContractList(m_parts.tables.GetContractListTables(), false);
+    m_parts.contracts.LoadContractList(m_parts.tables.GetContractListTables());
 }
 
 void CLogin::SaveSettings() {

@@ -52,10 +52,10 @@ CLumivale::CLumivale(IHost& host, const platform::IClock& clock)
                    [this] { MakeUnderlyingList(); }),
       m_stockInfo({host, m_session, m_servers, m_errors, m_state}),
       m_rights({host, m_session, m_errors, m_storage, m_state}),
-      m_lookup({host, clock, m_state, m_builder, m_lists, m_parser, m_stockInfo.m_mapStockInfo, m_database,
+      m_lookup({host, clock, m_state, m_builder, m_lists, m_parser, m_stockInfo.m_mapStockLimits, m_database,
                 m_hEventSymbolLookUp},
                [this] { return m_bSystemTimeOpen.load(); }),
-      m_contracts({host, m_session, m_servers, m_errors, m_storage, m_builder, m_state},
+      m_contracts({host, m_session, m_servers, m_errors, m_storage, m_builder, m_state, clock},
                   {[this] { return m_stockInfo.QueryStkInfo(); }, [this] { m_stockInfo.LoadStkInfo(); },
                    [this] { MakeSymbolLookupList(); }}),
       m_preProcess({m_state, m_settings, m_session, m_tables, m_securities, m_contracts},
@@ -271,7 +271,7 @@ void CLumivale::Exit() {
     // the first sign-in has always waited these ten seconds.
     if (m_hEventLatencyEnd) m_hEventLatencyEnd->WaitFor(SERVER_SELECTION_LIMIT);
     m_hEventLatencyEnd.reset();
-    m_contracts.ReleaseSharedBlock();
+    m_contracts.CloseBlock();
     CleanUp();
 }
 
@@ -285,7 +285,7 @@ void CLumivale::CleanUp() {
     m_tables.ReleasePublished();
     m_storage.ReleaseLumivale();
     m_storage.ReleaseAppTradePermission();
-    m_contracts.ReleaseSharedBlock();
+    m_contracts.CloseBlock();
     m_database.Release();
     m_tables.pCqyz.reset();
 }

@@ -21,7 +21,7 @@ void CPreProcess::PreProcessData() {
 /// The symbols wait for the sign-in, which knows what the user may see.
 void CPreProcess::LoadContractList() {
     m_parts.state.m_bPreProcessing = true;
-    m_parts.contracts.LoadContractList(m_parts.tables.GetContractListTables(), false);
+    m_parts.contracts.LoadContractList(m_parts.tables.GetContractListTables());
     m_parts.state.m_bPreProcessing = false;
 }
 
