@@ -1,22 +1,9 @@
 #include "model/contract_builder.h"
 
-#include <cstdint>
-#include <limits>
-
+#include "model/contract_file.h"
 #include "model/contract_walk.h"
 
 namespace qvant {
-
-namespace {
-
-/// Reads a file's text. @return false when it isn't JSON
-bool Parse(TextView strText, CJsonValue& file) {
-    constexpr auto MOST_UNITS = static_cast<std::size_t>(std::numeric_limits<std::int32_t>::max());
-    return strText.size() <= MOST_UNITS &&
-           ParseValue(file, strText.data(), static_cast<std::int32_t>(strText.size())) > 0;
-}
-
-}  // namespace
 
 void CContractBuilder::Clear() {
     m_arAllContract.clear();
@@ -32,8 +19,8 @@ void CContractBuilder::Clear() {
 
 void CContractBuilder::MakeContractList(TextView strText, CTransaction* pHotMonth, CTransaction* pNearbyMonth,
                                         TextView strClassification, Text& strClassifyText) {
-    CJsonValue file;
-    if (!Parse(strText, file)) return;
+    JsonDocument file;
+    if (!ParseContractFile(file, strText)) return;
     auto pRoot = MakeRootNode(file, strClassification, m_parts.state.AppsLanguage);
     if (!pRoot) return;
     AppendAll(strClassifyText, {pRoot->strEng, u",", pRoot->strLocal, u"|"});

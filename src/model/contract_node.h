@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "base/text.h"
-#include "net/wide_json.h"
+#include "model/json_document.h"
 
 namespace qvant {
 
@@ -15,17 +15,17 @@ namespace qvant {
 class CTextArray {
 public:
     CTextArray() = default;
-    explicit CTextArray(const CJsonValue& value) : m_pValues(value.Get<CJsonValue::Array>()) {}
+    explicit CTextArray(const JsonValue& value) : m_pArray(value.IsArray() ? &value : nullptr) {}
 
-    std::size_t size() const { return m_pValues ? m_pValues->size() : 0; }
+    std::size_t size() const { return m_pArray ? m_pArray->Size() : 0; }
     bool empty() const { return size() == 0; }
     TextView operator[](std::size_t nIndex) const {
-        const Text* pText = (*m_pValues)[nIndex]->Get<Text>();
-        return pText ? TextView(*pText) : TextView{};
+        const JsonValue& value = (*m_pArray)[static_cast<rapidjson::SizeType>(nIndex)];
+        return value.IsString() ? GetText(value) : TextView{};
     }
 
 private:
-    const CJsonValue::Array* m_pValues = nullptr;
+    const JsonValue* m_pArray = nullptr;
 };
 
 /// Names and arrays are borrowed from the parsed file, which outlives the node.
@@ -36,7 +36,7 @@ struct stcContractListNode {
     Text strParentLangPath;   ///< local names
     TextView strEng;
     TextView strLocal;
-    const CJsonValue::Array* pNode = nullptr;  ///< its sub-categories
+    const JsonValue* pNode = nullptr;  ///< the array of its sub-categories
     CTextArray arContracts;
     CTextArray arExpiration;  ///< this and the next three by position in `arContracts`
     CTextArray arLongMargin;
@@ -48,7 +48,7 @@ using ContractListLevel = std::vector<std::unique_ptr<stcContractListNode>>;
 
 /// The root of a file, which goes by the classification's name.
 /// @return null when the file has no categories
-std::unique_ptr<stcContractListNode> MakeRootNode(const CJsonValue& file, TextView strClassification,
+std::unique_ptr<stcContractListNode> MakeRootNode(const JsonValue& file, TextView strClassification,
                                                   TextView strLanguage);
 
 /// The children of a node, in the order of the file. A node without a name has none.
