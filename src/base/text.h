@@ -1,6 +1,7 @@
 /// Wide text: UTF-16 code units. Lengths, positions and cuts count units.
 #pragma once
 
+#include <initializer_list>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -53,6 +54,21 @@ Text ToLower(TextView strText);
 
 /// Equality without regard to case, unit by unit.
 bool EqualsNoCase(TextView strA, TextView strB);
+
+/// Appends the pieces, one behind the other; none of them is borrowed from the text itself.
+inline void AppendAll(Text& strText, std::initializer_list<TextView> arPieces) {
+    for (const TextView strPiece : arPieces) strText.append(strPiece);
+}
+
+/// The pieces, one behind the other, in memory that is asked for once.
+inline Text Concatenate(std::initializer_list<TextView> arPieces) {
+    std::size_t nLength = 0;
+    for (const TextView strPiece : arPieces) nLength += strPiece.size();
+    Text strText;
+    strText.reserve(nLength);
+    AppendAll(strText, arPieces);
+    return strText;
+}
 
 inline bool Contains(TextView strText, TextView strPart) { return strText.find(strPart) != TextView::npos; }
 

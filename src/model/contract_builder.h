@@ -2,11 +2,11 @@
 /// tree and the rows of the search database.
 #pragma once
 
-#include <list>
-#include <unordered_map>
 #include <vector>
 
 #include "base/text.h"
+#include "model/cffex_contracts.h"
+#include "model/near_months.h"
 #include "model/run_state.h"
 #include "model/underlying_lists.h"
 #include "store/base_data.h"
@@ -57,6 +57,8 @@ public:
 
 private:
     const ContractBuilderParts m_parts;
+    CNearMonths m_nearMonths;
+    CCffexContracts m_cffex;
 };
 
 }  // namespace qvant

@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "base/format.h"
-#include "net/wide_json_scan.h"
+#include "net/wide_json_reader.h"
 
 namespace qvant {
 
@@ -21,96 +21,45 @@ void MoveChildren(CJsonValue& value, Children& arChildren) {
     }
 }
 
-// Reads one value with all that is in it. Containers that are still open stand on a stack of their own: the depth of
-// a text is the sender's choice, and the thread's stack isn't to be his.
-class CValueReader {
+// Grows a tree of values.
+class CTreeTarget {
 public:
-    explicit CValueReader(TextView strText) : m_scan(strText) {}
+    explicit CTreeTarget(CJsonValue& root) : m_pValue(&root) {}
 
-    bool Read(CJsonValue& root) {
-        if (!ReadOne(root)) return false;
-        while (!m_arOpen.empty()) {
-            if (!Continue(*m_arOpen.back())) return false;
-        }
-        return true;
+    void StartObject() {
+        m_pValue->MakeObject();
+        m_arOpen.push_back(m_pValue);
+    }
+    void StartArray() {
+        m_pValue->MakeArray();
+        m_arOpen.push_back(m_pValue);
+    }
+    void EndObject(std::uint32_t) { m_arOpen.pop_back(); }
+    void EndArray(std::uint32_t) { m_arOpen.pop_back(); }
+    void StartElement() {
+        auto& array = *m_arOpen.back()->Get<CJsonValue::Array>();
+        m_pValue = array.emplace_back(std::make_unique<CJsonValue>()).get();
     }
 
-    std::size_t GetPosition() const { return m_scan.GetPosition(); }
+    bool ReadKey(CWideJsonScan& scan) {
+        Text strKey;
+        if (!scan.ReadString(strKey)) return false;
+        auto& pMember = (*m_arOpen.back()->Get<CJsonValue::Object>())[std::move(strKey)];
+        pMember = std::make_unique<CJsonValue>();
+        m_pValue = pMember.get();
+        return true;
+    }
+    bool ReadText(CWideJsonScan& scan) {
+        Text strValue;
+        if (!scan.ReadString(strValue)) return false;
+        *m_pValue = CJsonValue(std::move(strValue));
+        return true;
+    }
+    bool ReadScalar(CWideJsonScan& scan) { return scan.ReadScalar(*m_pValue); }
 
 private:
-    bool ReadOne(CJsonValue& value) {
-        m_scan.SkipBlanks();
-        switch (m_scan.Peek()) {
-            case u'{':
-                value.MakeObject();
-                return Open(value, m_scan.HasObjectEnd());
-            case u'[':
-                value.MakeArray();
-                return Open(value, m_scan.HasArrayEnd());
-            case u'"':
-                return ReadString(value);
-            default:
-                return m_scan.ReadScalar(value);
-        }
-    }
-
-    bool Open(CJsonValue& value, bool bHasEnd) {
-        m_scan.Skip();
-        m_arOpen.push_back(&value);
-        return bHasEnd;
-    }
-
-    bool ReadString(CJsonValue& value) {
-        Text strValue;
-        if (!m_scan.ReadString(strValue)) return false;
-        value = CJsonValue(std::move(strValue));
-        return true;
-    }
-
-    // One member or element of the innermost open container, or its end. A comma is taken where it stands and missed
-    // by nobody where it doesn't.
-    bool Continue(CJsonValue& container) {
-        m_scan.SkipBlanks();
-        if (m_bAfterValue && m_scan.Peek() == u',') {
-            m_scan.Skip();
-            m_scan.SkipBlanks();
-        }
-        m_bAfterValue = false;
-        auto* pObject = container.Get<CJsonValue::Object>();
-        if (m_scan.Peek() == (pObject ? u'}' : u']')) return Close();
-        CJsonValue* pChild = pObject ? AddMember(*pObject) : AddElement(*container.Get<CJsonValue::Array>());
-        if (!pChild) return false;
-        const std::size_t nDepth = m_arOpen.size();
-        if (!ReadOne(*pChild)) return false;
-        m_bAfterValue = m_arOpen.size() == nDepth;
-        return true;
-    }
-
-    bool Close() {
-        m_scan.Skip();
-        m_arOpen.pop_back();
-        m_bAfterValue = true;
-        return true;
-    }
-
-    CJsonValue* AddMember(CJsonValue::Object& object) {
-        Text strKey;
-        if (m_scan.Peek() != u'"' || !m_scan.ReadString(strKey)) return nullptr;
-        m_scan.SkipBlanks();
-        if (m_scan.Peek() != u':') return nullptr;
-        m_scan.Skip();
-        auto& pMember = object[std::move(strKey)];
-        pMember = std::make_unique<CJsonValue>();
-        return pMember.get();
-    }
-
-    static CJsonValue* AddElement(CJsonValue::Array& array) {
-        return array.emplace_back(std::make_unique<CJsonValue>()).get();
-    }
-
-    CWideJsonScan m_scan;
+    CJsonValue* m_pValue;  // where the next value goes
     std::vector<CJsonValue*> m_arOpen;
-    bool m_bAfterValue = false;
 };
 
 // Writes a tree, with the containers that are being written on a stack of its own.
@@ -256,8 +205,9 @@ void ClearValue(CJsonValue& value) {
 std::int32_t ParseValue(CJsonValue& value, const char16_t* pText, std::int32_t nLength) {
     ClearValue(value);
     if (!pText || nLength < 1) return -1;
-    CValueReader reader(TextView(pText, static_cast<std::size_t>(nLength)));
-    const bool bRead = reader.Read(value);
+    CTreeTarget tree(value);
+    CWideJsonReader<CTreeTarget> reader(TextView(pText, static_cast<std::size_t>(nLength)), tree);
+    const bool bRead = reader.Read();
     const auto nPosition = static_cast<std::int32_t>(reader.GetPosition());
     if (bRead) return nPosition;
     ClearValue(value);

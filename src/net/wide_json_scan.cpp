@@ -71,6 +71,21 @@ bool CWideJsonScan::ReadString(Text& strValue) {
     return false;
 }
 
+bool CWideJsonScan::ReadString(TextView& strValue, Text& strBuffer) {
+    const std::size_t nStart = m_nPosition + 1;
+    std::size_t nEnd = nStart;
+    while (nEnd < m_strText.size() && m_strText[nEnd] != u'"' && m_strText[nEnd] != u'\\') ++nEnd;
+    if (nEnd < m_strText.size() && m_strText[nEnd] == u'"') {
+        strValue = m_strText.substr(nStart, nEnd - nStart);
+        m_nPosition = nEnd + 1;
+        return true;
+    }
+    strBuffer.clear();
+    const bool bRead = ReadString(strBuffer);
+    strValue = strBuffer;
+    return bRead;
+}
+
 void CWideJsonScan::ReadEscape(Text& strValue) {
     const char16_t chEscape = m_strText[m_nPosition + 1];
     if (chEscape == u'u' && m_strText.size() - m_nPosition >= 6) {

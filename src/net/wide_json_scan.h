@@ -26,6 +26,8 @@ public:
 
     /// A string from its opening quote to behind its closing one. @return false when the input ends before that
     bool ReadString(Text& strValue);
+    /// The same, borrowed from the text that is read, or from the buffer when there are escapes in it.
+    bool ReadString(TextView& strValue, Text& strBuffer);
     /// A keyword or a number. @return false, somewhere inside it, when it is neither
     bool ReadScalar(CJsonValue& value);
 

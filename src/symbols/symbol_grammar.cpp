@@ -116,13 +116,10 @@ Text MakeSearchId(TextView strSymbol) {
     return Text(strSymbol);
 }
 
-bool CheckContractQuota(TextView strSymbol, TextView strProduct, const std::list<Text>& listAccepted) {
+bool CheckContractQuota(TextView strSymbol, TextView strProduct, const CAcceptedContracts& accepted) {
     if (Contains(strSymbol, u"000000")) return false;
     const bool bSingle = EqualsNoCase(strProduct, u"T") || EqualsNoCase(strProduct, u"TF");
-    const auto nCount = std::count_if(listAccepted.begin(), listAccepted.end(), [&](const Text& strAccepted) {
-        return EqualsNoCase(SplitSymbol(strAccepted).strProduct, strProduct);
-    });
-    return nCount < (bSingle ? 1 : 2);
+    return accepted.GetCount(strProduct) < (bSingle ? 1 : 2);
 }
 
 }  // namespace qvant

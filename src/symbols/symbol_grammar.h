@@ -5,12 +5,12 @@
 #pragma once
 
 #include <cstdint>
-#include <list>
 #include <unordered_set>
 
 #include "base/locked_maps.h"
 #include "base/split.h"
 #include "base/text.h"
+#include "symbols/accepted_contracts.h"
 #include "symbols/text_map.h"
 
 namespace qvant {
@@ -64,8 +64,8 @@ Text FormatSymbolName(TextView strSymbol, TextView strLabel, const NameSources& 
 /// Display name of a two-leg symbol.
 Text FormatTwoLegName(TextView strSymbol, const NameSources& sources);
 
-/// Whether one more contract of a product fits: two for each product, one for "T" and "TF".
-/// @param listAccepted  the symbols accepted so far, in acceptance order
-bool CheckContractQuota(TextView strSymbol, TextView strProduct, const std::list<Text>& listAccepted);
+/// Whether one more contract of a product fits: two for each product, one for "T" and "TF", without regard to case.
+/// @param accepted  the contracts accepted so far
+bool CheckContractQuota(TextView strSymbol, TextView strProduct, const CAcceptedContracts& accepted);
 
 }  // namespace qvant

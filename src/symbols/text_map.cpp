@@ -45,6 +45,33 @@ Text& CTextMap::operator[](TextView strKey) {
     return strValue;
 }
 
+std::size_t CTextMap::erase(TextView strKey) {
+    if (m_nSize == 0) return 0;
+    const std::size_t nSlot = FindSlot(strKey, Hash(strKey));
+    if (m_arSlots[nSlot].nEntry == 0) return 0;
+    const std::size_t nEntry = m_arSlots[nSlot].nEntry - 1;
+    const std::size_t nLast = m_nSize - 1;
+    const TextView strLast = m_arEntries[nLast].first;
+    m_arSlots[FindSlot(strLast, Hash(strLast))].nEntry = m_arSlots[nSlot].nEntry;
+    FreeSlot(nSlot);
+    std::swap(m_arEntries[nEntry], m_arEntries[nLast]);
+    m_nSize = nLast;
+    m_nNext = 0;
+    return 1;
+}
+
+/// Closes the gap with the entries behind it that would no longer be found across it.
+void CTextMap::FreeSlot(std::size_t nSlot) {
+    const std::size_t nMask = m_arSlots.size() - 1;
+    for (std::size_t nNext = (nSlot + 1) & nMask; m_arSlots[nNext].nEntry != 0; nNext = (nNext + 1) & nMask) {
+        const std::size_t nWay = (nNext - m_arSlots[nNext].nHash) & nMask;  // from where it belongs
+        if (nWay < ((nNext - nSlot) & nMask)) continue;
+        m_arSlots[nSlot] = m_arSlots[nNext];
+        nSlot = nNext;
+    }
+    m_arSlots[nSlot] = Slot();
+}
+
 void CTextMap::Grow() {
     constexpr std::size_t LEAST_SLOTS = 16;
     std::vector<Slot> arSlots(std::max(LEAST_SLOTS, m_arSlots.size() * 2));

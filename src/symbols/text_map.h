@@ -42,6 +42,8 @@ public:
     Text& operator[](TextView strKey);
     /// @param strKey  not borrowed from this map, nor is `strValue`
     void insert_or_assign(TextView strKey, TextView strValue) { (*this)[strKey] = strValue; }
+    /// The last entry takes the place of the one that goes. @return the number of entries removed
+    std::size_t erase(TextView strKey);
 
     void clear();
 
@@ -57,6 +59,7 @@ private:
 
     static std::uint32_t Hash(TextView strKey) { return static_cast<std::uint32_t>(TextHash()(strKey)); }
     std::size_t FindSlot(TextView strKey, std::uint32_t nHash) const;
+    void FreeSlot(std::size_t nSlot);
     void Grow();
 
     /// Beyond `m_nSize` lie entries that were cleared, kept for their memory.

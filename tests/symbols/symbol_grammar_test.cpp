@@ -3,6 +3,7 @@
 #include <thread>
 #include <vector>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 namespace qvant {
@@ -116,20 +117,47 @@ TEST(MakeSearchId, KeepsTheDotsOfAStrikeAndShortMonths) {
 }
 
 TEST(CheckContractQuota, LetsTwoContractsOfAProductIn) {
-    std::list<Text> listAccepted;
-    EXPECT_TRUE(CheckContractQuota(u"QV.F.CFFEX.IF.202012", u"IF", listAccepted));
-    listAccepted.push_back(u"QV.F.CFFEX.IF.202012");
-    listAccepted.push_back(u"QV.F.CFFEX.IC.202012");
-    EXPECT_TRUE(CheckContractQuota(u"QV.F.CFFEX.IF.202101", u"if", listAccepted));
-    listAccepted.push_back(u"QV.F.CFFEX.if.202101");
-    EXPECT_FALSE(CheckContractQuota(u"QV.F.CFFEX.IF.202103", u"IF", listAccepted));
+    CAcceptedContracts accepted;
+    EXPECT_TRUE(CheckContractQuota(u"QV.F.CFFEX.IF.202012", u"IF", accepted));
+    accepted.Add(u"QV.F.CFFEX.IF.202012");
+    accepted.Add(u"QV.F.CFFEX.IC.202012");
+    EXPECT_TRUE(CheckContractQuota(u"QV.F.CFFEX.IF.202101", u"if", accepted));
+    accepted.Add(u"QV.F.CFFEX.if.202101");
+    EXPECT_FALSE(CheckContractQuota(u"QV.F.CFFEX.IF.202103", u"IF", accepted));
+    accepted.Clear();
+    EXPECT_TRUE(CheckContractQuota(u"QV.F.CFFEX.IF.202103", u"IF", accepted));
 }
 
 TEST(CheckContractQuota, LetsOneBondContractIn) {
-    const std::list<Text> listAccepted = {u"QV.F.CFFEX.T.202012", u"QV.F.CFFEX.TF.202012", u"QV.F.CFFEX.TS.202012"};
-    EXPECT_FALSE(CheckContractQuota(u"QV.F.CFFEX.T.202103", u"t", listAccepted));
-    EXPECT_FALSE(CheckContractQuota(u"QV.F.CFFEX.TF.202103", u"TF", listAccepted));
-    EXPECT_TRUE(CheckContractQuota(u"QV.F.CFFEX.TS.202103", u"TS", listAccepted));
+    CAcceptedContracts accepted;
+    for (const TextView strSymbol : {u"QV.F.CFFEX.T.202012", u"QV.F.CFFEX.TF.202012", u"QV.F.CFFEX.TS.202012"}) {
+        accepted.Add(strSymbol);
+    }
+    EXPECT_FALSE(CheckContractQuota(u"QV.F.CFFEX.T.202103", u"t", accepted));
+    EXPECT_FALSE(CheckContractQuota(u"QV.F.CFFEX.TF.202103", u"TF", accepted));
+    EXPECT_TRUE(CheckContractQuota(u"QV.F.CFFEX.TS.202103", u"TS", accepted));
+}
+
+TEST(CheckContractQuota, CountsByTheFourthToken) {
+    CAcceptedContracts accepted;
+    accepted.Add(u"QV.F..CFFEX.T");
+    EXPECT_FALSE(CheckContractQuota(u"QV.F.CFFEX.T.202103", u"T", accepted));
+    accepted.Add(u"IF");
+    accepted.Add(u"QV.F.CFFEX");
+    EXPECT_FALSE(CheckContractQuota(u"QV.F.CFFEX", u"", accepted));
+}
+
+TEST(AcceptedContracts, StandOnceEachInTheirOrder) {
+    CAcceptedContracts accepted;
+    const Text* pFirst = accepted.Add(u"QV.F.CFFEX.IF.202101");
+    ASSERT_TRUE(pFirst);
+    EXPECT_EQ(*pFirst, u"QV.F.CFFEX.IF.202101");
+    EXPECT_TRUE(accepted.Add(u"QV.F.CFFEX.IF.202012"));
+    EXPECT_FALSE(accepted.Add(u"QV.F.CFFEX.IF.202101"));
+    EXPECT_THAT(accepted.GetAll(), testing::ElementsAre(u"QV.F.CFFEX.IF.202101", u"QV.F.CFFEX.IF.202012"));
+    EXPECT_EQ(accepted.GetCount(u"iF"), 2U);
+    EXPECT_TRUE(accepted.Contains(u"QV.F.CFFEX.IF.202012"));
+    EXPECT_FALSE(accepted.Contains(u"QV.F.CFFEX.if.202012"));
 }
 
 TEST(CheckContractQuota, RefusesThePlaceholderMonthAnywhereInTheSymbol) {

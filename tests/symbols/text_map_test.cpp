@@ -1,5 +1,7 @@
 #include "symbols/text_map.h"
 
+#include <map>
+#include <random>
 #include <stdexcept>
 
 #include <gmock/gmock.h>
@@ -62,6 +64,36 @@ TEST(TextMap, ForgetsEverythingWhenCleared) {
     EXPECT_FALSE(map.contains(u"a"));
     EXPECT_EQ(map[u"b"], u"");
     EXPECT_THAT(map, ElementsAre(Pair(u"b", u"")));
+}
+
+TEST(TextMap, PutsItsLastEntryInThePlaceOfOneThatGoes) {
+    CTextMap map = {{u"a", u"1"}, {u"b", u"2"}, {u"c", u"3"}};
+    EXPECT_EQ(map.erase(u"a"), 1U);
+    EXPECT_EQ(map.erase(u"a"), 0U);
+    EXPECT_THAT(map, ElementsAre(Pair(u"c", u"3"), Pair(u"b", u"2")));
+    EXPECT_EQ(map.erase(u"b"), 1U);
+    map[u"a"] = u"4";
+    EXPECT_THAT(map, ElementsAre(Pair(u"c", u"3"), Pair(u"a", u"4")));
+    EXPECT_EQ(CTextMap().erase(u"a"), 0U);
+}
+
+TEST(TextMap, FindsEveryOtherEntryAfterAnyOneWent) {
+    std::mt19937 random(5);
+    CTextMap map;
+    std::map<Text, Text> mapExpected;
+    for (int i = 0; i < 20'000; ++i) {
+        const Text strKey = Format(u"key %d", random() % 300);
+        if (random() % 2) {
+            EXPECT_EQ(map.erase(strKey), mapExpected.erase(strKey));
+        } else {
+            map[strKey] = mapExpected[strKey] = Format(u"%d", i);
+        }
+        ASSERT_EQ(map.size(), mapExpected.size());
+        const auto pFound = map.find(strKey);
+        ASSERT_EQ(pFound != map.end(), mapExpected.contains(strKey));
+        if (i % 500 != 0) continue;
+        for (const auto& [strEach, strValue] : mapExpected) ASSERT_EQ(map.at(strEach), strValue);
+    }
 }
 
 TEST(TextMap, EqualsOneWithTheSameEntriesInAnyOrder) {

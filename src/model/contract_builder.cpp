@@ -1,0 +1,34 @@
+#include "model/contract_builder.h"
+
+#include "model/contract_file.h"
+#include "model/contract_walk.h"
+
+namespace qvant {
+
+void CContractBuilder::Clear() {
+    m_arAllContract.clear();
+    m_arContractInsertData.clear();
+    for (auto* pMap :
+         {&m_mapSymbolToName, &m_mapSynuSymbolToName, &m_mapExpireDate, &m_mapLongMargin, &m_mapShortMargin,
+          &m_mapSymbolToHot, &m_mapSymbolToNear, &m_mapSymbolToInstrument, &m_mapContractListName}) {
+        pMap->clear();
+    }
+    m_nearMonths.Clear();
+    m_cffex.Clear();
+}
+
+void CContractBuilder::MakeContractList(TextView strText, CTransaction* pHotMonth, CTransaction* pNearbyMonth,
+                                        TextView strClassification, Text& strClassifyText) {
+    JsonDocument file;
+    if (!ParseContractFile(file, strText)) return;
+    auto pRoot = MakeRootNode(file, strClassification, m_parts.state.AppsLanguage);
+    if (!pRoot) return;
+    AppendAll(strClassifyText, {pRoot->strEng, u",", pRoot->strLocal, u"|"});
+    m_cffex.BeginFile();
+    CContractRecorder recorder(m_parts, {*this, m_nearMonths, m_cffex, pHotMonth}, strClassification);
+    CContractWalk(recorder, m_mapContractListName, m_parts.state, strClassification).Walk(std::move(pRoot));
+    recorder.Commit();
+    if (pNearbyMonth) m_cffex.WriteNearbyMonth(*pNearbyMonth);
+}
+
+}  // namespace qvant
