@@ -6,18 +6,12 @@
 
 #include "base/format.h"
 #include "base/token_view.h"
-#include "model/symbol_search_row.h"
 #include "platform/stop.h"
 
 namespace qvant {
 
 namespace {
 
-constexpr const char16_t* VERSION_TABLE = u"Lumivale";
-constexpr const char16_t* SYMBOL_TABLE = u"SymbolSearch";
-constexpr const char16_t* CONTRACT_TABLE = u"ContractList";
-constexpr const char16_t* VERSION_FIELDS = u"Name,Version";
-constexpr const char16_t* CONTRACT_FIELDS = u"Name,Symbol,Path,Lang,Status,TimeStamp";
 constexpr const char16_t* NOTHING_HELD = u"-1";
 /// Rows beside those of the classifications: "Lumivale_Db", "Lang" and "Security".
 constexpr std::size_t OWN_VERSION_ROWS = 3;
@@ -35,6 +29,26 @@ public:
 
 private:
     platform::CEvent& m_event;
+};
+
+/// Writes that become visible together, at `End`. A batch can't be taken back, but a database object that goes away takes
+/// its open one with it.
+class CBatch {
+public:
+    explicit CBatch(CRecordDatabases& databases) : m_databases(databases) { databases.GetSearch()->BeginBatch(); }
+    ~CBatch() {
+        if (!m_bEnded) m_databases.ReopenSearch();
+    }
+    CBatch(const CBatch&) = delete;
+    CBatch& operator=(const CBatch&) = delete;
+    void End() {
+        m_bEnded = true;
+        m_databases.GetSearch()->EndBatch();
+    }
+
+private:
+    CRecordDatabases& m_databases;
+    bool m_bEnded = false;
 };
 
 std::optional<CTransaction> BeginCleared(CBaseData* pTable) {
@@ -60,7 +74,7 @@ void CSymbolLookup::MakeSymbolLookupList(const SymbolLookupTables& tables) {
     m_parts.host.LogMessage(u"MakeSymbolLookupList Begin.");
     const CBuilding building(m_parts.eventSymbolLookUp);
     std::optional<CTransaction> names = BeginCleared(tables.pSymbolSearchName);
-    if (!m_parts.database.IsOpen()) {
+    if (!m_parts.databases.GetSearch()) {
         m_parts.host.LogMessage(u"MakeSymbolLookupList dbapi is null.");
     } else {
         const bool bFull = NeedsFullBuild();
@@ -78,22 +92,31 @@ void CSymbolLookup::MakeSymbolLookupList(const SymbolLookupTables& tables) {
 }
 
 bool CSymbolLookup::NeedsFullBuild() {
-    if (m_parts.database.GetVersion().empty()) return true;
-    const auto versions = m_parts.database.ReadVersions();
-    if (!versions || versions->empty()) return true;
-    if (m_parts.state.m_mapContractVersion.size() + OWN_VERSION_ROWS > versions->size()) return true;
-    const auto IsOld = [this](const auto& row) { return !IsCurrent(row.strName, row.strVersion); };
-    if (std::ranges::any_of(*versions, IsOld)) return true;
-    return std::ranges::none_of(*versions, [](const auto& row) { return row.strName == u"Lang"; });
+    if (m_parts.databases.GetSearchVersion().empty()) return true;
+    const auto arVersions = ReadVersions();
+    if (arVersions.size() < m_parts.state.m_mapContractVersion.size() + OWN_VERSION_ROWS) return true;
+    const auto IsOld = [this](const Version& row) { return !IsCurrent(row); };
+    const auto IsLanguage = [](const Version& row) { return row.strName == u"Lang"; };
+    return std::ranges::any_of(arVersions, IsOld) || std::ranges::none_of(arVersions, IsLanguage);
 }
 
-bool CSymbolLookup::IsCurrent(TextView strName, TextView strVersion) const {
+/// Empty as well when the query fails.
+std::vector<CSymbolLookup::Version> CSymbolLookup::ReadVersions() {
+    std::vector<Version> arVersions;
+    CRecordQuery query(GetDatabase(), m_parts.databases.GetResults(), VERSION_TABLE);
+    for (std::int32_t i = 0; i < query.GetCount(); ++i) {
+        if (query.Fetch(i)) arVersions.push_back({query.GetField(u"Name"), query.GetField(u"Version")});
+    }
+    return arVersions;
+}
+
+bool CSymbolLookup::IsCurrent(const Version& row) const {
     const RunState& state = m_parts.state;
-    if (strName == u"Lumivale_Db") return strVersion == CSearchDatabase::LAYOUT_VERSION;
-    if (strName == u"Security") return strVersion == state.m_strVersion;
-    if (strName == u"Lang") return strVersion == state.AppsLanguage;
-    const auto pVersion = state.m_mapContractVersion.find(Text(strName));
-    return strVersion == (pVersion == state.m_mapContractVersion.end() ? TextView(NOTHING_HELD) : pVersion->second);
+    if (row.strName == u"Lumivale_Db") return row.strVersion == SEARCH_DATABASE_VERSION;
+    if (row.strName == u"Security") return row.strVersion == state.m_strVersion;
+    if (row.strName == u"Lang") return row.strVersion == state.AppsLanguage;
+    const auto pVersion = state.m_mapContractVersion.find(row.strName);
+    return row.strVersion == (pVersion == state.m_mapContractVersion.end() ? TextView(NOTHING_HELD) : pVersion->second);
 }
 
 /// @return false when a stop cut the build short
@@ -101,10 +124,10 @@ bool CSymbolLookup::BuildAll(CBaseData* pNearMonthTable) {
     std::optional<CTransaction> near = BeginCleared(pNearMonthTable);
     if (!BuildUntilWritten(near ? &*near : nullptr)) return false;
     if (near) near->Commit();
-    m_parts.database.SetVersion(CSearchDatabase::LAYOUT_VERSION);
-    if (const auto nCount = m_parts.database.CountRecords(SYMBOL_TABLE)) {
-        m_parts.host.LogMessage(Format(u"Update MakeSymbolLookupList GetRecordCount:%ld", *nCount));
-    }
+    m_parts.databases.SetSearchVersion(SEARCH_DATABASE_VERSION);
+    const CRecordQuery query(GetDatabase(), m_parts.databases.GetResults(), SEARCH_TABLE);
+    if (query.Succeeded())
+        m_parts.host.LogMessage(Format(u"Update MakeSymbolLookupList GetRecordCount:%ld", query.GetCount()));
     return true;
 }
 
@@ -117,9 +140,9 @@ bool CSymbolLookup::BuildUntilWritten(CTransaction* pNear) {
     for (auto pause = std::chrono::milliseconds::zero(); outcome == Outcome::InsertFailed;
          pause = std::clamp(pause * 2, FIRST_PAUSE, LONGEST_PAUSE)) {
         if (!platform::SleepFor(pause)) return false;
-        m_parts.database.DeleteFile();
+        m_parts.databases.DeleteSearchFile();
         m_parts.host.LogMessage(u"MakeSymbolLookupList delete db file!");
-        m_parts.database.CreateTables();
+        m_parts.databases.CreateSearchTables();
         outcome = UpdateSymbolLookupList(pNear);
     }
     return outcome == Outcome::Done;
@@ -127,7 +150,7 @@ bool CSymbolLookup::BuildUntilWritten(CTransaction* pNear) {
 
 /// Everything goes through one batch: it becomes visible at once, and a stop leaves nothing of it.
 CSymbolLookup::Outcome CSymbolLookup::UpdateSymbolLookupList(CTransaction* pNear) {
-    CSearchDatabase::CBatch batch(m_parts.database);
+    CBatch batch(m_parts.databases);
     InsertVersions();
     const Text strTimeStamp = Format(u"%I64d", m_parts.clock.NowMilliseconds() / 1000);
     m_parts.host.LogMessage(Format(u"Update MakeSymbolLookupList Time:%s, m_arContractInsertData:%d", strTimeStamp,
@@ -135,7 +158,7 @@ CSymbolLookup::Outcome CSymbolLookup::UpdateSymbolLookupList(CTransaction* pNear
     InsertContractList(strTimeStamp);
     m_parts.host.LogMessage(
         Format(u"Update MakeSymbolLookupList m_arAllContract:%d", m_parts.contracts.m_arAllContract.size()));
-    const std::int32_t nDeleted = m_parts.database.DeleteRecords(SYMBOL_TABLE);
+    const std::int32_t nDeleted = GetDatabase().DeleteRecord(SEARCH_TABLE);
     if (nDeleted != 1) m_parts.host.LogMessage(Format(u"MakeSymbolLookupList DeleteDBRecord:%ld", nDeleted));
     const Outcome outcome = InsertSymbols(pNear, strTimeStamp);
     if (outcome != Outcome::Stopped) batch.End();
@@ -144,12 +167,12 @@ CSymbolLookup::Outcome CSymbolLookup::UpdateSymbolLookupList(CTransaction* pNear
 
 /// The versions stand before the symbols: a build that fails half way is mended by the one that follows it at once.
 void CSymbolLookup::InsertVersions() {
-    CSearchDatabase& database = m_parts.database;
-    database.DeleteRecords(VERSION_TABLE);
+    DbAPIObj& database = GetDatabase();
+    database.DeleteRecord(VERSION_TABLE);
     const auto Insert = [&database](TextView strName, TextView strVersion) {
         database.InsertRecord(VERSION_TABLE, VERSION_FIELDS, Format(u"%s,%s", strName, strVersion));
     };
-    Insert(u"Lumivale_Db", CSearchDatabase::LAYOUT_VERSION);
+    Insert(u"Lumivale_Db", SEARCH_DATABASE_VERSION);
     Insert(u"Lang", m_parts.state.AppsLanguage);
     Insert(u"Security", m_parts.state.m_strVersion);
     for (const auto& [strName, strVersion] : m_parts.state.m_mapContractVersion) Insert(strName, strVersion);
@@ -157,12 +180,12 @@ void CSymbolLookup::InsertVersions() {
 
 /// Names in this table may hold commas, so its fields are joined by "#@", and the ending says so.
 void CSymbolLookup::InsertContractList(TextView strTimeStamp) {
-    m_parts.database.DeleteRecords(CONTRACT_TABLE);
+    GetDatabase().DeleteRecord(CONTRACT_TABLE);
     Text strRow;
     for (const Text& strItem : m_parts.contracts.m_arContractInsertData) {
         if (platform::StopRequested()) return;
         strRow.assign(strItem).append(u"#@").append(strTimeStamp).append(u"||#@");
-        m_parts.database.InsertRecord(CONTRACT_TABLE, CONTRACT_FIELDS, strRow);
+        GetDatabase().InsertRecord(CONTRACT_TABLE, CONTRACT_FIELDS, strRow);
     }
 }
 
@@ -172,30 +195,38 @@ CSymbolLookup::Outcome CSymbolLookup::InsertSymbols(CTransaction* pNear, TextVie
     for (const Text& strSymbol : contracts.m_arAllContract) {
         if (platform::StopRequested()) return Outcome::Stopped;
         if (strSymbol.empty()) continue;
+        bool bInserted = true;
         if (const auto pName = contracts.m_mapSymbolToName.find(strSymbol);
             pName != contracts.m_mapSymbolToName.end()) {
-            const Text strNear = FindNearSymbol(contracts, strSymbol);
-            const Text& strRow = row.MakeContract(strSymbol, pName->second, strNear);
-            const std::int32_t nResult =
-                m_parts.database.InsertRecord(SYMBOL_TABLE, CSymbolSearchRow::CONTRACT_FIELDS, strRow);
-            if (nResult != 1) {
-                m_parts.host.LogMessage(Format(u"MakeSymbolLookupList InsertDBRecord(%ld):%s", nResult, strRow));
-                return Outcome::InsertFailed;
-            }
-            SetBothWays(pNear, strSymbol, strNear);
+            bInserted = InsertContract(row, strSymbol, pName->second, pNear);
         } else if (const auto pSynthetic = contracts.m_mapSynuSymbolToName.find(strSymbol);
                    pSynthetic != contracts.m_mapSynuSymbolToName.end()) {
-            const Text& strRow = row.MakeSynthetic(strSymbol, pSynthetic->second);
-            const std::int32_t nResult =
-                m_parts.database.InsertRecord(SYMBOL_TABLE, CSymbolSearchRow::SYNTHETIC_FIELDS, strRow);
-            if (nResult != 1) {
-                m_parts.host.LogMessage(
-                    Format(u"MakeSymbolLookupList m_mapSynuSymbolToName(%ld):%s", nResult, strRow));
-                return Outcome::InsertFailed;
-            }
+            bInserted = InsertSynthetic(row, strSymbol, pSynthetic->second);
         }
+        // A wait for a lock that a stop cut short is no fault of the database.
+        if (!bInserted) return platform::StopRequested() ? Outcome::Stopped : Outcome::InsertFailed;
     }
-    return platform::StopRequested() ? Outcome::Stopped : Outcome::Done;
+    return Outcome::Done;
+}
+
+bool CSymbolLookup::InsertContract(CSymbolSearchRow& row, TextView strSymbol, TextView strName, CTransaction* pNear) {
+    const Text strNear = FindNearSymbol(m_parts.contracts, strSymbol);
+    const Text& strRow = row.MakeContract(strSymbol, strName, strNear);
+    const std::int32_t nResult = GetDatabase().InsertRecord(SEARCH_TABLE, CSymbolSearchRow::CONTRACT_FIELDS, strRow);
+    if (nResult != 1) {
+        m_parts.host.LogMessage(Format(u"MakeSymbolLookupList InsertDBRecord(%ld):%s", nResult, strRow));
+        return false;
+    }
+    SetBothWays(pNear, strSymbol, strNear);
+    return true;
+}
+
+bool CSymbolLookup::InsertSynthetic(CSymbolSearchRow& row, TextView strSymbol, TextView strName) {
+    const Text& strRow = row.MakeSynthetic(strSymbol, strName);
+    const std::int32_t nResult = GetDatabase().InsertRecord(SEARCH_TABLE, CSymbolSearchRow::SYNTHETIC_FIELDS, strRow);
+    if (nResult == 1) return true;
+    m_parts.host.LogMessage(Format(u"MakeSymbolLookupList m_mapSynuSymbolToName(%ld):%s", nResult, strRow));
+    return false;
 }
 
 /// "NEARMONTHTABLE" isn't kept from one start to the next, the database is.

@@ -5,13 +5,14 @@
 
 #include "model/contract_builder.h"
 #include "model/run_state.h"
-#include "model/search_database.h"
 #include "model/securities_parser.h"
 #include "model/stock_limits.h"
+#include "model/symbol_search_row.h"
 #include "model/underlying_lists.h"
 #include "platform/clock.h"
 #include "platform/event.h"
 #include "store/host.h"
+#include "store/record_databases.h"
 
 namespace qvant {
 
@@ -24,7 +25,7 @@ struct SymbolLookupParts {
     const CUnderlyingLists& lists;
     const CSecuritiesParser& securities;
     const StockLimitMap& stocks;
-    CSearchDatabase& database;
+    CRecordDatabases& databases;
     platform::CEvent& eventSymbolLookUp;  ///< unsignalled while a build runs
 };
 
@@ -49,14 +50,23 @@ public:
 private:
     enum class Outcome { Done, InsertFailed, Stopped };
 
+    struct Version {
+        Text strName;
+        Text strVersion;
+    };
+
     bool NeedsFullBuild();
-    bool IsCurrent(TextView strName, TextView strVersion) const;
+    std::vector<Version> ReadVersions();
+    bool IsCurrent(const Version& row) const;
     bool BuildAll(CBaseData* pNearMonthTable);
     bool BuildUntilWritten(CTransaction* pNear);
     Outcome UpdateSymbolLookupList(CTransaction* pNear);
     Outcome InsertSymbols(CTransaction* pNear, TextView strTimeStamp);
+    bool InsertContract(CSymbolSearchRow& row, TextView strSymbol, TextView strName, CTransaction* pNear);
+    bool InsertSynthetic(CSymbolSearchRow& row, TextView strSymbol, TextView strName);
     void InsertVersions();
     void InsertContractList(TextView strTimeStamp);
+    DbAPIObj& GetDatabase() { return *m_parts.databases.GetSearch(); }
     void Refresh(CBaseData* pNearMonthTable);
     void PublishInstruments(CTransaction& names) const;
 

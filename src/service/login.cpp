@@ -131,7 +131,7 @@ void CLogin::TakeExchanges() {
     m_parts.settings.SaveExchangeList(state.m_strExgListNew);
     state.m_mapContractVersionUnsaved.clear();
     state.m_strLumivaleURL.clear();
-    m_parts.database.SetVersion(u"");
+    m_parts.databases.SetSearchVersion(u"");
     const auto pStorage = m_parts.host.OpenTable(u"STORAGE", nullptr);
     const auto pLumivale = pStorage ? pStorage->GetSubTable(u"Lumivale", nullptr) : nullptr;
     if (!pLumivale) return;

@@ -9,7 +9,6 @@
 #include "documents/stock_info.h"
 #include "documents/trade_permissions.h"
 #include "model/run_state.h"
-#include "model/search_database.h"
 #include "model/storage_tables.h"
 #include "net/server_list.h"
 #include "net/session.h"
@@ -19,6 +18,7 @@
 #include "service/tables.h"
 #include "store/base_data.h"
 #include "store/host.h"
+#include "store/record_databases.h"
 
 namespace qvant {
 
@@ -36,7 +36,7 @@ struct LoginParts {
     CContractListDocument& contracts;
     CStockInfo& stockInfo;
     CTradePermissions& rights;
-    CSearchDatabase& database;
+    CRecordDatabases& databases;
     platform::CThread& threadPreProcess;
     platform::CEvent& eventSymbolLookUp;
 };

@@ -41,6 +41,7 @@ HRESULT CodeOfCurrentFailure() noexcept {
 CLumivale::CLumivale(IHost& host, const platform::IClock& clock)
     : m_host(host),
       m_clock(clock),
+      m_databases(host, *this),
       m_session(clock),
       m_errors(host, clock),
       m_times(m_zones, clock),
@@ -52,7 +53,7 @@ CLumivale::CLumivale(IHost& host, const platform::IClock& clock)
                    [this] { MakeUnderlyingList(); }),
       m_stockInfo({host, m_session, m_servers, m_errors, m_state}),
       m_rights({host, m_session, m_errors, m_storage, m_state}),
-      m_lookup({host, clock, m_state, m_builder, m_lists, m_parser, m_stockInfo.m_mapStockLimits, m_database,
+      m_lookup({host, clock, m_state, m_builder, m_lists, m_parser, m_stockInfo.m_mapStockLimits, m_databases,
                 m_hEventSymbolLookUp},
                [this] { return m_bSystemTimeOpen.load(); }),
       m_contracts({host, m_session, m_servers, m_errors, m_storage, m_builder, m_state, clock},
@@ -61,7 +62,7 @@ CLumivale::CLumivale(IHost& host, const platform::IClock& clock)
       m_preProcess({m_state, m_settings, m_session, m_tables, m_securities, m_contracts},
                    [this] { m_words = m_settings.ReadSymbolWords(m_state.AppsLanguage); }),
       m_login({host, *this, m_state, m_options, m_settings, m_session, m_tables, m_storage, m_securities,
-               m_contracts, m_stockInfo, m_rights, m_database, m_hThreadPreProcessData, m_hEventSymbolLookUp},
+               m_contracts, m_stockInfo, m_rights, m_databases, m_hThreadPreProcessData, m_hEventSymbolLookUp},
               {[this](TextView strUrls) { SelectServers(strUrls); },
                [this](const Text& strUrls) { StartPermissionQuery(strUrls); }, [this] { StartSymbolLookup(); }}),
       m_hEventLatencyEnd(std::make_unique<platform::CEvent>(platform::CEvent::Reset::Manual, false)) {
@@ -138,8 +139,9 @@ void CLumivale::Init() {
     RegisterWithHost();
     FindHomeDir();
     m_tables.RegisterAndOpen(m_host);
-    OpenSearchDatabase();
+    m_databases.OpenSearch(m_settings.GetHomeDir(), m_settings.ReadSystemName());
     m_tables.RegisterAndOpenHoliday(m_host);
+    m_databases.OpenCqyz(m_settings.GetHomeDir());
     m_builder.m_arAllContract.clear();
     m_tables.RegisterAndOpenContractLists(m_host);
     m_zones.LoadCities(m_settings.GetCitiesPath());
@@ -286,7 +288,7 @@ void CLumivale::CleanUp() {
     m_storage.ReleaseLumivale();
     m_storage.ReleaseAppTradePermission();
     m_contracts.CloseBlock();
-    m_database.Release();
+    m_databases.Release();
     m_tables.pCqyz.reset();
 }
 

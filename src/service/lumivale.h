@@ -15,7 +15,6 @@
 #include "model/contract_builder.h"
 #include "model/exchange_times.h"
 #include "model/run_state.h"
-#include "model/search_database.h"
 #include "model/securities_parser.h"
 #include "model/storage_tables.h"
 #include "model/symbol_lookup.h"
@@ -31,6 +30,7 @@
 #include "service/settings.h"
 #include "service/tables.h"
 #include "store/host.h"
+#include "store/record_databases.h"
 #include "symbols/time_zones.h"
 
 namespace qvant {
@@ -40,7 +40,7 @@ namespace qvant {
 ///
 /// Any thread may call. The sub-statuses run one at a time; a stop or exit that comes while another runs tells it to
 /// end first, so that neither ever waits for a server.
-class CLumivale : private CBaseDataEventReceiver {
+class CLumivale : private CBaseDataEventReceiver, private CDataBaseEventReceiver {
 public:
     CLumivale(IHost& host, const platform::IClock& clock);
     ~CLumivale() override;
@@ -52,6 +52,9 @@ public:
     HRESULT OnTopicCommand(TextView strTopic, LONG nType, LONG nParameter, TextView strText, VARIANT* pData) noexcept;
 
 private:
+    /// Lines of the record databases go where all others go.
+    void OnWriteLog(const Text& strLine) override { m_host.LogMessage(strLine); }
+
     std::stop_token BeginCall();
     void Run(LONG nSubStatus);
     void RunStopping(void (CLumivale::*pStep)());
@@ -63,7 +66,6 @@ private:
     void CleanUp();
 
     void RegisterWithHost();
-    void OpenSearchDatabase();
     void FindHomeDir();
     void ReadOptions();
     void TakeStoredServers();
@@ -85,6 +87,7 @@ private:
     platform::CEvent m_hEventSymbolLookUp{platform::CEvent::Reset::Manual, true};
     RunState m_state;
     KeptTables m_tables;
+    CRecordDatabases m_databases;
     CSettings m_settings;
     Options m_options;
     CSession m_session;
@@ -98,7 +101,6 @@ private:
     TextSet m_mapLocalExchanges;
     CContractBuilder m_builder;
     CStorageTables m_storage;
-    CSearchDatabase m_database;
     CSecuritiesDocument m_securities;
     CStockInfo m_stockInfo;
     CTradePermissions m_rights;

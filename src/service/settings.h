@@ -51,12 +51,13 @@ public:
     bool SaveSettings(const RunState& state, const ProxySettings& proxy, const CBaseData* pLumivale,
                       TextView strClassification, TextView strLanguage, TextView strCurrencyRate) const;
 
-    /// The suffix of the search database's name.
-    Text ReadSystemName() const;
-
     /// Reads the display words of a language.
     SymbolWords ReadSymbolWords(TextView strLanguage) const;
 
+    /// `SystemName`, the suffix of the search database's name.
+    Text ReadSystemName() const;
+
+    const Text& GetHomeDir() const { return m_strHomeDir; }
     Text GetCitiesPath() const { return m_strHomeDir + u"ComShared/cities.txt"; }
 
 private:
