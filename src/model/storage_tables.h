@@ -37,10 +37,16 @@ public:
     /// @return false while there is no record
     bool StoreVersion(bool bLogged);
 
+    /// Adds margins to "LongMarginRate" and "ShortMarginRate"; a table that the host doesn't have is left out. Symbols
+    /// that aren't in the maps keep their entries.
+    /// @param mapLong, mapShort  symbol to margin text
+    void StoreMarginRates(const TextMap& mapLong, const TextMap& mapShort);
+
     void ReleaseAppTradePermission() { m_pAppTradePermission.reset(); }
     void ReleaseLumivale() { m_pLumivale.reset(); }
 
 private:
+    void StoreMarginRates(TextView strTable, const TextMap& mapMargins);
     void BindChildren();
     void CopyTradePermissions();
     void StoreUnsavedContractVersions();
