@@ -1,10 +1,9 @@
 #include "documents/securities_document.h"
 
-#include <bit>
-#include <cstring>
 #include <optional>
 
 #include "base/format.h"
+#include "documents/reply_text.h"
 #include "platform/files.h"
 #include "platform/stop.h"
 
@@ -12,26 +11,9 @@ namespace qvant {
 
 namespace {
 
-constexpr const char16_t* NOTHING_HELD = u"-1";  ///< the version that forces a full download
-constexpr std::size_t LOGGED_UNITS = 200;        ///< of a reply that is no JSON
-
-/// The units of a wide text as they stand in memory, which on every machine this runs on is the form of the file.
-std::string_view BytesOf(TextView strText) {
-    static_assert(std::endian::native == std::endian::little);
-    return {reinterpret_cast<const char*>(strText.data()), strText.size() * sizeof(char16_t)};
-}
-
 std::size_t CountSecurities(const JsonValue& value) {
     if (value.IsObject()) return value.MemberCount();
     return value.IsArray() ? value.Size() : 0;
-}
-
-/// A version as text; nothing for a value that is neither text nor a whole number.
-std::optional<Text> RenderVersion(const JsonValue& value) {
-    if (value.IsString()) return Text(GetText(value));
-    if (value.IsInt()) return Format(u"%d", value.GetInt());
-    if (value.IsInt64()) return Format(u"%lld", value.GetInt64());
-    return std::nullopt;
 }
 
 }  // namespace
@@ -70,8 +52,7 @@ bool CSecuritiesDocument::AskServer(const Text& strServer, Text& strError) {
         host.LogMessage(u"QuerySecuritiesInfo Fail:" + strUrl);
         return false;
     }
-    const auto* pText = reinterpret_cast<const char*>(pReply.get());
-    const std::string_view strReply(pText, ::strnlen(pText, nLength));
+    const std::string_view strReply = GetReplyText(pReply, nLength);
     if (!ParseReply(strReply, strUrl)) return false;
     m_bNews = TakeReply(strReply);
     return true;
@@ -81,8 +62,7 @@ bool CSecuritiesDocument::ParseReply(std::string_view strReply, const Text& strU
     if (ParseUtf8(m_docSecurities, strReply)) return true;
     m_parts.host.LogMessage(u"QuerySecuritiesInfo-URlError:" + strUrl);
     // The line names the contract list here too: the two documents share it, and those who read the logs know it so.
-    const Text strStart = Widen(strReply.substr(0, LOGGED_UNITS * 4)).substr(0, LOGGED_UNITS);
-    m_parts.host.LogMessage(Format(u"QueryContractList. Result=%s.", strStart));
+    m_parts.host.LogMessage(Format(u"QueryContractList. Result=%s.", GetReplyStart(strReply)));
     return false;
 }
 
