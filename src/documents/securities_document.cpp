@@ -1,19 +1,15 @@
 #include "documents/securities_document.h"
 
-#include <cstring>
 #include <optional>
 
 #include "base/format.h"
-#include "documents/document_text.h"
+#include "documents/reply_text.h"
 #include "platform/files.h"
 #include "platform/stop.h"
 
 namespace qvant {
 
 namespace {
-
-constexpr const char16_t* NOTHING_HELD = u"-1";  ///< the version that forces a full download
-constexpr std::size_t LOGGED_UNITS = 200;        ///< of a reply that is no JSON
 
 std::size_t CountSecurities(const JsonValue& value) {
     if (value.IsObject()) return value.MemberCount();
@@ -56,8 +52,7 @@ bool CSecuritiesDocument::AskServer(const Text& strServer, Text& strError) {
         host.LogMessage(u"QuerySecuritiesInfo Fail:" + strUrl);
         return false;
     }
-    const auto* pText = reinterpret_cast<const char*>(pReply.get());
-    const std::string_view strReply(pText, ::strnlen(pText, nLength));
+    const std::string_view strReply = GetReplyText(pReply, nLength);
     if (!ParseReply(strReply, strUrl)) return false;
     m_bNews = TakeReply(strReply);
     return true;
@@ -67,8 +62,7 @@ bool CSecuritiesDocument::ParseReply(std::string_view strReply, const Text& strU
     if (ParseUtf8(m_docSecurities, strReply)) return true;
     m_parts.host.LogMessage(u"QuerySecuritiesInfo-URlError:" + strUrl);
     // The line names the contract list here too: the two documents share it, and those who read the logs know it so.
-    const Text strStart = Widen(strReply.substr(0, LOGGED_UNITS * 4)).substr(0, LOGGED_UNITS);
-    m_parts.host.LogMessage(Format(u"QueryContractList. Result=%s.", strStart));
+    m_parts.host.LogMessage(Format(u"QueryContractList. Result=%s.", GetReplyStart(strReply)));
     return false;
 }
 

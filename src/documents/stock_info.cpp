@@ -2,7 +2,8 @@
 
 #include <cstring>
 
-#include "documents/document_text.h"
+#include "base/format.h"
+#include "documents/reply_text.h"
 #include "documents/stock_info_parser.h"
 #include "net/http_query.h"
 #include "platform/files.h"
@@ -12,7 +13,6 @@ namespace qvant {
 
 namespace {
 
-constexpr const char16_t* NOTHING_HELD = u"-1";  ///< the version that forces a full download
 constexpr std::size_t LONGEST_EMPTY = 5;         ///< units of a body that holds nothing, such as "[]" or "null"
 
 constexpr TextView SHANGHAI = u"sse";

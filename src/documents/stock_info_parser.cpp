@@ -4,8 +4,9 @@
 #include <limits>
 #include <optional>
 
+#include "base/format.h"
 #include "base/numbers.h"
-#include "documents/document_text.h"
+#include "documents/reply_text.h"
 
 namespace qvant {
 

@@ -39,6 +39,19 @@ bool CStorageTables::StoreVersion(bool bLogged) {
     return true;
 }
 
+void CStorageTables::StoreMarginRates(const TextMap& mapLong, const TextMap& mapShort) {
+    StoreMarginRates(u"LongMarginRate", mapLong);
+    StoreMarginRates(u"ShortMarginRate", mapShort);
+}
+
+void CStorageTables::StoreMarginRates(TextView strTable, const TextMap& mapMargins) {
+    const auto pTable = m_host.OpenTable(strTable, nullptr);
+    if (!pTable) return;
+    CTransaction transaction(*pTable);
+    for (const auto& [strSymbol, strMargin] : mapMargins) transaction.SetValue(strSymbol, strMargin);
+    transaction.Commit();
+}
+
 void CStorageTables::BindChildren() {
     m_bLumivaleExisted = false;
     const auto pStorage = m_host.OpenTable(u"STORAGE", nullptr);

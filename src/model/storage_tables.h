@@ -39,6 +39,11 @@ public:
     /// @return false while there is no record
     bool StoreVersion(bool bLogged);
 
+    /// Adds margins to "LongMarginRate" and "ShortMarginRate"; a table that the host doesn't have is left out. Symbols
+    /// that aren't in the maps keep their entries.
+    /// @param mapLong, mapShort  symbol to margin text
+    void StoreMarginRates(const TextMap& mapLong, const TextMap& mapShort);
+
     /// Commits newer trade permissions to their table and copies the whole of it to the record "AppTradePermission".
     /// Without the record yet, the copy is made when it is bound. Any thread.
     /// @param working      the table "AppsTradePermission"
@@ -49,6 +54,7 @@ public:
     void ReleaseLumivale() { m_pLumivale.reset(); }
 
 private:
+    void StoreMarginRates(TextView strTable, const TextMap& mapMargins);
     void BindChildren();
     void BindTradePermissions(CBaseData& storage);
     void StoreUnsavedContractVersions();

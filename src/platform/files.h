@@ -34,6 +34,9 @@ bool FileExists(TextView strPath);
 /// The whole file; nothing when it can't be read to its end.
 std::optional<std::string> ReadWholeFile(TextView strPath);
 
+/// The whole file as text: UTF-16LE behind its mark, else UTF-8 with or without one. Line ends stay as they are.
+std::optional<Text> ReadWholeText(TextView strPath);
+
 /// Replaces the file whole: a temporary file beside it, flushed to the disk, then renamed over it. A failure or a
 /// crash leaves the old file. The file is readable by the user alone.
 /// @return false when the disk or the folder refuses; nothing is left behind then

@@ -61,6 +61,7 @@ public:
     /// The writes of `Operate`, by name.
     void SetRow(std::int32_t nTransaction, std::int32_t nIndex, TextView strValue);
     void SetValue(std::int32_t nTransaction, TextView strKey, TextView strValue);
+    void SetNumber(std::int32_t nTransaction, TextView strKey, std::int32_t nValue);
     void SetTable(std::int32_t nTransaction, TextView strName, CBaseData& child);
     void LoadBlob(std::int32_t nTransaction, const VARIANT& blob);
     void Clear(std::int32_t nTransaction, std::int32_t nMask);
@@ -124,6 +125,7 @@ public:
 
     void SetRow(std::int32_t nIndex, TextView strValue) { m_pTable->SetRow(m_nTransaction, nIndex, strValue); }
     void SetValue(TextView strKey, TextView strValue) { m_pTable->SetValue(m_nTransaction, strKey, strValue); }
+    void SetNumber(TextView strKey, std::int32_t nValue) { m_pTable->SetNumber(m_nTransaction, strKey, nValue); }
     void SetTable(TextView strName, CBaseData& child) { m_pTable->SetTable(m_nTransaction, strName, child); }
     void LoadBlob(const VARIANT& blob) { m_pTable->LoadBlob(m_nTransaction, blob); }
     void Clear(std::int32_t nMask) { m_pTable->Clear(m_nTransaction, nMask); }

@@ -19,6 +19,12 @@ void CBaseData::SetValue(std::int32_t nTransaction, TextView strKey, TextView st
     Write(nTransaction, store::OPERATION_VALUE, key.GetVariant(), value.GetVariant());
 }
 
+void CBaseData::SetNumber(std::int32_t nTransaction, TextView strKey, std::int32_t nValue) {
+    if (!m_pTable) return;
+    const CKeyArgument key(strKey);
+    Write(nTransaction, store::OPERATION_VALUE, key.GetVariant(), NumberArgument(nValue));
+}
+
 void CBaseData::SetTable(std::int32_t nTransaction, TextView strName, CBaseData& child) {
     if (!m_pTable) return;
     const CKeyArgument name(strName);

@@ -9,15 +9,6 @@ namespace qvant {
 
 namespace {
 
-constexpr std::string_view UTF16_MARK = "\xFF\xFE";
-constexpr std::string_view UTF8_MARK = "\xEF\xBB\xBF";
-
-Text DecodeFile(std::string_view strBytes) {
-    if (strBytes.starts_with(UTF16_MARK)) return FromUtf16Bytes(strBytes.substr(UTF16_MARK.size()));
-    if (strBytes.starts_with(UTF8_MARK)) strBytes.remove_prefix(UTF8_MARK.size());
-    return Widen(strBytes);
-}
-
 /// Documents write a city as the last part of "America/New_York".
 Text MakeCityKey(TextView strCity) {
     Text strKey = ToUpper(strCity);
@@ -28,10 +19,9 @@ Text MakeCityKey(TextView strCity) {
 }  // namespace
 
 void CTimeZones::LoadCities(TextView strPath) {
-    const auto strBytes = platform::ReadWholeFile(strPath);
-    if (!strBytes) return;
-    const Text strText = DecodeFile(*strBytes);
-    for (TextView strRest = strText; !strRest.empty();) {
+    const auto strText = platform::ReadWholeText(strPath);
+    if (!strText) return;
+    for (TextView strRest = *strText; !strRest.empty();) {
         TextView strLine = TrimRight(CutPiece(strRest, u'\n'), u"\r");
         const TextView strCity = CutPiece(strLine, u',');
         if (!strCity.empty()) m_mapCities.insert_or_assign(MakeCityKey(strCity), CutPiece(strLine, u','));

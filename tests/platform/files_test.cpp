@@ -6,11 +6,11 @@
 #include <set>
 
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "support/limits.h"
 #include "surroundings.h"
 
 namespace qvant::platform {
@@ -113,6 +113,24 @@ TEST(ReadWholeFile, GivesEveryByte) {
     }
 }
 
+TEST(ReadWholeText, KnowsTheEncodingByItsMark) {
+    const CTestFolder folder;
+    const Text strText = u"S\u00E3o \u53F0\r\n";
+    for (const std::string& strBytes : {"\xFF\xFE" + ToUtf16Bytes(strText), Narrow(strText),
+                                        "\xEF\xBB\xBF" + Narrow(strText), "\xFF\xFE" + ToUtf16Bytes(strText) + "x"}) {
+        ASSERT_TRUE(ReplaceFile(folder / "file", strBytes));
+        EXPECT_EQ(ReadWholeText(folder / "file"), strText);
+    }
+    ASSERT_TRUE(ReplaceFile(folder / "file", ""));
+    EXPECT_EQ(ReadWholeText(folder / "file"), u"");
+}
+
+TEST(ReadWholeText, GivesNothingForWhatIsNoFile) {
+    const CTestFolder folder;
+    EXPECT_EQ(ReadWholeText(folder / "file"), std::nullopt);
+    EXPECT_EQ(ReadWholeText(folder / ""), std::nullopt);
+}
+
 TEST(ReadWholeFile, ReadsFilesThatTellNoSize) {
     const auto strBytes = ReadWholeFile(u"/proc/self/status");
     ASSERT_TRUE(strBytes);
@@ -166,31 +184,11 @@ TEST(ReplaceFile, LeavesNothingBehindWhenItCannotTakeTheName) {
     EXPECT_EQ(folder.CountFiles(), 1U);
 }
 
-/// Files of this process end at a size, as on a full disk, until the end of the scope.
-class CFullDisk {
-public:
-    explicit CFullDisk(rlim_t nBytes) : m_pBefore(std::signal(SIGXFSZ, SIG_IGN)) {
-        getrlimit(RLIMIT_FSIZE, &m_before);
-        const rlimit limit{nBytes, m_before.rlim_max};
-        setrlimit(RLIMIT_FSIZE, &limit);
-    }
-    ~CFullDisk() {
-        setrlimit(RLIMIT_FSIZE, &m_before);
-        std::signal(SIGXFSZ, m_pBefore);
-    }
-    CFullDisk(const CFullDisk&) = delete;
-    CFullDisk& operator=(const CFullDisk&) = delete;
-
-private:
-    rlimit m_before{};
-    void (*m_pBefore)(int);
-};
-
 TEST(ReplaceFile, LeavesTheOldFileWhenTheDiskIsFull) {
     const CTestFolder folder;
     ASSERT_TRUE(ReplaceFile(folder / "file", "old"));
     {
-        const CFullDisk full(10'000);
+        const test::CFullDisk full(10'000);
         EXPECT_FALSE(ReplaceFile(folder / "file", std::string(20'000, 'x')));
         EXPECT_EQ(GetLastFileError(), EFBIG);
     }
@@ -274,7 +272,7 @@ TEST(WriteNewFile, LeavesAFileThatIsThere) {
 
 TEST(WriteNewFile, LeavesNoPieceOfAFile) {
     const CTestFolder folder;
-    const CFullDisk full(10'000);
+    const test::CFullDisk full(10'000);
     EXPECT_FALSE(WriteNewFile(folder / "file", std::string(20'000, 'x')));
     EXPECT_EQ(folder.CountFiles(), 0U);
 }

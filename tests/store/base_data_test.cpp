@@ -40,6 +40,16 @@ TEST(BaseData, ReadsNumbersFromTextsToo) {
     EXPECT_EQ(pTable->GetNumber(u"empty", 5), 5);
 }
 
+TEST(BaseData, WritesNumbersAsNumbers) {
+    const auto pTable = NewTable();
+    CTransaction transaction(*pTable);
+    transaction.SetNumber(u"size", -7);
+    transaction.Commit();
+    const CVariant value = pTable->GetVariant(u"size");
+    EXPECT_EQ(value.vt, VT_I4);
+    EXPECT_EQ(value.lVal, -7);
+}
+
 TEST(BaseData, ReadsRowsThatAreTexts) {
     const auto pTable = NewTable();
     const std::int32_t nTransaction = pTable->Begin();
@@ -67,6 +77,7 @@ TEST(BaseData, DoesNothingWithoutAStoreObject) {
     EXPECT_EQ(table.Begin(), CBaseData::NO_TRANSACTION);
     table.SetValue(1, u"k", u"v");
     table.SetRow(1, 0, u"v");
+    table.SetNumber(1, u"k", 1);
     table.Operate(1, store::OPERATION_CLEAR, NumberArgument(255), VARIANT{});
     table.Commit(1);
     table.Cancel(1);

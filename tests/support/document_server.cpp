@@ -6,8 +6,11 @@ namespace qvant::test {
 
 CDocumentServer::CDocumentServer() {
     m_server.set_tcp_nodelay(true);
-    m_server.Get("/OutsideData_getMainForm.do",
-                 [this](const httplib::Request& request, httplib::Response& response) { Answer(request, response); });
+    for (const char* pszPath : {"/OutsideData_getMainForm.do", "/Classification_getClassification.do"}) {
+        m_server.Get(pszPath, [this](const httplib::Request& request, httplib::Response& response) {
+            Answer(request, response);
+        });
+    }
     m_nPort = m_server.bind_to_any_port("127.0.0.1");
     m_thread = std::thread([this] { m_server.listen_after_bind(); });
     while (!m_server.is_running()) std::this_thread::yield();
@@ -22,9 +25,12 @@ CDocumentServer::~CDocumentServer() {
 }
 
 void CDocumentServer::Publish(std::string strVersion, std::string strDocument) {
+    PublishList("", std::move(strVersion), std::move(strDocument));
+}
+
+void CDocumentServer::PublishList(const std::string& strCname, std::string strVersion, std::string strDocument) {
     const std::lock_guard lock(m_mutex);
-    m_strVersion = std::move(strVersion);
-    m_strDocument = std::move(strDocument);
+    m_mapDocuments[strCname] = {std::move(strVersion), std::move(strDocument)};
     m_nStatus = 0;
 }
 
@@ -60,13 +66,14 @@ void CDocumentServer::Answer(const httplib::Request& request, httplib::Response&
     m_arTargets.push_back(request.target);
     m_changed.notify_all();
     m_changed.wait(lock, [this] { return !m_bHang; });
+    const Document& document = m_mapDocuments[request.get_param_value("cname")];
     if (m_nStatus != 0) {
         response.status = m_nStatus;
         response.set_content(m_strAlways, "application/json");
-    } else if (request.get_param_value("lastVersion") == m_strVersion) {
-        response.set_content("{\"LastVersion\":\"" + m_strVersion + "\"}", "application/json");
+    } else if (request.get_param_value("lastVersion") == document.strVersion) {
+        response.set_content("{\"LastVersion\":\"" + document.strVersion + "\"}", "application/json");
     } else {
-        response.set_content(m_strDocument, "application/json");
+        response.set_content(document.strText, "application/json");
     }
 }
 

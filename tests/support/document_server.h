@@ -1,8 +1,9 @@
-/// A real HTTP server on loopback that serves one securities document by version, and remembers what was asked.
+/// A real HTTP server on loopback that serves documents by version, and remembers what was asked.
 #pragma once
 
 #include <atomic>
 #include <condition_variable>
+#include <map>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -22,8 +23,10 @@ public:
     /// "http://127.0.0.1:PORT/"
     Text GetUrl() const { return Widen("http://127.0.0.1:" + std::to_string(m_nPort) + "/"); }
 
-    /// What a query with any other version gets.
+    /// The securities document: what a query with any other version gets.
     void Publish(std::string strVersion, std::string strDocument);
+    /// A contract list, by the name that the server knows it by.
+    void PublishList(const std::string& strCname, std::string strVersion, std::string strDocument);
     /// Every further query gets this body, whatever its version.
     void AnswerAlways(std::string strBody, int nStatus = 200);
     /// Further queries hang until the server ends or `Release` is called.
@@ -35,6 +38,11 @@ public:
     void WaitForQuery() const;
 
 private:
+    struct Document {
+        std::string strVersion;
+        std::string strText;
+    };
+
     void Answer(const httplib::Request& request, httplib::Response& response);
 
     httplib::Server m_server;
@@ -42,8 +50,7 @@ private:
     std::thread m_thread;
     mutable std::mutex m_mutex;
     mutable std::condition_variable m_changed;
-    std::string m_strVersion;
-    std::string m_strDocument;
+    std::map<std::string, Document> m_mapDocuments;  ///< by contract list; the securities document has the empty name
     std::string m_strAlways;
     int m_nStatus = 0;
     bool m_bHang = false;

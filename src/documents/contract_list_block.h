@@ -1,0 +1,25 @@
+/// The shared block that carries the pickers' name tree to the other modules.
+#pragma once
+
+#include <memory>
+#include <string_view>
+
+#include "platform/clock.h"
+#include "platform/shared_memory.h"
+#include "store/host.h"
+
+namespace qvant {
+
+/// A block, not yet published.
+struct ContractListBlock {
+    Text strName;
+    std::unique_ptr<platform::CSharedMemory> pMemory;  ///< null when the system refused; the name stands all the same
+};
+
+/// Makes a block of exactly the size of its content, under a name that isn't taken. Tries names until one is free or
+/// the calling thread is told to stop.
+/// @param pOwner  stands in the name, so that two services in one session differ
+ContractListBlock MakeContractListBlock(IHost& host, const platform::IClock& clock, const void* pOwner,
+                                        std::string_view strContent);
+
+}  // namespace qvant

@@ -1,0 +1,169 @@
+/// From the files of the contract lists to the contract tables and the shared block.
+#include <algorithm>
+
+#include "documents/contract_list_block.h"
+#include "documents/contract_list_document.h"
+#include "documents/contract_list_name.h"
+#include "documents/text_archive.h"
+#include "platform/files.h"
+#include "platform/stop.h"
+
+namespace qvant {
+
+namespace {
+
+using Change = std::optional<CTransaction>;
+
+Change BeginEmptied(CBaseData* pTable) {
+    Change change;
+    if (!pTable) return change;
+    change.emplace(*pTable);
+    change->Clear(store::MASK_VALUES);
+    return change;
+}
+
+void Commit(Change& change) {
+    if (change) change->Commit();
+}
+
+CTransaction* Borrow(Change& change) { return change ? &*change : nullptr; }
+
+/// The lines of a text, without their ends, one behind the other.
+void JoinLines(Text& strText) {
+    if (strText.find_first_of(u"\r\n") == Text::npos) return;
+    std::size_t nEnd = 0;
+    for (std::size_t nStart = 0; nStart < strText.size();) {
+        const std::size_t nNext = std::min(strText.find(u'\n', nStart), strText.size());
+        const bool bReturn = nNext > nStart && strText[nNext - 1] == u'\r';
+        const std::size_t nLength = nNext - nStart - (bReturn ? 1 : 0);
+        std::copy_n(strText.begin() + static_cast<std::ptrdiff_t>(nStart), nLength,
+                    strText.begin() + static_cast<std::ptrdiff_t>(nEnd));
+        nEnd += nLength;
+        nStart = nNext + 1;
+    }
+    strText.resize(nEnd);
+}
+
+std::optional<Text> ReadList(TextView strPath) {
+    auto strText = platform::ReadWholeText(strPath);
+    if (strText) JoinLines(*strText);
+    return strText;
+}
+
+}  // namespace
+
+void CContractListDocument::LoadContractList(const ContractListTables& tables, bool bKeep) {
+    m_parts.host.LogMessage(u"LoadContractList-Start");
+    ClearResults(bKeep);
+    Change name = BeginEmptied(tables.pContractListName);
+    Text strClassifyText;
+    bool bAllRead = true;
+    if (!BuildTables(tables, strClassifyText, bAllRead)) return GiveUp();
+    PublishNames(name);
+    Finish(tables.pContractList, strClassifyText);
+    m_parts.host.LogMessage(u"LoadContractList-End");
+    if (!bAllRead) m_parts.errors.PostMsg(CErrorReport::NO_CONTRACT_FILE, u"");
+    m_parts.builder.m_mapContractListName.clear();
+    // Until here a reader that took the old name from the store could still open the old block.
+    RetireBlock();
+}
+
+void CContractListDocument::ClearResults(bool bKeep) {
+    CContractBuilder& builder = m_parts.builder;
+    if (bKeep) {
+        builder.m_arContractInsertData.clear();
+        builder.m_mapContractListName.clear();
+        return;
+    }
+    builder.Clear();
+    builder.m_listChangedClassification.clear();
+}
+
+/// @return false when a stop cut the reading short
+bool CContractListDocument::BuildTables(const ContractListTables& tables, Text& strClassifyText, bool& bAllRead) {
+    Change hotMonth = BeginEmptied(tables.pHotMonth);
+    Change nearbyMonth = BeginEmptied(tables.pNearbyMonth);
+    if (!ReadLists(hotMonth, nearbyMonth, strClassifyText, bAllRead)) return false;
+    Commit(nearbyMonth);
+    Commit(hotMonth);
+    if (!m_parts.state.m_arClassification.empty()) {
+        m_parts.storage.StoreMarginRates(m_parts.builder.m_mapLongMargin, m_parts.builder.m_mapShortMargin);
+    }
+    return true;
+}
+
+/// @param bAllRead  out: false when a file couldn't be read
+/// @return false when a stop cut the reading short
+bool CContractListDocument::ReadLists(Change& hotMonth, Change& nearbyMonth, Text& strClassifyText, bool& bAllRead) {
+    // A copy: the host may sign in anew from inside a log line.
+    const auto arClassification = m_parts.state.m_arClassification;
+    for (const Text& strEntry : arClassification) {
+        if (platform::StopRequested()) return false;
+        const ContractListName name(strEntry);
+        const Text strPath = GetPath(name.strName);
+        if (const auto strText = name.IsUsable() ? ReadList(strPath) : std::nullopt) {
+            m_parts.builder.MakeContractList(*strText, Borrow(hotMonth), Borrow(nearbyMonth), name.strName,
+                                             strClassifyText);
+        } else {
+            m_parts.host.LogMessage(u"LoadContractList open file fail:" + strPath);
+            bAllRead = false;
+        }
+        m_parts.host.LogMessage(u"LoadContractList-" + name.strName);
+    }
+    return true;
+}
+
+/// The tables stand as they were, and what was built of the lists goes with the load. So that nobody takes the empty
+/// model for a current one, no classification counts as applied: the next sign-in loads.
+void CContractListDocument::GiveUp() {
+    m_parts.builder.Clear();
+    m_parts.state.m_strClassification.clear();
+}
+
+/// A block that couldn't be made is published all the same: readers find none, and know that there is no list.
+void CContractListDocument::PublishNames(Change& name) {
+    const std::string strArchive = ArchiveMap(m_parts.builder.m_mapContractListName);
+    ContractListBlock block = MakeContractListBlock(m_parts.host, m_parts.clock, this, strArchive);
+    if (name) {
+        name->SetValue(u"ContractListName", block.strName);
+        name->SetNumber(u"ContractListNameLen", static_cast<std::int32_t>(strArchive.size()));
+        name->Commit();
+    }
+    if (m_hContractListMapping) RetireBlock();  // of a load that a failure broke off behind this point
+    m_hContractListMapping = std::move(block.pMemory);
+}
+
+void CContractListDocument::Finish(CBaseData* pContractList, TextView strClassifyText) {
+    const RunState& state = m_parts.state;
+    Change list;
+    if (pContractList) {
+        list.emplace(*pContractList);
+        list->SetValue(u"CLASSIFY", ToUpper(TrimRight(strClassifyText, u"|")));
+    }
+    if (state.m_bFirstSymbolBuild) {
+        Commit(list);
+        if (!state.m_bPreProcessing) RefreshSymbols(true);
+        return;
+    }
+    // A reader of the table sees the new classifications only when their symbols are ready.
+    RefreshSymbols(false);
+    Commit(list);
+}
+
+/// @param bLoadAlways  loads the stock limits even if there are no new ones
+void CContractListDocument::RefreshSymbols(bool bLoadAlways) {
+    if (platform::StopRequested()) return;
+    const bool bNews = m_calls.queryStkInfo();
+    if (platform::StopRequested()) return;
+    if (bNews || bLoadAlways) m_calls.loadStkInfo();
+    m_calls.makeSymbolLookupList();
+}
+
+void CContractListDocument::RetireBlock() { m_hContractListMappingOld = std::move(m_hContractListMapping); }
+
+void CContractListDocument::CloseBlock() {
+    m_hContractListMapping.reset();
+    m_hContractListMappingOld.reset();
+}
+
+}  // namespace qvant

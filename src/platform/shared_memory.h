@@ -1,0 +1,45 @@
+/// Named memory that other modules and processes of the user can open.
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "base/text.h"
+
+namespace qvant::platform {
+
+/// A block that this object made and owns: its name goes with it, while whoever has opened the block keeps it. A block
+/// of a process that was killed stays until the machine starts anew or somebody removes it.
+class CSharedMemory {
+public:
+    static constexpr int ALREADY_EXISTS = 183;  ///< the number of a name that is taken
+
+    /// Makes a block that must not be there yet, filled with zeros, for this user alone. Its memory is set aside at
+    /// once, so that writing to it can't fail later.
+    /// @param strName  without "/" and NUL; a reader opens "/" followed by it
+    /// @param nSize    in bytes, above 0
+    /// @param nError   out, on failure: `ALREADY_EXISTS` for a name that is taken, else the system's number
+    /// @return null on failure; nothing is left behind then
+    static std::unique_ptr<CSharedMemory> Create(TextView strName, std::size_t nSize, int& nError);
+
+    ~CSharedMemory();
+    CSharedMemory(const CSharedMemory&) = delete;
+    CSharedMemory& operator=(const CSharedMemory&) = delete;
+
+    /// Maps the block, copies the bytes to its start and unmaps it.
+    /// @param strBytes  at most as many as the block has
+    /// @return 0, or the system's number
+    int Write(std::string_view strBytes) const;
+
+private:
+    CSharedMemory(std::string strPath, std::size_t nSize, int nDescriptor)
+        : m_strPath(std::move(strPath)), m_nSize(nSize), m_nDescriptor(nDescriptor) {}
+
+    const std::string m_strPath;
+    const std::size_t m_nSize;
+    const int m_nDescriptor;
+};
+
+}  // namespace qvant::platform
