@@ -27,21 +27,20 @@ const Text& CTextMap::at(TextView strKey) const {
     return pFound->second;
 }
 
-Text& CTextMap::operator[](TextView strKey) {
+Text& CTextMap::operator[](const HashedKey& key) {
     // A pass comes by its keys in the order of the last one.
-    if (m_nNext < m_nSize && m_arEntries[m_nNext].first == strKey) return m_arEntries[m_nNext++].second;
+    if (m_nNext < m_nSize && m_arEntries[m_nNext].first == key.strText) return m_arEntries[m_nNext++].second;
     if (2 * (m_nSize + 1) > m_arSlots.size()) Grow();
-    const std::uint32_t nHash = Hash(strKey);
-    Slot& slot = m_arSlots[FindSlot(strKey, nHash)];
+    Slot& slot = m_arSlots[FindSlot(key.strText, key.nHash)];
     if (slot.nEntry != 0) {
         m_nNext = slot.nEntry;
         return m_arEntries[slot.nEntry - 1].second;
     }
     if (m_nSize == m_arEntries.size()) m_arEntries.emplace_back();
     auto& [strOwnKey, strValue] = m_arEntries[m_nSize];
-    strOwnKey = strKey;
+    strOwnKey = key.strText;
     strValue.clear();
-    slot = {.nEntry = static_cast<std::uint32_t>(++m_nSize), .nHash = nHash};
+    slot = {.nEntry = static_cast<std::uint32_t>(++m_nSize), .nHash = key.nHash};
     return strValue;
 }
 
