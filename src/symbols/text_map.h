@@ -60,6 +60,8 @@ public:
     std::size_t erase(TextView strKey);
 
     void clear();
+    /// Makes room for so many entries.
+    void reserve(std::size_t nEntries);
 
     /// Whether both hold the same entries, in any order.
     bool operator==(const CTextMap& other) const;
@@ -74,7 +76,7 @@ private:
     static std::uint32_t Hash(TextView strKey) { return static_cast<std::uint32_t>(TextHash()(strKey)); }
     std::size_t FindSlot(TextView strKey, std::uint32_t nHash) const;
     void FreeSlot(std::size_t nSlot);
-    void Grow();
+    void Rehash(std::size_t nSlots);
 
     /// Beyond `m_nSize` lie entries that were cleared, kept for their memory.
     std::vector<value_type> m_arEntries;
