@@ -1,5 +1,7 @@
 #include "model/contract_builder.h"
 
+#include <algorithm>
+
 #include "model/contract_file.h"
 #include "model/contract_walk.h"
 
@@ -17,6 +19,18 @@ void CContractBuilder::Clear() {
     m_cffex.Clear();
 }
 
+/// Makes room for the contracts of one more file, so that a large one doesn't move what is there again and again.
+void CContractBuilder::Reserve(std::size_t nContracts) {
+    for (auto* pMap :
+         {&m_mapSymbolToName, &m_mapExpireDate, &m_mapLongMargin, &m_mapShortMargin, &m_mapSymbolToInstrument}) {
+        pMap->reserve(pMap->size() + nContracts);
+    }
+    for (auto* pList : {&m_arAllContract, &m_arContractInsertData}) {
+        const std::size_t nSize = pList->size() + nContracts;
+        if (nSize > pList->capacity()) pList->reserve(std::max(nSize, 2 * pList->capacity()));
+    }
+}
+
 void CContractBuilder::MakeContractList(TextView strText, CTransaction* pHotMonth, CTransaction* pNearbyMonth,
                                         TextView strClassification, Text& strClassifyText) {
     JsonDocument file;
@@ -24,6 +38,7 @@ void CContractBuilder::MakeContractList(TextView strText, CTransaction* pHotMont
     auto pRoot = MakeRootNode(file, strClassification, m_parts.state.AppsLanguage);
     if (!pRoot) return;
     AppendAll(strClassifyText, {pRoot->strEng, u",", pRoot->strLocal, u"|"});
+    Reserve(CountContracts(file));
     m_cffex.BeginFile();
     CContractRecorder recorder(m_parts, {*this, m_nearMonths, m_cffex, pHotMonth}, strClassification);
     CContractWalk(recorder, m_mapContractListName, m_parts.state, strClassification).Walk(std::move(pRoot));

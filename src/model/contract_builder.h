@@ -56,6 +56,8 @@ public:
     std::vector<Text> m_listChangedClassification;  ///< not empty: only these classifications add new contracts
 
 private:
+    void Reserve(std::size_t nContracts);
+
     const ContractBuilderParts m_parts;
     CNearMonths m_nearMonths;
     CCffexContracts m_cffex;

@@ -59,6 +59,20 @@ void ReadMember(TextView strKey, const JsonValue& value, stcContractListNode& no
 
 }  // namespace
 
+std::size_t CountContracts(const JsonValue& file) {
+    std::size_t nCount = 0;
+    for (std::vector<const JsonValue*> arPending = {&file}; !arPending.empty();) {
+        const JsonValue& node = *arPending.back();
+        arPending.pop_back();
+        const JsonValue* pContracts = node.IsObject() ? FindMember(node, u"Contracts") : nullptr;
+        if (pContracts && pContracts->IsArray()) nCount += pContracts->Size();
+        const JsonValue* pNodes = node.IsObject() ? FindMember(node, u"Node") : nullptr;
+        if (!pNodes || !pNodes->IsArray()) continue;
+        for (const JsonValue& child : pNodes->GetArray()) arPending.push_back(&child);
+    }
+    return nCount;
+}
+
 std::unique_ptr<stcContractListNode> MakeRootNode(const JsonValue& file, TextView strClassification,
                                                   TextView strLanguage) {
     if (!file.IsObject()) return nullptr;

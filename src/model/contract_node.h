@@ -46,6 +46,9 @@ struct stcContractListNode {
 
 using ContractListLevel = std::vector<std::unique_ptr<stcContractListNode>>;
 
+/// The number of contracts in a file, give or take those that no walk comes to.
+std::size_t CountContracts(const JsonValue& file);
+
 /// The root of a file, which goes by the classification's name.
 /// @return null when the file has no categories
 std::unique_ptr<stcContractListNode> MakeRootNode(const JsonValue& file, TextView strClassification,

@@ -43,6 +43,11 @@ void CContractRecorder::RecordLeaf(const stcContractListNode& leaf, TextView str
 void CContractRecorder::Record(const stcContractListNode& leaf, std::size_t nIndex) {
     const ContractSymbol symbol(leaf.arContracts[nIndex]);
     if (symbol.strSymbol.empty()) return;
+    // Each map's place for the symbol is far from the others'; it comes while the name is made.
+    for (const TextMap* pMap : {&m_maps.m_mapSymbolToName, &m_maps.m_mapExpireDate, &m_maps.m_mapLongMargin,
+                                &m_maps.m_mapShortMargin, &m_maps.m_mapSymbolToInstrument}) {
+        pMap->Prefetch(symbol.key);
+    }
     m_strName = FormatSymbolName(symbol.strSymbol, {}, m_names);
     if (m_strName.empty()) return;
     m_cffex.Add(symbol);
@@ -70,7 +75,7 @@ void CContractRecorder::AddHot(const ContractSymbol& symbol) {
     if (m_maps.m_mapSymbolToName.contains(strHot)) return;
     AddHotPair(symbol.strSymbol, strHot);
     m_maps.m_mapSymbolToName.insert_or_assign(strHot, FormatSymbolName(strHot, m_strHotWord, m_names));
-    m_maps.m_mapSymbolToHot.insert_or_assign(symbol.strSymbol, strHot);
+    m_maps.m_mapSymbolToHot.insert_or_assign(symbol.key, strHot);
     m_maps.m_arAllContract.push_back(std::move(strHot));
 }
 
@@ -85,7 +90,7 @@ bool CContractRecorder::Enter(const ContractSymbol& symbol) {
     TextMap& mapNames = m_maps.m_mapSymbolToName;
     if (!m_bAddsNew) return false;
     const std::size_t nBefore = mapNames.size();
-    Text& strName = mapNames[symbol.strSymbol];
+    Text& strName = mapNames[symbol.key];
     if (mapNames.size() == nBefore) return false;
     strName = m_strName;
     m_maps.m_arAllContract.emplace_back(symbol.strSymbol);
@@ -94,24 +99,24 @@ bool CContractRecorder::Enter(const ContractSymbol& symbol) {
 
 void CContractRecorder::EnterDetails(const ContractSymbol& symbol, const stcContractListNode& leaf,
                                      std::size_t nIndex) {
-    if (nIndex < leaf.arExpiration.size()) EnterExpiry(symbol.strSymbol, leaf.arExpiration[nIndex]);
+    if (nIndex < leaf.arExpiration.size()) EnterExpiry(symbol, leaf.arExpiration[nIndex]);
     if (nIndex < leaf.arLongMargin.size()) {
-        m_maps.m_mapLongMargin.insert_or_assign(symbol.strSymbol, leaf.arLongMargin[nIndex]);
+        m_maps.m_mapLongMargin.insert_or_assign(symbol.key, leaf.arLongMargin[nIndex]);
     }
     if (nIndex < leaf.arShortMargin.size()) {
-        m_maps.m_mapShortMargin.insert_or_assign(symbol.strSymbol, leaf.arShortMargin[nIndex]);
+        m_maps.m_mapShortMargin.insert_or_assign(symbol.key, leaf.arShortMargin[nIndex]);
     }
     if (Contains(symbol.strSymbol, u"QV.O.")) AddSyntheticUnderlying(symbol, At(leaf.arExpiration, nIndex));
 }
 
 /// All dates of a file go in one transaction: readers of "ExpireDate" see whole files and are told of them once.
-void CContractRecorder::EnterExpiry(TextView strSymbol, TextView strExpiry) {
-    m_maps.m_mapExpireDate.insert_or_assign(strSymbol, strExpiry);
+void CContractRecorder::EnterExpiry(const ContractSymbol& symbol, TextView strExpiry) {
+    m_maps.m_mapExpireDate.insert_or_assign(symbol.key, strExpiry);
     if (!m_pExpireDate) {
         m_pExpireDate = m_parts.host.OpenTable(u"ExpireDate", nullptr);
         if (m_pExpireDate) m_expireDate.emplace(*m_pExpireDate);
     }
-    if (m_expireDate) m_expireDate->SetValue(strSymbol, strExpiry);
+    if (m_expireDate) m_expireDate->SetValue(symbol.strSymbol, strExpiry);
 }
 
 void CContractRecorder::AddSyntheticUnderlying(const ContractSymbol& symbol, TextView strExpiry) {
@@ -164,9 +169,9 @@ void CContractRecorder::AddInstrument(const ContractSymbol& symbol, TextView str
     TextMap& mapInstruments = m_maps.m_mapSymbolToInstrument;
     if (Contains(symbol.strSymbol, u"QV.S.")) {
         AppendAll(m_strInstrumentList, {symbol.strProduct, u"|"});
-        mapInstruments.insert_or_assign(symbol.strSymbol, symbol.strProduct);
+        mapInstruments.insert_or_assign(symbol.key, symbol.strProduct);
     }
-    if (!strInstrument.empty()) mapInstruments.insert_or_assign(symbol.strSymbol, strInstrument);
+    if (!strInstrument.empty()) mapInstruments.insert_or_assign(symbol.key, strInstrument);
 }
 
 void CContractRecorder::Commit() {

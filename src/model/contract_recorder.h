@@ -43,7 +43,7 @@ private:
     void AddHotPair(TextView strContract, TextView strHot);
     bool Enter(const ContractSymbol& symbol);
     void EnterDetails(const ContractSymbol& symbol, const stcContractListNode& leaf, std::size_t nIndex);
-    void EnterExpiry(TextView strSymbol, TextView strExpiry);
+    void EnterExpiry(const ContractSymbol& symbol, TextView strExpiry);
     void AddSyntheticUnderlying(const ContractSymbol& symbol, TextView strExpiry);
     bool IsPermitted(const ContractSymbol& symbol);
     void AddRow(TextView strSymbol, bool bPermitted);

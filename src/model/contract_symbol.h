@@ -2,12 +2,13 @@
 #pragma once
 
 #include "symbols/symbol_fields.h"
+#include "symbols/text_map.h"
 
 namespace qvant {
 
 /// All of it is borrowed from the symbol.
 struct ContractSymbol {
-    explicit ContractSymbol(TextView strText) : strSymbol(strText) {
+    explicit ContractSymbol(TextView strText) : strSymbol(strText), key(strText) {
         int nPosition = 0;
         strPrefix = NextTokenView(strText, u".", nPosition);
         strClass = NextTokenView(strText, u".", nPosition);
@@ -20,6 +21,7 @@ struct ContractSymbol {
     }
 
     TextView strSymbol;
+    HashedKey key;  ///< the symbol, for the maps
     TextView strPrefix;
     TextView strClass;
     TextView strExchange;

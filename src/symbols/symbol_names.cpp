@@ -26,7 +26,7 @@ bool IsChineseStockExchange(TextView strExchange) { return strExchange == u"SSE"
 /// A symbol and what its name is built from.
 struct NameParts {
     SymbolFields fields;
-    Text strKey;
+    TextView strKey;
     TextView strName;
     TextView strLabel;
 };
@@ -51,21 +51,34 @@ Text FormatOptionName(const NameParts& parts, bool bLocal, const NameSources& so
     if (parts.fields.strRest.empty()) return {};
     const OptionFields option = SplitOption(parts.fields.strRest);
     if (!bLocal) {
-        return Format(u"%s%s%s%s", parts.strName, option.strMonth, option.strRight, option.strStrike);
+        return Concatenate({parts.strName, option.strMonth, option.strRight, option.strStrike});
     }
     if (IsChineseStockExchange(parts.fields.strExchange)) return FormatStockOption(parts, option, sources);
     const TextView strMonth = parts.strLabel.empty() ? CutLeft(option.strMonth, 2) : parts.strLabel;
-    return Format(u"%s%s-%s-%s", parts.fields.strProduct, strMonth, option.strRight, option.strStrike);
+    return Concatenate({parts.fields.strProduct, strMonth, u"-", option.strRight, u"-", option.strStrike});
 }
 
 Text FormatFutureName(const NameParts& parts, bool bLocal) {
     const SymbolFields& fields = parts.fields;
     // Elsewhere the month always shows, whatever word the caller has for it.
-    if (!bLocal) return Format(u"%s%s", parts.strName, fields.strRest);
+    if (!bLocal) return Concatenate({parts.strName, fields.strRest});
     const bool bIndex = fields.strExchange == u"CFFEX" &&
                         (fields.strProduct == u"IF" || fields.strProduct == u"IH" || fields.strProduct == u"IC");
     const TextView strStem = bIndex ? fields.strProduct : parts.strName;
-    return Format(u"%s%s", strStem, parts.strLabel.empty() ? CutLeft(fields.strRest, 2) : parts.strLabel);
+    return Concatenate({strStem, parts.strLabel.empty() ? CutLeft(fields.strRest, 2) : parts.strLabel});
+}
+
+/// The four-part key, borrowed from the symbol where that has no empty fields, and else from the buffer.
+TextView FindSecurityKey(TextView strSymbol, const SymbolFields& fields, Text& strBuffer) {
+    const std::size_t nLength =
+        fields.strPrefix.size() + fields.strClass.size() + fields.strExchange.size() + fields.strProduct.size() + 3;
+    const TextView strStart = strSymbol.substr(0, nLength);
+    if (!fields.strProduct.empty() &&
+        strStart.data() + strStart.size() == fields.strProduct.data() + fields.strProduct.size()) {
+        return strStart;
+    }
+    strBuffer = GetSecurityKey(strSymbol);
+    return strBuffer;
 }
 
 Text MakeLegKey(const SymbolFields& fields, TextView strProduct) {
@@ -101,12 +114,13 @@ SymbolWords LoadSymbolWords(TextView strPath, TextView strLanguage) {
 Text FormatSymbolName(TextView strSymbol, TextView strLabel, const NameSources& sources) {
     const SymbolFields fields = SplitSymbol(strSymbol);
     if (Contains(fields.strClass, u"2")) return FormatTwoLegName(strSymbol, sources);
-    NameParts parts{fields, GetSecurityKey(strSymbol), {}, strLabel};
+    Text strBuffer;
+    NameParts parts{fields, FindSecurityKey(strSymbol, fields, strBuffer), {}, strLabel};
     const Text* pName = Find(sources.m_mapSecurityName, parts.strKey);
     if (!pName) return {};
     parts.strName = *pName;
     if (fields.strClass == u"S") {
-        return IsChineseStockExchange(fields.strExchange) ? Format(u"%s %s", fields.strProduct, *pName) : *pName;
+        return IsChineseStockExchange(fields.strExchange) ? Concatenate({fields.strProduct, u" ", *pName}) : *pName;
     }
     const bool bLocal = sources.m_mapLocalExchanges.contains(fields.strExchange);
     return fields.strClass == u"O" ? FormatOptionName(parts, bLocal, sources) : FormatFutureName(parts, bLocal);

@@ -1,9 +1,16 @@
 #include "symbols/text_map.h"
 
 #include <algorithm>
+#include <bit>
 #include <stdexcept>
 
 namespace qvant {
+
+namespace {
+
+constexpr std::size_t LEAST_SLOTS = 16;
+
+}  // namespace
 
 /// The slot of the key, or the free one where it belongs. There are slots.
 std::size_t CTextMap::FindSlot(TextView strKey, std::uint32_t nHash) const {
@@ -27,21 +34,20 @@ const Text& CTextMap::at(TextView strKey) const {
     return pFound->second;
 }
 
-Text& CTextMap::operator[](TextView strKey) {
+Text& CTextMap::operator[](const HashedKey& key) {
     // A pass comes by its keys in the order of the last one.
-    if (m_nNext < m_nSize && m_arEntries[m_nNext].first == strKey) return m_arEntries[m_nNext++].second;
-    if (2 * (m_nSize + 1) > m_arSlots.size()) Grow();
-    const std::uint32_t nHash = Hash(strKey);
-    Slot& slot = m_arSlots[FindSlot(strKey, nHash)];
+    if (m_nNext < m_nSize && m_arEntries[m_nNext].first == key.strText) return m_arEntries[m_nNext++].second;
+    if (2 * (m_nSize + 1) > m_arSlots.size()) Rehash(std::max(LEAST_SLOTS, m_arSlots.size() * 2));
+    Slot& slot = m_arSlots[FindSlot(key.strText, key.nHash)];
     if (slot.nEntry != 0) {
         m_nNext = slot.nEntry;
         return m_arEntries[slot.nEntry - 1].second;
     }
     if (m_nSize == m_arEntries.size()) m_arEntries.emplace_back();
     auto& [strOwnKey, strValue] = m_arEntries[m_nSize];
-    strOwnKey = strKey;
+    strOwnKey = key.strText;
     strValue.clear();
-    slot = {.nEntry = static_cast<std::uint32_t>(++m_nSize), .nHash = nHash};
+    slot = {.nEntry = static_cast<std::uint32_t>(++m_nSize), .nHash = key.nHash};
     return strValue;
 }
 
@@ -72,9 +78,15 @@ void CTextMap::FreeSlot(std::size_t nSlot) {
     m_arSlots[nSlot] = Slot();
 }
 
-void CTextMap::Grow() {
-    constexpr std::size_t LEAST_SLOTS = 16;
-    std::vector<Slot> arSlots(std::max(LEAST_SLOTS, m_arSlots.size() * 2));
+void CTextMap::reserve(std::size_t nEntries) {
+    // At least twice what there was: whoever makes room little by little doesn't move everything each time.
+    if (nEntries > m_arEntries.capacity()) m_arEntries.reserve(std::max(nEntries, 2 * m_arEntries.capacity()));
+    if (2 * nEntries > m_arSlots.size()) Rehash(std::bit_ceil(2 * nEntries));
+}
+
+/// @param nSlots  a power of two
+void CTextMap::Rehash(std::size_t nSlots) {
+    std::vector<Slot> arSlots(nSlots);
     const std::size_t nMask = arSlots.size() - 1;
     for (const Slot& slot : m_arSlots) {
         if (slot.nEntry == 0) continue;

@@ -11,6 +11,14 @@
 
 namespace qvant {
 
+/// A key with its hash, made once for all the maps that it goes to.
+struct HashedKey {
+    explicit HashedKey(TextView strKey) : strText(strKey), nHash(static_cast<std::uint32_t>(TextHash()(strKey))) {}
+
+    TextView strText;
+    std::uint32_t nHash;
+};
+
 /// Speaks as the standard maps do, as far as it goes, and differs in this: entries lie side by side in the order of
 /// their first insertion; an insertion moves them, so that iterators and references end with it; and `clear` keeps
 /// the memory of the entries and of their texts, so that the next pass fills it without asking for any.
@@ -39,13 +47,21 @@ public:
     const Text& at(TextView strKey) const;
 
     /// The value of a key, entered as an empty text when it isn't there.
-    Text& operator[](TextView strKey);
+    Text& operator[](TextView strKey) { return (*this)[HashedKey(strKey)]; }
+    Text& operator[](const HashedKey& key);
     /// @param strKey  not borrowed from this map, nor is `strValue`
     void insert_or_assign(TextView strKey, TextView strValue) { (*this)[strKey] = strValue; }
+    void insert_or_assign(const HashedKey& key, TextView strValue) { (*this)[key] = strValue; }
+    /// Asks the machine for the memory where the key belongs, some time before an insertion.
+    void Prefetch(const HashedKey& key) const {
+        if (!m_arSlots.empty()) __builtin_prefetch(&m_arSlots[key.nHash & (m_arSlots.size() - 1)]);
+    }
     /// The last entry takes the place of the one that goes. @return the number of entries removed
     std::size_t erase(TextView strKey);
 
     void clear();
+    /// Makes room for so many entries.
+    void reserve(std::size_t nEntries);
 
     /// Whether both hold the same entries, in any order.
     bool operator==(const CTextMap& other) const;
@@ -60,7 +76,7 @@ private:
     static std::uint32_t Hash(TextView strKey) { return static_cast<std::uint32_t>(TextHash()(strKey)); }
     std::size_t FindSlot(TextView strKey, std::uint32_t nHash) const;
     void FreeSlot(std::size_t nSlot);
-    void Grow();
+    void Rehash(std::size_t nSlots);
 
     /// Beyond `m_nSize` lie entries that were cleared, kept for their memory.
     std::vector<value_type> m_arEntries;

@@ -96,6 +96,18 @@ TEST(TextMap, FindsEveryOtherEntryAfterAnyOneWent) {
     }
 }
 
+TEST(TextMap, KeepsItsEntriesWhenRoomIsMade) {
+    CTextMap map = {{u"a", u"1"}, {u"b", u"2"}};
+    for (const std::size_t nEntries : {0U, 1U, 100U, 10U}) {
+        map.reserve(nEntries);
+        EXPECT_THAT(map, ElementsAre(Pair(u"a", u"1"), Pair(u"b", u"2")));
+        EXPECT_EQ(map.at(u"b"), u"2");
+    }
+    const CTextMap::iterator pFirst = map.begin();
+    for (int i = 2; i < 100; ++i) map.insert_or_assign(Format(u"key %d", i), TextView(u"x"));
+    EXPECT_EQ(map.begin(), pFirst);
+}
+
 TEST(TextMap, EqualsOneWithTheSameEntriesInAnyOrder) {
     const CTextMap map = {{u"a", u"1"}, {u"b", u"2"}};
     EXPECT_EQ(map, (CTextMap{{u"b", u"2"}, {u"a", u"1"}}));
