@@ -6,13 +6,14 @@ include(CMakePackageConfigHelpers)
 set(QV_PACKAGE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/QVLumivale)
 set_target_properties(qvautomation PROPERTIES EXPORT_NAME Automation)
 set_target_properties(qvstore PROPERTIES EXPORT_NAME Store)
+set_target_properties(qvdatabase PROPERTIES EXPORT_NAME Database)
 set_target_properties(QVLumivale PROPERTIES EXPORT_NAME Service)
 target_compile_features(qvautomation INTERFACE cxx_std_17)
 
 install(TARGETS qvautomation EXPORT QVLumivaleTargets
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
         INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-install(TARGETS qvstore QVLumivale EXPORT QVLumivaleTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(TARGETS qvstore qvdatabase QVLumivale EXPORT QVLumivaleTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(TARGETS lumivale-host lumivale-refserver RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/qvant DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/sample DESTINATION ${CMAKE_INSTALL_DATADIR}/qvlumivale)

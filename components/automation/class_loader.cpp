@@ -8,6 +8,7 @@
 #include "interface_table.h"
 #include "platform/module.h"
 #include "qvant/component.h"
+#include "qvant/database.h"
 #include "qvant/store.h"
 
 namespace {
@@ -25,6 +26,9 @@ struct OwnComponent {
 
 constexpr OwnComponent OWN_COMPONENTS[] = {
     {u"QV_Data.BaseData.1", CLSID_BaseData, u"libqvstore.so"},
+    {u"Qvant.DataBaseAPI.1", CLSID_DataBaseAPI, u"libqvdatabase.so"},
+    {u"Qvant.RecordSet.1", CLSID_RecordSet, u"libqvdatabase.so"},
+    {u"Qvant.RecordItem.1", CLSID_RecordItem, u"libqvdatabase.so"},
 };
 
 struct ClassHash {

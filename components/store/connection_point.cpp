@@ -1,9 +1,11 @@
 #include "connection_point.h"
 
-#include "enumerator.h"
+#include "common/enumerator.h"
 #include "qvant/store.h"
 
 namespace qvant::store {
+
+using common::CEnumerator;
 
 CEventPoint::~CEventPoint() {
     for (auto& [nCookie, pDelivery] : m_mapSinks) EndDelivery(std::move(pDelivery));

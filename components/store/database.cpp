@@ -52,7 +52,9 @@ struct CDatabase::Statements {
     CStatement clearLinks;
 };
 
-CDatabase::CDatabase(const std::string& strPath) : m_sqlite(strPath) {}
+CDatabase::CDatabase(const std::string& strPath) : m_sqlite(strPath) {
+    if (m_sqlite.IsReadOnly()) throw CSqliteError(SQLITE_READONLY);
+}
 
 CDatabase::~CDatabase() = default;
 

@@ -7,11 +7,15 @@
 #include <set>
 #include <vector>
 
+#include "common/sqlite.h"
 #include "operations.h"
-#include "sqlite.h"
 #include "version.h"
 
 namespace qvant::store {
+
+using common::CSqlite;
+using common::CSqliteError;
+using common::CStatement;
 
 class CTable;
 

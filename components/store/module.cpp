@@ -2,8 +2,8 @@
 
 namespace qvant::store {
 
-CModule& GetModule() {
-    static CModule module;
+common::CModuleUse& GetModule() {
+    static common::CModuleUse module;
     return module;
 }
 

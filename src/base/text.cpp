@@ -48,6 +48,16 @@ char16_t* WidenInto(std::string_view strUtf8, char16_t* pOut, bool& bBroken) {
     return pOut;
 }
 
+/// Writes every unit, in a form that the compiler turns into wide steps. @return whether all of them were ASCII
+bool NarrowAscii(TextView strText, char* pOut) {
+    char16_t nAll = 0;
+    for (std::size_t i = 0; i < strText.size(); ++i) {
+        nAll = static_cast<char16_t>(nAll | strText[i]);
+        pOut[i] = static_cast<char>(strText[i]);
+    }
+    return nAll < 0x80;
+}
+
 }  // namespace
 
 Text Widen(std::string_view strUtf8) {
@@ -68,8 +78,15 @@ std::optional<std::size_t> WidenStrict(std::string_view strUtf8, char16_t* pOut)
 
 std::string Narrow(TextView strText) {
     std::string strResult;
-    strResult.resize(strText.size() * 3);
-    auto* pOut = reinterpret_cast<std::uint8_t*>(strResult.data());
+    NarrowInto(strText, strResult);
+    return strResult;
+}
+
+void NarrowInto(TextView strText, std::string& strUtf8) {
+    strUtf8.resize(strText.size());
+    if (NarrowAscii(strText, strUtf8.data())) return;
+    strUtf8.resize(strText.size() * 3);
+    auto* pOut = reinterpret_cast<std::uint8_t*>(strUtf8.data());
     std::size_t nOut = 0;
     std::size_t i = 0;
     while (i < strText.size()) {
@@ -77,8 +94,7 @@ std::string Narrow(TextView strText) {
         U16_NEXT_OR_FFFD(strText.data(), i, strText.size(), nPoint);
         U8_APPEND_UNSAFE(pOut, nOut, nPoint);
     }
-    strResult.resize(nOut);
-    return strResult;
+    strUtf8.resize(nOut);
 }
 
 std::string ToUtf16Bytes(TextView strText) {

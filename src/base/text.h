@@ -29,6 +29,9 @@ std::optional<std::size_t> WidenStrict(std::string_view strUtf8, char16_t* pOut)
 /// Wide text to UTF-8. A lone surrogate becomes U+FFFD.
 std::string Narrow(TextView strText);
 
+/// The same, into memory that is used again.
+void NarrowInto(TextView strText, std::string& strUtf8);
+
 /// Little-endian bytes of the units, two for each, with no mark in front.
 std::string ToUtf16Bytes(TextView strText);
 

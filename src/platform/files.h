@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "base/text.h"
 
@@ -48,6 +49,9 @@ std::optional<Text> CreateTempFile(TextView strFolder, TextView strPrefix);
 bool WriteNewFile(TextView strPath, std::string_view strBytes, bool* pCreated = nullptr);
 
 void DeleteFile(TextView strPath);
+
+/// Names of the files in a folder, without the folders in it, in the order of their units; none when it can't be read.
+std::vector<Text> ListFiles(TextView strFolder);
 
 /// Number of the last failed file operation of the calling thread (`errno`).
 int GetLastFileError();

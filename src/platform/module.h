@@ -14,6 +14,9 @@ Text GetModulePath(const void* pAddress);
 /// Loads a shared library for the rest of the process; null when it can't be loaded.
 void* LoadModule(TextView strPath);
 
+/// Gives a module back that was loaded; its code stays. Null does nothing.
+void FreeModule(void* hModule);
+
 /// Address of an exported function, or null.
 void* FindExport(void* hModule, const char* pszName);
 

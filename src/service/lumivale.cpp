@@ -41,6 +41,7 @@ HRESULT CodeOfCurrentFailure() noexcept {
 CLumivale::CLumivale(IHost& host, const platform::IClock& clock)
     : m_host(host),
       m_clock(clock),
+      m_databases(host, *this),
       m_session(clock),
       m_errors(host, clock),
       m_times(m_zones, clock),
@@ -127,7 +128,9 @@ void CLumivale::Init() {
     RegisterWithHost();
     FindHomeDir();
     m_tables.RegisterAndOpen(m_host);
+    m_databases.OpenSearch(m_settings.GetHomeDir(), m_settings.ReadSystemName());
     m_tables.RegisterAndOpenHoliday(m_host);
+    m_databases.OpenCqyz(m_settings.GetHomeDir());
     m_tables.RegisterAndOpenContractLists(m_host);
     m_zones.LoadCities(m_settings.GetCitiesPath());
     m_zones.LoadTimeZones(m_clock);
@@ -229,6 +232,7 @@ void CLumivale::CleanUp() {
     m_tables.ReleasePublished();
     m_storage.ReleaseLumivale();
     m_storage.ReleaseAppTradePermission();
+    m_databases.Release();
     m_tables.pCqyz.reset();
 }
 

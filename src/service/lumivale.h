@@ -24,6 +24,7 @@
 #include "service/settings.h"
 #include "service/tables.h"
 #include "store/host.h"
+#include "store/record_databases.h"
 #include "symbols/time_zones.h"
 
 namespace qvant {
@@ -33,7 +34,7 @@ namespace qvant {
 ///
 /// Any thread may call. The sub-statuses run one at a time; a stop or exit that comes while another runs tells it to
 /// end first, so that neither ever waits for a server.
-class CLumivale : private CBaseDataEventReceiver {
+class CLumivale : private CBaseDataEventReceiver, private CDataBaseEventReceiver {
 public:
     CLumivale(IHost& host, const platform::IClock& clock);
     ~CLumivale() override;
@@ -45,6 +46,9 @@ public:
     HRESULT OnTopicCommand(TextView strTopic, LONG nType, LONG nParameter, TextView strText, VARIANT* pData) noexcept;
 
 private:
+    /// Lines of the record databases go where all others go.
+    void OnWriteLog(const Text& strLine) override { m_host.LogMessage(strLine); }
+
     std::stop_token BeginCall();
     void Run(LONG nSubStatus);
     void RunStopping(void (CLumivale::*pStep)());
@@ -72,6 +76,7 @@ private:
 
     RunState m_state;
     KeptTables m_tables;
+    CRecordDatabases m_databases;
     CSettings m_settings;
     Options m_options;
     CSession m_session;

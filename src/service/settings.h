@@ -51,6 +51,10 @@ public:
     /// Reads the display words of a language.
     SymbolWords ReadSymbolWords(TextView strLanguage) const;
 
+    /// `SystemName`, the suffix of the search database's name.
+    Text ReadSystemName() const;
+
+    const Text& GetHomeDir() const { return m_strHomeDir; }
     Text GetCitiesPath() const { return m_strHomeDir + u"ComShared/cities.txt"; }
 
 private:

@@ -3,6 +3,7 @@
 #include <mutex>
 
 #include "platform/module.h"
+#include "store/create_object.h"
 
 namespace qvant {
 namespace {
@@ -25,13 +26,6 @@ FactoryGetter LoadStoreComponent() {
     return hModule ? reinterpret_cast<FactoryGetter>(platform::FindExport(hModule, "DllGetClassObject")) : nullptr;
 }
 
-IDispatch* AsDispatch(IUnknown* pStore) {
-    IDispatch* pDispatch = nullptr;
-    if (FAILED(pStore->QueryInterface(IID_IDispatch, reinterpret_cast<void**>(&pDispatch)))) pDispatch = nullptr;
-    pStore->Release();
-    return pDispatch;
-}
-
 }  // namespace
 
 Text GetReleaseComponentPath(TextView strModule) {
@@ -52,15 +46,6 @@ IDispatch* CreateStoreFromFile() {
     return SUCCEEDED(hr) ? AsDispatch(pStore) : nullptr;
 }
 
-IDispatch* CreateStoreFromProgId() {
-    CLSID clsid;
-    IUnknown* pStore = nullptr;
-    if (FAILED(CLSIDFromProgID(u"QV_Data.BaseData.1", &clsid)) ||
-        FAILED(
-            CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, IID_IBaseData, reinterpret_cast<void**>(&pStore)))) {
-        return nullptr;
-    }
-    return AsDispatch(pStore);
-}
+IDispatch* CreateStoreFromProgId() { return CreateObject(u"QV_Data.BaseData.1", IID_IBaseData); }
 
 }  // namespace qvant

@@ -4,17 +4,17 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "common/sqlite.h"
 #include "components/child_process.h"
 #include "components/event_log.h"
 #include "components/store_client.h"
-#include "sqlite.h"
 #include "support/scratch_folder.h"
 
 namespace qvant {
 namespace {
 
 using namespace test;
-using store::CSqlite;
+using common::CSqlite;
 
 using Values = std::map<Text, Text>;
 

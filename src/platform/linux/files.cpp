@@ -5,9 +5,11 @@
 #include <cerrno>
 #include <charconv>
 #include <cstdlib>
+#include <memory>
 #include <random>
 #include <utility>
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -213,6 +215,19 @@ bool WriteNewFile(TextView strPath, std::string_view strBytes, bool* pCreated) {
 
 void DeleteFile(TextView strPath) {
     if (unlink(ToPath(strPath).c_str()) != 0) Fail();
+}
+
+std::vector<Text> ListFiles(TextView strFolder) {
+    const std::string strPath = ToPath(strFolder);
+    const std::unique_ptr<DIR, int (*)(DIR*)> pFolder(opendir(strPath.c_str()), closedir);
+    std::vector<Text> arNames;
+    if (!pFolder) Fail();
+    while (const dirent* const pEntry = pFolder ? readdir(pFolder.get()) : nullptr) {
+        const std::string_view strName = pEntry->d_name;
+        if (!IsFolder(std::string(strPath).append("/").append(strName))) arNames.push_back(Widen(strName));
+    }
+    std::sort(arNames.begin(), arNames.end());
+    return arNames;
 }
 
 int GetLastFileError() { return t_nLastError; }

@@ -27,6 +27,10 @@ void* LoadModule(TextView strPath) {
     return dlopen(Narrow(strPath).c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
 }
 
+void FreeModule(void* hModule) {
+    if (hModule) dlclose(hModule);
+}
+
 void* FindExport(void* hModule, const char* pszName) { return hModule ? dlsym(hModule, pszName) : nullptr; }
 
 }  // namespace qvant::platform

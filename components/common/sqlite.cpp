@@ -1,10 +1,10 @@
-#include "sqlite.h"
+#include "common/sqlite.h"
 
-namespace qvant::store {
+namespace qvant::common {
 namespace {
 
-void Check(int nCode) {
-    if (nCode != SQLITE_OK) throw CSqliteError(nCode);
+void Check(sqlite3* pConnection, int nCode) {
+    if (nCode != SQLITE_OK) throw CSqliteError(nCode, sqlite3_errmsg(pConnection));
 }
 
 constexpr int BUSY_MILLISECONDS = 2000;
@@ -13,14 +13,14 @@ constexpr int BUSY_MILLISECONDS = 2000;
 
 CStatement::CStatement(sqlite3* pConnection, const char* pszSql) {
     sqlite3_stmt* pStatement = nullptr;
-    Check(sqlite3_prepare_v3(pConnection, pszSql, -1, SQLITE_PREPARE_PERSISTENT, &pStatement, nullptr));
+    Check(pConnection, sqlite3_prepare_v3(pConnection, pszSql, -1, SQLITE_PREPARE_PERSISTENT, &pStatement, nullptr));
     m_pStatement.reset(pStatement);
 }
 
-CStatement& CStatement::Checked(int nCode) {
-    if (nCode == SQLITE_OK) return *this;
+void CStatement::Fail(int nCode) {
+    const CSqliteError error(nCode, sqlite3_errmsg(sqlite3_db_handle(m_pStatement.get())));
     Rewind();
-    throw CSqliteError(nCode);
+    throw error;
 }
 
 CStatement& CStatement::Bind(std::int64_t nValue) {
@@ -33,6 +33,12 @@ CStatement& CStatement::Bind(TextView strValue) {
                                        SQLITE_STATIC, SQLITE_UTF16));
 }
 
+CStatement& CStatement::BindUtf8(std::string_view strValue) {
+    const char* const pBytes = strValue.data() ? strValue.data() : "";
+    return Checked(
+        sqlite3_bind_text64(m_pStatement.get(), ++m_nBound, pBytes, strValue.size(), SQLITE_STATIC, SQLITE_UTF8));
+}
+
 CStatement& CStatement::BindNull() { return Checked(sqlite3_bind_null(m_pStatement.get(), ++m_nBound)); }
 
 void CStatement::Run() {
@@ -43,8 +49,8 @@ void CStatement::Run() {
 bool CStatement::Step() {
     const int nCode = sqlite3_step(m_pStatement.get());
     if (nCode == SQLITE_ROW) return true;
+    if (nCode != SQLITE_DONE) Fail(nCode);
     Rewind();
-    if (nCode != SQLITE_DONE) throw CSqliteError(nCode);
     return false;
 }
 
@@ -60,25 +66,37 @@ TextView CStatement::GetText(int nColumn) const {
     return {static_cast<const char16_t*>(pText), static_cast<std::size_t>(nBytes) / sizeof(char16_t)};
 }
 
-CSqlite::CSqlite(const std::string& strPath) {
-    sqlite3* pConnection = nullptr;
-    constexpr int nFlags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX;
-    const int nCode = sqlite3_open_v2(strPath.c_str(), &pConnection, nFlags, nullptr);
-    m_pConnection.reset(pConnection);
-    Check(nCode);
-    if (sqlite3_db_readonly(pConnection, "main") == 1) throw CSqliteError(SQLITE_READONLY);
-    Check(sqlite3_busy_timeout(pConnection, BUSY_MILLISECONDS));
+std::string_view CStatement::GetUtf8(int nColumn) const {
+    const unsigned char* const pText = sqlite3_column_text(m_pStatement.get(), nColumn);
+    const int nBytes = sqlite3_column_bytes(m_pStatement.get(), nColumn);
+    if (!pText) return {};
+    return {reinterpret_cast<const char*>(pText), static_cast<std::size_t>(nBytes)};
 }
 
-void CSqlite::Execute(const char* pszSql) { Check(sqlite3_exec(Get(), pszSql, nullptr, nullptr, nullptr)); }
+CSqlite::CSqlite(const std::string& strPath, bool bCreate) {
+    sqlite3* pConnection = nullptr;
+    const int nFlags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | (bCreate ? SQLITE_OPEN_CREATE : 0);
+    const int nCode = sqlite3_open_v2(strPath.c_str(), &pConnection, nFlags, nullptr);
+    m_pConnection.reset(pConnection);
+    if (!pConnection) throw CSqliteError(nCode);
+    Check(pConnection, nCode);
+    Check(pConnection, sqlite3_busy_timeout(pConnection, BUSY_MILLISECONDS));
+}
+
+void CSqlite::Execute(const char* pszSql) { Check(Get(), sqlite3_exec(Get(), pszSql, nullptr, nullptr, nullptr)); }
 
 std::int64_t CSqlite::QueryInteger(const char* pszSql) {
     CStatement statement(Get(), pszSql);
     return statement.Step() ? statement.GetInteger(0) : 0;
 }
 
-void CSqlite::RollBack() noexcept {
-    if (sqlite3_get_autocommit(Get()) == 0) sqlite3_exec(Get(), "ROLLBACK", nullptr, nullptr, nullptr);
+bool CSqlite::HasMoved() const {
+    int nMoved = 0;
+    return sqlite3_file_control(Get(), "main", SQLITE_FCNTL_HAS_MOVED, &nMoved) == SQLITE_OK && nMoved != 0;
 }
 
-}  // namespace qvant::store
+void CSqlite::RollBack() noexcept {
+    if (IsInTransaction()) sqlite3_exec(Get(), "ROLLBACK", nullptr, nullptr, nullptr);
+}
+
+}  // namespace qvant::common

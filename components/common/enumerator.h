@@ -8,7 +8,7 @@
 
 #include "qvant/component.h"
 
-namespace qvant::store {
+namespace qvant::common {
 
 /// Walks a list that was copied when the enumerator was made.
 /// @tparam Item  of the interface's `Next`; `AddRefOf(item)` gives the caller a reference, `ReleaseOf` takes it back
@@ -80,4 +80,4 @@ private:
     std::size_t m_nNext = 0;
 };
 
-}  // namespace qvant::store
+}  // namespace qvant::common

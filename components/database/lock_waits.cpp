@@ -1,0 +1,31 @@
+#include "lock_waits.h"
+
+#include <algorithm>
+
+namespace qvant::database {
+namespace {
+
+constexpr std::chrono::milliseconds LIMIT{2000};
+constexpr std::chrono::milliseconds LONGEST_PAUSE{50};
+
+}  // namespace
+
+bool CLockWaits::WaitBeforeTry(int nTry) {
+    const auto now = std::chrono::steady_clock::now();
+    if (!m_bStarted) m_end = now + LIMIT;
+    m_bStarted = true;
+    if (now >= m_end) return false;
+    const auto pause = std::min(LONGEST_PAUSE, std::chrono::milliseconds(1 + nTry));
+    std::unique_lock lock(m_mutex);
+    return !m_forbidden.wait_for(lock, pause, [this] { return !m_bAllowed; });
+}
+
+void CLockWaits::Allow(bool bAllow) {
+    {
+        const std::lock_guard lock(m_mutex);
+        m_bAllowed = bAllow;
+    }
+    if (!bAllow) m_forbidden.notify_all();
+}
+
+}  // namespace qvant::database
