@@ -35,7 +35,8 @@ Text MakeRow(int i) {
     const Text strMonth = Format(u"20%02d%02d", 20 + i % 240 / 12, i % 12 + 1);
     const Text strName = Format(u"E-mini %s %s", strProduct, strMonth);
     return Format(
-        u"QV.F.CME.%s.%s,%s,%s%s,%s,CME,%s,%s15,0.1250,0.1375,QV.F.CME.%s.HOT,QV.F.CME.%s.Front1,%ld,%ld,%ld,%ld,emini,,"
+        u"QV.F.CME.%s.%s,%s,%s%s,%s,CME,%s,%s15,0.1250,0.1375,QV.F.CME.%s.HOT,QV.F.CME.%s.Front1,%ld,%ld,%ld,%ld,emini,"
+        u","
         u"QV.F.CME.%s,%s%s,,F,1,1,1700000000",
         strProduct, strMonth, strName, strProduct, strMonth.substr(2), strName, strProduct, strMonth, strProduct,
         strProduct, 0, 0, 0, 0, strProduct, strProduct, strMonth);
@@ -131,7 +132,8 @@ Fields SplitRows(int nCount) {
 
 bool BindAll(sqlite3* pConnection, const Fields& fields) {
     const Text strMarks = Join(std::vector<Text>(fields.front().size(), Text(u"?")), u",");
-    const std::string strSql = "INSERT INTO SymbolSearch(" + Narrow(INSERT_FIELDS) + ") VALUES(" + Narrow(strMarks) + ")";
+    const std::string strSql =
+        "INSERT INTO SymbolSearch(" + Narrow(INSERT_FIELDS) + ") VALUES(" + Narrow(strMarks) + ")";
     sqlite3_stmt* pInsert = nullptr;
     sqlite3_exec(pConnection, "BEGIN", nullptr, nullptr, nullptr);
     sqlite3_prepare_v2(pConnection, strSql.c_str(), -1, &pInsert, nullptr);

@@ -13,8 +13,7 @@ constexpr int BUSY_MILLISECONDS = 2000;
 
 CStatement::CStatement(sqlite3* pConnection, const char* pszSql) {
     sqlite3_stmt* pStatement = nullptr;
-    Check(pConnection,
-          sqlite3_prepare_v3(pConnection, pszSql, -1, SQLITE_PREPARE_PERSISTENT, &pStatement, nullptr));
+    Check(pConnection, sqlite3_prepare_v3(pConnection, pszSql, -1, SQLITE_PREPARE_PERSISTENT, &pStatement, nullptr));
     m_pStatement.reset(pStatement);
 }
 
@@ -36,8 +35,8 @@ CStatement& CStatement::Bind(TextView strValue) {
 
 CStatement& CStatement::BindUtf8(std::string_view strValue) {
     const char* const pBytes = strValue.data() ? strValue.data() : "";
-    return Checked(sqlite3_bind_text64(m_pStatement.get(), ++m_nBound, pBytes, strValue.size(), SQLITE_STATIC,
-                                       SQLITE_UTF8));
+    return Checked(
+        sqlite3_bind_text64(m_pStatement.get(), ++m_nBound, pBytes, strValue.size(), SQLITE_STATIC, SQLITE_UTF8));
 }
 
 CStatement& CStatement::BindNull() { return Checked(sqlite3_bind_null(m_pStatement.get(), ++m_nBound)); }

@@ -80,8 +80,8 @@ private:
 /// A connection to a database file, used under its owner's lock.
 class CSqlite {
 public:
-    /// Opens the file for writing, or for reading alone when it can't be written. A lock of somebody else is waited for,
-    /// two seconds at most. Throws `CSqliteError`.
+    /// Opens the file for writing, or for reading alone when it can't be written. A lock of somebody else is waited
+    /// for, two seconds at most. Throws `CSqliteError`.
     /// @param bCreate  makes the file when it is missing
     explicit CSqlite(const std::string& strPath, bool bCreate = true);
 

@@ -10,8 +10,7 @@
 
 namespace qvant::database {
 
-class CDatabaseObject final
-    : public CDispatchObject<CDatabaseObject, IConnectionPointContainer, IQvantDataBase> {
+class CDatabaseObject final : public CDispatchObject<CDatabaseObject, IConnectionPointContainer, IQvantDataBase> {
 public:
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppvObject) override;
     ULONG STDMETHODCALLTYPE AddRef() override { return CDispatchObject::AddRef(); }

@@ -73,8 +73,7 @@ HRESULT CLogPoint::EnumConnections(IEnumConnections** ppEnum) {
         std::vector<CONNECTDATA> arConnections;
         arConnections.reserve(m_mapSinks.size());
         for (const auto& [nCookie, pSink] : m_mapSinks) arConnections.push_back({pSink, nCookie});
-        auto* const pEnum =
-            new common::CEnumerator<IEnumConnections, CONNECTDATA>(IID_IEnumConnections, arConnections);
+        auto* const pEnum = new common::CEnumerator<IEnumConnections, CONNECTDATA>(IID_IEnumConnections, arConnections);
         for (const CONNECTDATA& connection : arConnections) connection.pUnk->AddRef();
         *ppEnum = pEnum;
         return S_OK;

@@ -40,7 +40,8 @@ CRecordCatalogue::CRecordCatalogue(CLockWaits& waits)
 
 std::vector<Text> CRecordCatalogue::OpenSystem(TextView strFolder, TextView strSystem) {
     Text strBase = strFolder.starts_with(u'/') ? Text() : m_strHome;
-    if (strFolder != u"." && !strFolder.empty()) strBase.append(strFolder).append(strFolder.ends_with(u'/') ? u"" : u"/");
+    if (strFolder != u"." && !strFolder.empty())
+        strBase.append(strFolder).append(strFolder.ends_with(u'/') ? u"" : u"/");
     m_strDatabases = strBase + u"Data/API/";
     m_strSystem = strSystem;
     m_bOpened = true;

@@ -25,11 +25,14 @@ public:
     CRecordFile& GetFile(TextView strDatabase);
 
     /// From now on the table is that of this file.
-    void Declare(TextView strTable, CRecordFile& file) { m_mapTables.insert_or_assign(Text(strTable), SPlace{&file, true}); }
+    void Declare(TextView strTable, CRecordFile& file) {
+        m_mapTables.insert_or_assign(Text(strTable), SPlace{&file, true});
+    }
     /// The table is gone from this file; all of its tables are when the name is empty.
     void Forget(TextView strTable, const CRecordFile& file);
 
-    /// The file that has the table. One that nobody declared is looked for in the folder. @return null when there is none
+    /// The file that has the table. One that nobody declared is looked for in the folder. @return null when there is
+    /// none
     CRecordFile* Find(TextView strTable);
 
     template <class Visit>

@@ -104,8 +104,7 @@ bool CRecordDatabase::EndBatch() {
     {
         const std::lock_guard lock(m_mutex);
         m_bBatch = false;
-        m_catalogue.ForEachFile(
-            [&](const Text& strPath, CRecordFile& file) { arFiles.emplace_back(strPath, &file); });
+        m_catalogue.ForEachFile([&](const Text& strPath, CRecordFile& file) { arFiles.emplace_back(strPath, &file); });
     }
     for (const auto& [strPath, pFile] : arFiles) {
         const TextView strName = TextView(strPath).substr(strPath.rfind(u'/') + 1);

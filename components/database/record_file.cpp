@@ -83,7 +83,8 @@ void CRecordFile::Close() noexcept {
 }
 
 void CRecordFile::Open() {
-    constexpr const char* CACHE = "PRAGMA cache_size = -65536";  // a batch of that many KiB blocks no reader but to end
+    // A new file gets pages twice as large as usual; a batch of up to 64 MiB blocks no reader but at its end.
+    constexpr const char* SIZES = "PRAGMA page_size = 8192; PRAGMA cache_size = -65536";
     try {
         sqlite3* const pConnection = m_sqlite.emplace(Narrow(m_strPath), false).Get();
         sqlite3_busy_handler(pConnection, WaitForLock, &m_waits);
@@ -91,7 +92,7 @@ void CRecordFile::Open() {
         sqlite3_db_config(pConnection, SQLITE_DBCONFIG_DQS_DML, 0, nullptr);
         sqlite3_db_config(pConnection, SQLITE_DBCONFIG_DQS_DDL, 0, nullptr);
         sqlite3_db_config(pConnection, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
-        m_sqlite->Execute(CACHE);
+        m_sqlite->Execute(SIZES);
         m_sqlite->QueryInteger("SELECT COUNT(*) FROM sqlite_master");  // tells a file that is no database
     } catch (...) {
         m_sqlite.reset();
@@ -138,8 +139,10 @@ void CRecordFile::InBatch(const Write& write) {
     }
     try {
         write();
-    } catch (...) {
-        if (!m_sqlite->IsInTransaction()) m_batch = Batch::Broken;
+    } catch (const CSqliteError& error) {
+        // A file that can't be written lets a transaction begin all the same.
+        const bool bReadOnly = (error.GetCode() & 0xFF) == SQLITE_READONLY;
+        if (bReadOnly || !m_sqlite->IsInTransaction()) m_batch = Batch::Broken;
         throw;
     }
 }
@@ -201,7 +204,8 @@ void CRecordFile::RestoreIndexes() {
 std::vector<Text> CRecordFile::ListTables() {
     std::vector<Text> arTables;
     if (!OpenIfThere()) return arTables;
-    CStatement names(m_sqlite->Get(), "SELECT name FROM sqlite_master WHERE type = 'table' AND name NOT GLOB 'sqlite_*'");
+    CStatement names(m_sqlite->Get(),
+                     "SELECT name FROM sqlite_master WHERE type = 'table' AND name NOT GLOB 'sqlite_*'");
     while (names.Step()) arTables.emplace_back(names.GetText(0));
     return arTables;
 }
@@ -308,8 +312,8 @@ SQueryResult CRecordFile::Query(TextView strTable, TextView strField, TextView s
 std::shared_ptr<const SRecordBlock> CRecordFile::ReadBlock(const SQueryResult& result, std::size_t nFirst) {
     if (!OpenIfThere()) return nullptr;
     const bool bAll = result.strField.empty();
-    auto& fetch = m_statements.Get(m_sqlite->Get(), bAll ? Kind::FetchOfAll : Kind::Fetch, result.strTable,
-                                   result.strField);
+    auto& fetch =
+        m_statements.Get(m_sqlite->Get(), bAll ? Kind::FetchOfAll : Kind::Fetch, result.strTable, result.strField);
     const auto pBlock = std::make_shared<SRecordBlock>();
     pBlock->nFirst = nFirst;
     const CReadScope scope(*m_sqlite);

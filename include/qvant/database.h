@@ -15,8 +15,7 @@
 #include "qvant/component.h"
 
 /// Class of a database object, ProgID "Qvant.DataBaseAPI.1".
-inline constexpr CLSID CLSID_DataBaseAPI{
-    0x7917B64A, 0x4E00, 0x4F07, {0xB8, 0x04, 0x23, 0x0A, 0x95, 0xF9, 0x88, 0x26}};
+inline constexpr CLSID CLSID_DataBaseAPI{0x7917B64A, 0x4E00, 0x4F07, {0xB8, 0x04, 0x23, 0x0A, 0x95, 0xF9, 0x88, 0x26}};
 /// The dispatch interface of a database object; it has the number of its class.
 inline constexpr IID IID_IDataBaseAPI = CLSID_DataBaseAPI;
 /// The events of a database object, a dispatch interface that a sink answers to.
@@ -85,8 +84,8 @@ inline constexpr IID IID_IQvantDataBase{0xD0A6B7E3, 0x48F2, 0x4A19, {0x8C, 0x5D,
 
 /// What a client needs beyond the numbered methods. A database object answers to it by QueryInterface.
 struct IQvantDataBase : IUnknown {
-    /// Forbids or allows waiting for locks; allowed at first. Forbidding ends the wait of a running call, which fails as
-    /// if its two seconds were over. Any thread, at any time.
+    /// Forbids or allows waiting for locks; allowed at first. Forbidding ends the wait of a running call, which fails
+    /// as if its two seconds were over. Any thread, at any time.
     virtual HRESULT STDMETHODCALLTYPE AllowWaits(BOOL bAllow) = 0;
 
 protected:

@@ -71,7 +71,7 @@ private:
     CDataBaseEventReceiver& m_sink;
     Text m_strHomeDir;
     Text m_strSystemName;
-    Text m_strDbName;     ///< "Lumivale_" and the system's name
+    Text m_strDbName;  ///< "Lumivale_" and the system's name
     Text m_strDbVersion;
     CRecordResults m_results;
     std::unique_ptr<DbAPIObj> m_pSearch;

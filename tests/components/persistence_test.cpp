@@ -4,10 +4,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "common/sqlite.h"
 #include "components/child_process.h"
 #include "components/event_log.h"
 #include "components/store_client.h"
-#include "common/sqlite.h"
 #include "support/scratch_folder.h"
 
 namespace qvant {
