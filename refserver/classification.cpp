@@ -127,7 +127,8 @@ private:
                     if (rule.strKey.starts_with(strItem)) AddPick(rule, strSeries, arPicks);
                 }
             }
-            if (arPicks.size() == nBefore) Refuse("\"" + strItem + "\" has no " + strSeries + " contracts");
+            if (arPicks.size() == nBefore)
+                Refuse("\"" + strItem + "\" has no " + strSeries + (strSeries.empty() ? "" : " ") + "contracts");
         }
         return arPicks;
     }
@@ -155,7 +156,8 @@ private:
             }
         }
         CloseArray();
-        AddColumn("ExpirationDate", arPicks, [](const Pick&, const ContractSeries& series) { return series.strExpiry; });
+        AddColumn("ExpirationDate", arPicks,
+                  [](const Pick&, const ContractSeries& series) { return series.strExpiry; });
         AddColumn("LongMarginRate", arPicks,
                   [](const Pick& pick, const ContractSeries&) { return pick.pRule->strLongMargin; });
         AddColumn("ShortMarginRate", arPicks,

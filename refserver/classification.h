@@ -15,7 +15,7 @@ namespace qvant::refserver {
 
 /// What a classification takes from the securities.
 struct ListedSecurities {
-    std::vector<std::string> arKeys;  // all of them, in order
+    std::vector<std::string> arKeys;                                                  // all of them, in order
     std::map<std::string, std::map<std::string, std::string>, std::less<>> mapNames;  // product to language to name
 };
 

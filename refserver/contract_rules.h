@@ -27,8 +27,8 @@ struct ContractRule {
     std::vector<ContractSeries> arSeries;
     std::string strLongMargin;
     std::string strShortMargin;
-    std::string strHot;   // a month of the series, or empty
-    std::string strHot2;  // likewise
+    std::string strHot;            // a month of the series, or empty
+    std::string strHot2;           // likewise
     std::int64_t nInstrument = 0;  // identifier of the first contract, the others count on; 0: none
 
     bool IsOption() const { return strKey.starts_with("QV.O."); }

@@ -151,8 +151,7 @@ std::string CSecuritiesMerger::Select(const std::vector<std::string>& arPrefixes
 
 void CSecuritiesMerger::ForEach(const std::function<void(const std::string&, std::string_view)>& call) const {
     for (const auto& security : m_arSecurities) {
-        call(*security.pKey,
-             std::string_view(m_strText).substr(security.nValue, security.nEnd - security.nValue));
+        call(*security.pKey, std::string_view(m_strText).substr(security.nValue, security.nEnd - security.nValue));
     }
 }
 

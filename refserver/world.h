@@ -30,7 +30,8 @@ struct WorldDocument {
     ReadyBody probe;         // LastVersion alone
 };
 
-/// A document that goes out whole or not at all: a classification, the stock info of an exchange, the trade permissions.
+/// A document that goes out whole or not at all: a classification, the stock info of an exchange, the trade
+/// permissions.
 struct VersionedDocument {
     std::string strVersion;  // as clients send it back
     ReadyBody whole;
