@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdint>
 #include <cstdio>
+#include <utility>
 
 #include <rapidjson/document.h>
 
@@ -145,7 +146,7 @@ ListedSecurities ListSecurities(const CSecuritiesMerger& merger, const CContract
         auto& mapNames = listed.mapNames[strKey];
         rapidjson::Document root;
         root.Parse<rapidjson::kParseIterativeFlag>(security.data(), security.size());
-        for (const auto& member : root.GetObject()) {
+        for (const auto& member : std::as_const(root).GetObject()) {
             constexpr std::string_view NameOf = "Name.";
             const auto name = ToView(member.name);
             if (!name.starts_with(NameOf) || !member.value.IsString()) continue;
@@ -160,17 +161,15 @@ ListedSecurities ListSecurities(const CSecuritiesMerger& merger, const CContract
     return listed;
 }
 
-bool IsIn(const fs::path& file, const char* pFolder) { return file.parent_path().filename() == pFolder; }
-
-void ReadClassifications(const std::vector<fs::path>& arFiles, const WorldSettings& settings,
+void ReadClassifications(const std::vector<fs::path>& arFiles, const fs::path& folder, const WorldSettings& settings,
                          const CSecuritiesMerger& merger, World& world) {
     CContractRules rules;
     for (const auto& file : arFiles) {
-        if (IsIn(file, "contracts")) rules.AddFile(file);
+        if (file.parent_path() == folder / "contracts") rules.AddFile(file);
     }
     const auto listed = ListSecurities(merger, rules);
     for (const auto& file : arFiles) {
-        if (!IsIn(file, "classifications")) continue;
+        if (file.parent_path() != folder / "classifications") continue;
         world.mapClassifications[file.stem().string()] =
             MakeVersioned(settings, "\"Classification\":" + ExpandClassification(file, rules, listed));
     }
@@ -205,13 +204,12 @@ World ReadWorld(const fs::path& folder) {
     World world;
     for (std::size_t n = 1; n < arFiles.size(); ++n) {
         const fs::path& file = arFiles[n];
-        if (IsIn(file, "securities")) merger.AddFile(file);
-        if (IsIn(file, "stkinfo")) world.mapStockInfo[file.stem().string()] = ReadVersioned(settings, file);
-        if (file.filename() == PermissionsFile && file.parent_path() == folder) {
-            world.permissions = ReadVersioned(settings, file);
-        }
+        if (file.parent_path() == folder / "securities") merger.AddFile(file);
+        if (file.parent_path() == folder / "stkinfo")
+            world.mapStockInfo[file.stem().string()] = ReadVersioned(settings, file);
+        if (file == folder / PermissionsFile) world.permissions = ReadVersioned(settings, file);
     }
-    ReadClassifications(arFiles, settings, merger, world);
+    ReadClassifications(arFiles, folder, settings, merger, world);
     world.nFiles = arFiles.size();
     world.nSecurities = merger.GetCount();
     for (const auto& [strType, arPrefixes] : settings.mapListTypes) {

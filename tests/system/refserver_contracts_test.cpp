@@ -196,6 +196,16 @@ TEST_F(RefserverContracts, ServesAnEditUnderANewVersionFromTheNextRequestOn) {
     EXPECT_TRUE(Ask(Permissions).HasMember("CHN"));
 }
 
+TEST_F(RefserverContracts, AreFoundInAFolderOfAnyNameAndSpelling) {
+    const auto folder = m_world.GetPath() / "stkinfo";
+    std::filesystem::create_directory(folder / "securities");
+    m_world.Write("stkinfo/world.json", "{}");
+    m_world.Write("stkinfo/permissions.json", R"({"TWN": {}})");
+    const auto pServer = CServerProcess::Serve(folder.string() + "/");
+    EXPECT_THAT(Get(*pServer, Permissions).strBody, HasSubstr(R"(,"TWN":{}})"));
+    EXPECT_EQ(Get(*pServer, StockInfo("permissions", "-1")).nStatus, 404);
+}
+
 TEST_F(RefserverContracts, GivesAFixedVersionToEveryDocument) {
     m_world.Write("world.json", R"({"fixedVersion": 20261121001})");
     for (const auto& strTarget : {Classification("ALL", "-1"), StockInfo("sse", "-1"), Permissions}) {
