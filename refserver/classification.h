@@ -19,7 +19,8 @@ struct ListedSecurities {
     std::map<std::string, std::map<std::string, std::string>, std::less<>> mapNames;  // product to language to name
 };
 
-/// The `Classification` member of a reply, as compact JSON. A node goes out as it stands but for these members:
+/// The `Classification` member of a reply with its name, as compact JSON. A node goes out as it stands but for these
+/// members:
 ///  - "EachProduct": beginnings of product keys; becomes "Node" with a leaf for each product
 ///  - "Products": product keys, or beginnings of them that end in "."; becomes the arrays of a leaf with all their
 ///    contracts, or with "Series": "hot" or "hot2" those of one month

@@ -171,7 +171,7 @@ void ReadClassifications(const std::vector<fs::path>& arFiles, const fs::path& f
     for (const auto& file : arFiles) {
         if (file.parent_path() != folder / "classifications") continue;
         world.mapClassifications[file.stem().string()] =
-            MakeVersioned(settings, "\"Classification\":" + ExpandClassification(file, rules, listed));
+            MakeVersioned(settings, ExpandClassification(file, rules, listed));
     }
 }
 
