@@ -39,6 +39,10 @@ public:
 private:
     [[noreturn]] void Refuse(const std::string& strWhy) const { throw CWorldError(m_file.string() + ": " + strWhy); }
 
+    [[noreturn]] void RefuseEmpty(const std::string& strItem, const std::string& strSeries) const {
+        Refuse("\"" + strItem + "\" has no " + (strSeries.empty() ? "" : strSeries + " ") + "contracts");
+    }
+
     void AddKey(std::string_view name) {
         if (m_strText.back() != '{') m_strText += ',';
         m_strText += ToJson(name) + ":";
@@ -127,8 +131,7 @@ private:
                     if (rule.strKey.starts_with(strItem)) AddPick(rule, strSeries, arPicks);
                 }
             }
-            if (arPicks.size() == nBefore)
-                Refuse("\"" + strItem + "\" has no " + strSeries + (strSeries.empty() ? "" : " ") + "contracts");
+            if (arPicks.size() == nBefore) RefuseEmpty(strItem, strSeries);
         }
         return arPicks;
     }

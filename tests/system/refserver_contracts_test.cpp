@@ -91,9 +91,13 @@ TEST_F(RefserverContracts, SendsTheVersionAloneToAClientThatHoldsIt) {
           std::pair(StockInfo("szse", ""), "&LastVersion="), std::pair(Permissions + "?a=b", "&lastVersion=")}) {
         const std::string strVersion = Version(strFirst);
         ASSERT_FALSE(strVersion.empty()) << strFirst;
-        const auto nPath = strFirst.find("ersion=");
-        const std::string strSecond = nPath == std::string::npos ? strFirst + strMember + strVersion
-                                                                 : std::string(strFirst).insert(nPath + 7, strVersion);
+        const auto nPlace = strFirst.find("ersion=");
+        std::string strSecond = strFirst;
+        if (nPlace == std::string::npos) {
+            strSecond.append(strMember).append(strVersion);
+        } else {
+            strSecond.insert(nPlace + 7, strVersion);
+        }
         // A reply of fewer than five characters would count as none.
         EXPECT_EQ(Get(*m_pServer, strSecond).strBody, "{\"LastVersion\":\"" + strVersion + "\"}") << strSecond;
     }
