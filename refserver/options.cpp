@@ -70,6 +70,8 @@ Options ParseGenerate(CArguments& arguments) {
             options.nProducts = arguments.Count(strName, nMost);
         } else if (strName == "--contracts") {
             options.nContracts = arguments.Count(strName, nMost);
+        } else if (strName == "--listed") {
+            options.nListed = arguments.Count(strName, nMost);
         } else if (strName == "--seed") {
             options.nSeed = arguments.Count<std::uint64_t>(strName);
         } else if (strName == "--out") {
@@ -104,10 +106,11 @@ std::string HelpText() {
     return R"(lumivale-refserver: serves reference-data documents from a data folder.
 
   lumivale-refserver --data DIR [--port N] [--address A] [--fault F]...
-  lumivale-refserver generate --products N --contracts M --seed S --out DIR
+  lumivale-refserver generate --products N --contracts M [--listed L] --seed S --out DIR
 
 Serving:
-  --data DIR      the data folder: world.json and securities/*.json. An edit is served from
+  --data DIR      the data folder: world.json, permissions.json and the files *.json of
+                  securities, contracts, classifications and stkinfo. An edit is served from
                   the next request on, under a version of its own; a broken one is noted on
                   standard error, and the last good data stay.
   --port N        0, the default, takes any free port
@@ -134,6 +137,8 @@ Serving:
 Generating:
   --products N    futures and options products
   --contracts M   securities in all, so at least N; those beyond the products are stocks
+  --listed L      futures and options contracts in the classifications, beside all the stocks;
+                  default 0
   --seed S        the same seed gives the same files; default 1
   --out DIR       the data folder to make; it must not hold a world already
 

@@ -22,6 +22,7 @@ struct ServeOptions {
 struct GenerateOptions {
     std::size_t nProducts = 0;
     std::size_t nContracts = 0;
+    std::size_t nListed = 0;
     std::uint64_t nSeed = 1;
     std::filesystem::path out;
 };

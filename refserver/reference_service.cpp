@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <exception>
+#include <iterator>
 
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
@@ -58,6 +59,14 @@ bool SendBody(CConnection& connection, const FaultPlan& plan, std::string_view b
 
 }  // namespace
 
+const CReferenceService::Route CReferenceService::Routes[] = {
+    {"/OutsideData_getMainForm.do", &CReferenceService::AnswerDocument},
+    {"/OutsideData_getMainLastVer.do", &CReferenceService::AnswerProbe},
+    {"/Classification_getClassification.do", &CReferenceService::AnswerClassification},
+    {"/stkinfo.do", &CReferenceService::AnswerStockInfo},
+    {"/AppsTradePermission.do", &CReferenceService::AnswerPermissions},
+};
+
 CReferenceService::CReferenceService(CWorldKeeper& worlds, CFaultList& faults, CAccessLog& log, const CStopSignal& stop)
     : m_worlds(worlds), m_faults(faults), m_log(log), m_stop(stop) {}
 
@@ -104,12 +113,36 @@ bool CReferenceService::Carry(CConnection& connection, const HttpRequest& reques
 
 HttpReply CReferenceService::Answer(const HttpRequest& request) {
     if (request.strPath.starts_with(ControlFolder)) return AnswerControl(request);
-    const bool bMain = request.strPath == "/OutsideData_getMainForm.do";
-    const bool bProbe = request.strPath == "/OutsideData_getMainLastVer.do";
-    if (!bMain && !bProbe) return MakeError(404, "no such document");
+    const auto* pRoute = std::find_if(std::begin(Routes), std::end(Routes),
+                                      [&](const Route& route) { return route.path == request.strPath; });
+    if (pRoute == std::end(Routes)) return MakeError(404, "no such document");
     if (request.strMethod != "GET" && request.strMethod != "HEAD") return MakeError(405, "documents are for GET");
-    if (bMain) return AnswerDocument(request);
+    return (this->*pRoute->pAnswer)(request);
+}
+
+HttpReply CReferenceService::AnswerProbe(const HttpRequest& request) {
     return MakeReadyReply(m_worlds.GetWorld()->GetDocument(AllSecurities).probe, request.AcceptsGzip());
+}
+
+HttpReply CReferenceService::AnswerClassification(const HttpRequest& request) {
+    const auto pWorld = m_worlds.GetWorld();
+    const auto it = pWorld->mapClassifications.find(request.GetQuery("cname"));
+    if (it == pWorld->mapClassifications.end()) return MakeError(404, "no such classification");
+    return MakeReadyReply(it->second.AnswerTo(request.GetQuery("lastVersion")), request.AcceptsGzip());
+}
+
+HttpReply CReferenceService::AnswerStockInfo(const HttpRequest& request) {
+    const auto pWorld = m_worlds.GetWorld();
+    const auto it = pWorld->mapStockInfo.find(request.GetQuery("exg"));
+    if (it == pWorld->mapStockInfo.end()) return MakeError(404, "no stock info of this exchange");
+    // Clients of this document spell the member with a capital.
+    return MakeReadyReply(it->second.AnswerTo(request.GetQuery("LastVersion")), request.AcceptsGzip());
+}
+
+HttpReply CReferenceService::AnswerPermissions(const HttpRequest& request) {
+    const auto pWorld = m_worlds.GetWorld();
+    if (!pWorld->permissions) return MakeError(404, "no permissions in this world");
+    return MakeReadyReply(pWorld->permissions->AnswerTo(request.GetQuery("lastVersion")), request.AcceptsGzip());
 }
 
 HttpReply CReferenceService::AnswerDocument(const HttpRequest& request) {

@@ -5,6 +5,7 @@
 #include <map>
 #include <mutex>
 #include <string>
+#include <string_view>
 
 #include "access_log.h"
 #include "faults.h"
@@ -24,8 +25,18 @@ public:
     bool Exchange(CConnection& connection, const HttpRequest& request);
 
 private:
+    struct Route {
+        std::string_view path;
+        HttpReply (CReferenceService::*pAnswer)(const HttpRequest&);
+    };
+    static const Route Routes[];
+
     HttpReply Answer(const HttpRequest& request);
     HttpReply AnswerDocument(const HttpRequest& request);
+    HttpReply AnswerProbe(const HttpRequest& request);
+    HttpReply AnswerClassification(const HttpRequest& request);
+    HttpReply AnswerStockInfo(const HttpRequest& request);
+    HttpReply AnswerPermissions(const HttpRequest& request);
     HttpReply AnswerControl(const HttpRequest& request);
     HttpReply AnswerFaults(const HttpRequest& request);
     std::string CountsToJson() const;

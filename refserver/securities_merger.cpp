@@ -10,7 +10,7 @@
 #include <rapidjson/reader.h>
 #include <rapidjson/writer.h>
 
-#include "world.h"
+#include "world_error.h"
 
 namespace qvant::refserver {
 
@@ -69,7 +69,7 @@ public:
         --m_nDepth;
         if (m_nDepth == 0) return true;
         const bool bWritten = m_writer.EndObject();
-        if (m_nDepth == 1) m_merger.m_arSecurities.push_back({m_nBegin, m_merger.m_strText.size()});
+        if (m_nDepth == 1) m_merger.m_arSecurities.push_back({m_nBegin, m_nValue, m_merger.m_strText.size(), m_pKey});
         return bWritten;
     }
     bool Key(const char* p, rapidjson::SizeType n, bool) { return m_nDepth == 1 ? StartSecurity(p, n) : Write(p, n); }
@@ -91,7 +91,9 @@ private:
 
     bool StartSecurity(const char* p, rapidjson::SizeType n) {
         m_strKey.assign(p, n);
-        if (!m_merger.m_setKeys.insert(m_strKey).second) {
+        const auto [itKey, bNew] = m_merger.m_setKeys.insert(m_strKey);
+        m_pKey = &*itKey;
+        if (!bNew) {
             m_strFault = "\"" + m_strKey + "\" stands twice";
             return false;
         }
@@ -102,6 +104,7 @@ private:
         m_keyWriter.Reset(m_sink);
         const bool bWritten = m_keyWriter.String(p, n);
         strText += ':';
+        m_nValue = strText.size();
         return bWritten;
     }
 
@@ -111,6 +114,8 @@ private:
     Writer m_keyWriter{m_sink};  // its key, a JSON text of its own to this writer
     int m_nDepth = 0;
     std::size_t m_nBegin = 0;
+    std::size_t m_nValue = 0;
+    const std::string* m_pKey = nullptr;
     std::string m_strKey;
     std::string m_strFault;
 };
@@ -142,6 +147,12 @@ std::string CSecuritiesMerger::Select(const std::vector<std::string>& arPrefixes
         strSelected += text;
     }
     return strSelected + "}";
+}
+
+void CSecuritiesMerger::ForEach(const std::function<void(const std::string&, std::string_view)>& call) const {
+    for (const auto& security : m_arSecurities) {
+        call(*security.pKey, std::string_view(m_strText).substr(security.nValue, security.nEnd - security.nValue));
+    }
 }
 
 std::string CSecuritiesMerger::TakeAll() {

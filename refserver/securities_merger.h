@@ -3,6 +3,7 @@
 
 #include <cstdio>
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <unordered_set>
@@ -20,6 +21,9 @@ public:
     /// Compact JSON of all securities whose key begins with one of the prefixes, in order.
     std::string Select(const std::vector<std::string>& arPrefixes) const;
 
+    /// Calls `call(key, compact JSON of the security)` for each security, in order.
+    void ForEach(const std::function<void(const std::string&, std::string_view)>& call) const;
+
     /// Compact JSON of all securities. Nothing can be added or selected afterwards.
     std::string TakeAll();
 
@@ -30,7 +34,9 @@ private:
 
     struct Security {
         std::size_t nBegin;
+        std::size_t nValue;  // where its object begins, behind the key and the colon
         std::size_t nEnd;
+        const std::string* pKey;  // in m_setKeys
     };
 
     std::string m_strText;  // `"key":{...}` after `"key":{...}`, joined by ","

@@ -1,17 +1,17 @@
 #include "world.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <cstdio>
-#include <fstream>
-#include <iterator>
+#include <utility>
 
 #include <rapidjson/document.h>
-#include <rapidjson/error/en.h>
-#include <rapidjson/stringbuffer.h>
-#include <rapidjson/writer.h>
 
+#include "classification.h"
+#include "contract_rules.h"
 #include "gzip.h"
+#include "json_file.h"
 #include "securities_merger.h"
 
 namespace qvant::refserver {
@@ -20,6 +20,10 @@ namespace {
 
 namespace fs = std::filesystem;
 
+constexpr const char* PermissionsFile = "permissions.json";
+// The folders whose every file whose name ends in ".json" belongs to the world.
+constexpr std::array<const char*, 4> Folders = {"securities", "contracts", "classifications", "stkinfo"};
+
 /// What "world.json" says.
 struct WorldSettings {
     std::string strVersion;
@@ -27,31 +31,6 @@ struct WorldSettings {
     std::string strBroker;
     std::map<std::string, std::vector<std::string>> mapListTypes;
 };
-
-std::string ToJson(const rapidjson::Value& value) {
-    rapidjson::StringBuffer buffer;
-    rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);
-    value.Accept(writer);
-    return {buffer.GetString(), buffer.GetSize()};
-}
-
-std::string ToJson(std::string_view text) {
-    return ToJson(rapidjson::Value(text.data(), static_cast<rapidjson::SizeType>(text.size())));
-}
-
-std::string ReadText(const fs::path& file) {
-    std::ifstream stream(file, std::ios::binary);
-    std::string strText{std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
-    if (!stream) throw CWorldError(file.string() + ": can't be read");
-    return strText;
-}
-
-std::string ReadString(const rapidjson::Value& root, const char* pName, const fs::path& file) {
-    const auto it = root.FindMember(pName);
-    if (it == root.MemberEnd()) return {};
-    if (!it->value.IsString()) throw CWorldError(file.string() + ": \"" + pName + "\" isn't a string");
-    return {it->value.GetString(), it->value.GetStringLength()};
-}
 
 std::string ReadFixedVersion(const rapidjson::Value& root, const fs::path& file) {
     const auto it = root.FindMember("fixedVersion");
@@ -83,14 +62,7 @@ void ReadListTypes(const rapidjson::Value& root, const fs::path& file, WorldSett
 }
 
 WorldSettings ReadSettings(const fs::path& file) {
-    const std::string strText = ReadText(file);
-    rapidjson::Document root;
-    root.Parse<rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag>(strText.data(), strText.size());
-    if (root.HasParseError()) {
-        throw CWorldError(file.string() + ": " + rapidjson::GetParseError_En(root.GetParseError()) + " (byte " +
-                          std::to_string(root.GetErrorOffset()) + ")");
-    }
-    if (!root.IsObject()) throw CWorldError(file.string() + ": isn't an object");
+    const auto root = ReadObject(file);
     WorldSettings settings;
     settings.strVersion = ReadString(root, "version", file);
     settings.strBroker = ReadString(root, "broker", file);
@@ -144,6 +116,65 @@ WorldDocument MakeDocument(const WorldSettings& settings, const std::string& str
     return document;
 }
 
+/// @param strMembers  compact JSON of the document's members, without the braces around them
+VersionedDocument MakeVersioned(const WorldSettings& settings, std::string strMembers) {
+    const std::string strVersion = MakeVersion(settings, strMembers);
+    const std::string strHead = "{\"LastVersion\":" + strVersion;
+    VersionedDocument document;
+    document.strVersion = PlainVersion(strVersion);
+    document.noNews = MakeBody(strHead + "}");
+    strMembers.insert(0, strMembers.empty() ? strHead : strHead + ",");
+    strMembers += '}';
+    document.whole = MakeBody(std::move(strMembers));
+    return document;
+}
+
+/// A document that goes out as its file has it.
+VersionedDocument ReadVersioned(const WorldSettings& settings, const fs::path& file) {
+    const auto root = ReadObject(file);
+    // The server gives the version; two of them would leave the choice to the client.
+    if (root.HasMember("LastVersion")) throw CWorldError(file.string() + ": has a \"LastVersion\" of its own");
+    const std::string strText = ToJson(root);
+    return MakeVersioned(settings, strText.substr(1, strText.size() - 2));
+}
+
+ListedSecurities ListSecurities(const CSecuritiesMerger& merger, const CContractRules& rules) {
+    ListedSecurities listed;
+    merger.ForEach([&](const std::string& strKey, std::string_view security) {
+        listed.arKeys.push_back(strKey);
+        if (!rules.Find(strKey)) return;
+        auto& mapNames = listed.mapNames[strKey];
+        rapidjson::Document root;
+        root.Parse<rapidjson::kParseIterativeFlag>(security.data(), security.size());
+        for (const auto& member : std::as_const(root).GetObject()) {
+            constexpr std::string_view NameOf = "Name.";
+            const auto name = ToView(member.name);
+            if (!name.starts_with(NameOf) || !member.value.IsString()) continue;
+            mapNames[std::string(name.substr(NameOf.size()))] = ToView(member.value);
+        }
+    });
+    for (const auto& rule : rules.GetRules()) {
+        if (!listed.mapNames.contains(rule.strKey)) {
+            throw CWorldError("contracts of \"" + rule.strKey + "\", which is no security of this world");
+        }
+    }
+    return listed;
+}
+
+void ReadClassifications(const std::vector<fs::path>& arFiles, const fs::path& folder, const WorldSettings& settings,
+                         const CSecuritiesMerger& merger, World& world) {
+    CContractRules rules;
+    for (const auto& file : arFiles) {
+        if (file.parent_path() == folder / "contracts") rules.AddFile(file);
+    }
+    const auto listed = ListSecurities(merger, rules);
+    for (const auto& file : arFiles) {
+        if (file.parent_path() != folder / "classifications") continue;
+        world.mapClassifications[file.stem().string()] =
+            MakeVersioned(settings, ExpandClassification(file, rules, listed));
+    }
+}
+
 }  // namespace
 
 const WorldDocument& World::GetDocument(std::string_view strType) const {
@@ -156,9 +187,12 @@ std::vector<fs::path> ListWorldFiles(const fs::path& folder) {
     std::error_code error;
     if (!fs::is_regular_file(settings, error)) throw CWorldError(settings.string() + ": no such file");
     std::vector<fs::path> arFiles{settings};
-    for (const auto& entry : fs::directory_iterator(folder / "securities", error)) {
-        if (entry.path().extension() == ".json") arFiles.push_back(entry.path());
+    for (const char* pFolder : Folders) {
+        for (const auto& entry : fs::directory_iterator(folder / pFolder, error)) {
+            if (entry.path().extension() == ".json") arFiles.push_back(entry.path());
+        }
     }
+    if (fs::exists(folder / PermissionsFile, error)) arFiles.push_back(folder / PermissionsFile);
     std::sort(arFiles.begin() + 1, arFiles.end());
     return arFiles;
 }
@@ -167,8 +201,15 @@ World ReadWorld(const fs::path& folder) {
     const auto arFiles = ListWorldFiles(folder);
     const auto settings = ReadSettings(arFiles.front());
     CSecuritiesMerger merger;
-    for (std::size_t n = 1; n < arFiles.size(); ++n) merger.AddFile(arFiles[n]);
     World world;
+    for (std::size_t n = 1; n < arFiles.size(); ++n) {
+        const fs::path& file = arFiles[n];
+        if (file.parent_path() == folder / "securities") merger.AddFile(file);
+        if (file.parent_path() == folder / "stkinfo")
+            world.mapStockInfo[file.stem().string()] = ReadVersioned(settings, file);
+        if (file == folder / PermissionsFile) world.permissions = ReadVersioned(settings, file);
+    }
+    ReadClassifications(arFiles, folder, settings, merger, world);
     world.nFiles = arFiles.size();
     world.nSecurities = merger.GetCount();
     for (const auto& [strType, arPrefixes] : settings.mapListTypes) {

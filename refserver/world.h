@@ -3,12 +3,13 @@
 
 #include <filesystem>
 #include <map>
-#include <stdexcept>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "http_message.h"
+#include "world_error.h"
 
 namespace qvant::refserver {
 
@@ -29,22 +30,31 @@ struct WorldDocument {
     ReadyBody probe;         // LastVersion alone
 };
 
+/// A document that goes out whole or not at all: a classification, the stock info of an exchange, the trade
+/// permissions.
+struct VersionedDocument {
+    std::string strVersion;  // as clients send it back
+    ReadyBody whole;
+    ReadyBody noNews;  // LastVersion alone
+
+    const ReadyBody& AnswerTo(std::string_view version) const { return version == strVersion ? noNews : whole; }
+};
+
+using VersionedDocuments = std::map<std::string, VersionedDocument, std::less<>>;
+
 /// One state of a data folder. Never changed once made; requests share it.
 struct World {
     std::map<std::string, WorldDocument, std::less<>> mapDocuments;
+    VersionedDocuments mapClassifications;  // by name
+    VersionedDocuments mapStockInfo;        // by exchange, as clients spell it
+    std::optional<VersionedDocument> permissions;
     std::size_t nSecurities = 0;
     std::size_t nFiles = 0;
 
     const WorldDocument& GetDocument(std::string_view strType) const;
 };
 
-/// A data folder that can't be served; the text names the file and what is wrong with it.
-class CWorldError : public std::runtime_error {
-public:
-    using std::runtime_error::runtime_error;
-};
-
-/// The files of a data folder: "world.json" first, then those of "securities", by name.
+/// The files of a data folder: "world.json" first, then those of its folders and "permissions.json", by name.
 /// @throw CWorldError  there is no "world.json"
 std::vector<std::filesystem::path> ListWorldFiles(const std::filesystem::path& folder);
 

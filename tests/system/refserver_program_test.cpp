@@ -1,10 +1,8 @@
-// The command line, the exit status, what is printed, and the generator.
+// The command line, the exit status and what is printed.
 #include <csignal>
-#include <set>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <rapidjson/document.h>
 
 #include "system/refserver_fixture.h"
 
@@ -104,75 +102,6 @@ TEST(RefserverProgram, WritesALineForEachRequest) {
     EXPECT_THAT(output.WaitForText("/none"), MatchesRegex(strTime + "GET /none\\?x=%0Ay 404 [0-9]+ plain [0-9]+ms"));
     EXPECT_EQ(pServer->Stop(), 0);
     EXPECT_EQ(output.GetLines().size(), 4U);
-}
-
-class RefserverGenerate : public testing::Test {
-protected:
-    int Generate(const std::string& strOut, int nProducts, int nContracts, int nSeed) {
-        CServerProcess process({"generate", "--products", std::to_string(nProducts), "--contracts",
-                                std::to_string(nContracts), "--seed", std::to_string(nSeed), "--out",
-                                (m_folder.GetPath() / strOut).string()});
-        return process.Wait();
-    }
-
-    std::string ReadSecurities(const std::string& strOut) const {
-        std::set<std::filesystem::path> setFiles;
-        for (const auto& entry : std::filesystem::directory_iterator(m_folder.GetPath() / strOut / "securities")) {
-            setFiles.insert(entry.path());
-        }
-        std::string strAll;
-        for (const auto& file : setFiles) strAll += file.filename().string() + m_folder.Read(file.string());
-        return strAll;
-    }
-
-    CScratchFolder m_folder;
-};
-
-TEST_F(RefserverGenerate, MakesAWorldOfTheSizeAskedFor) {
-    ASSERT_EQ(Generate("w", 100, 3000, 1), 0);
-    const auto pServer = CServerProcess::Serve(m_folder.GetPath() / "w");
-    const std::string strBody = Get(*pServer, MainForm("-1")).strBody;
-    const auto document = ToJson(strBody);
-    ASSERT_TRUE(document.IsObject());
-    const auto& securities = document["SecuritiesInfo"];
-    EXPECT_EQ(securities.MemberCount(), 3000U);
-    int nStocks = 0;
-    for (const auto& member : securities.GetObject()) {
-        if (std::string_view(member.name.GetString()).starts_with("QV.S.")) ++nStocks;
-        EXPECT_TRUE(member.value.HasMember("OpenCloseTime"));
-    }
-    EXPECT_EQ(nStocks, 2900);
-    EXPECT_GT(strBody.size() / 3000, 300U);
-    EXPECT_LT(strBody.size() / 3000, 400U);
-}
-
-TEST_F(RefserverGenerate, GivesTheSameFilesForTheSameSeedOnly) {
-    ASSERT_EQ(Generate("a", 40, 500, 7), 0);
-    ASSERT_EQ(Generate("b", 40, 500, 7), 0);
-    ASSERT_EQ(Generate("c", 40, 500, 8), 0);
-    EXPECT_EQ(ReadSecurities("a"), ReadSecurities("b"));
-    EXPECT_NE(ReadSecurities("a"), ReadSecurities("c"));
-    EXPECT_EQ(m_folder.Read("a/world.json"), m_folder.Read("b/world.json"));
-}
-
-TEST_F(RefserverGenerate, PutsEveryOptionOnAFutureThatIsThere) {
-    ASSERT_EQ(Generate("w", 300, 300, 3), 0);
-    const auto pServer = CServerProcess::Serve(m_folder.GetPath() / "w");
-    const auto document = ToJson(Get(*pServer, MainForm("-1")).strBody);
-    ASSERT_TRUE(document.IsObject());
-    int nOptions = 0;
-    for (const auto& member : document["SecuritiesInfo"].GetObject()) {
-        if (!member.value.HasMember("Underlying.F")) continue;
-        ++nOptions;
-        EXPECT_TRUE(document["SecuritiesInfo"].HasMember(member.value["Underlying.F"]));
-    }
-    EXPECT_GT(nOptions, 50);
-}
-
-TEST_F(RefserverGenerate, NeverOverwritesAWorld) {
-    ASSERT_EQ(Generate("w", 5, 5, 1), 0);
-    EXPECT_EQ(Generate("w", 6, 6, 2), 1);
-    EXPECT_THAT(m_folder.Read("w/world.json"), HasSubstr("seed1"));
 }
 
 }  // namespace
