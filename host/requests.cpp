@@ -190,6 +190,7 @@ void CRequests::Quit(const CRequest&, Reply&) {
 void CRequests::End() {
     m_clock.StopTicking();
     m_service.End();
+    m_watches.Clear();
 }
 
 }  // namespace qvant::host
