@@ -49,6 +49,10 @@ bool WriteNewFile(TextView strPath, std::string_view strBytes, bool* pCreated = 
 
 void DeleteFile(TextView strPath);
 
+/// Removes the temporary files that replacements left in the folder because their process was killed. What somebody
+/// still writes, in this process or another, stays.
+void RemoveStaleReplacements(TextView strFolder);
+
 /// Number of the last failed file operation of the calling thread (`errno`).
 int GetLastFileError();
 

@@ -126,6 +126,7 @@ void CLumivale::RunStopping(void (CLumivale::*pStep)()) {
 void CLumivale::Init() {
     RegisterWithHost();
     FindHomeDir();
+    RemoveStaleFiles();
     m_tables.RegisterAndOpen(m_host);
     m_tables.RegisterAndOpenHoliday(m_host);
     m_tables.RegisterAndOpenContractLists(m_host);
@@ -159,6 +160,15 @@ void CLumivale::FindHomeDir() {
     const Text strHomeDir = strProgram.substr(0, strProgram.rfind(u'/') + 1);
     m_settings.SetHomeDir(strHomeDir);
     m_securities.SetHomeDir(strHomeDir);
+}
+
+/// What a process that was killed in the middle of a replacement left behind, in the folders of the replaced files.
+void CLumivale::RemoveStaleFiles() const {
+    platform::RemoveStaleReplacements(m_settings.GetConfigsPath());
+    for (const bool bPerUser : {false, true}) {
+        const auto strRegistry = platform::GetRegistryPath(bPerUser);
+        if (strRegistry) platform::RemoveStaleReplacements(strRegistry->substr(0, strRegistry->rfind(u'/')));
+    }
 }
 
 void CLumivale::ReadOptions() {

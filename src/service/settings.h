@@ -51,6 +51,8 @@ public:
     /// Reads the display words of a language.
     SymbolWords ReadSymbolWords(TextView strLanguage) const;
 
+    /// The folder of the files that the service replaces.
+    Text GetConfigsPath() const { return m_strHomeDir + u"Configs"; }
     Text GetCitiesPath() const { return m_strHomeDir + u"ComShared/cities.txt"; }
 
 private:

@@ -16,6 +16,8 @@ using ::testing::AnyOf;
 using ::testing::Contains;
 using ::testing::HasSubstr;
 using ::testing::Not;
+using ::testing::StartsWith;
+using ::testing::UnorderedElementsAre;
 using Clock = std::chrono::steady_clock;
 
 constexpr const char* STATUS_INIT = R"({"do":"status","status":1,"sub":1})";
@@ -234,6 +236,36 @@ TEST_F(RoadTest, ASignalEndsASignInThatWaitsForAFirstLoadWhoseServerSendsNothing
     StartHost();
     SignIn();
     EXPECT_EQ(OpenTime(), "\"01:45\"");
+    EXPECT_EQ(m_host->Finish(), 0);
+}
+
+TEST_F(RoadTest, TheNextStartRemovesWhatAHostKilledInTheMiddleOfAReplacementLeft) {
+    const std::filesystem::path configs = m_folder.GetPath() / "terminal/Configs";
+    const auto listConfigs = [&configs] {
+        std::vector<std::string> arNames;
+        for (const auto& entry : std::filesystem::directory_iterator(configs)) {
+            arNames.push_back(entry.path().filename().string());
+        }
+        return arNames;
+    };
+    RunOnce();
+    ASSERT_THAT(listConfigs(), UnorderedElementsAre("LUMIVale.ini", "LumivaleInfo.dat"));
+    const std::string strLater(TAIPEI_LATER);
+    m_folder.Write("world/securities/TWF.json",
+                   strLater.substr(0, strLater.size() - 2) + R"(,"Name.ENG":")" + std::string(5000, 'x') + "\"}}");
+    // A file that grows beyond 1024 bytes ends the process. The zipped reply stays below, and there is no "STORAGE".
+    std::string strCommand = "ulimit -c 0; ulimit -f 1; exec " + ProgramPath("lumivale-host") + " --json --bare";
+    for (const std::string& strOption : MakeOptions()) strCommand += " " + strOption;
+    CProcess host({"/bin/bash", "-c", strCommand});
+    host.Write(std::string(STATUS_INIT) + "\n");
+    EXPECT_THAT(host.ReadAll(), HasSubstr("have SecuritiesInfo"));
+    EXPECT_EQ(host.Wait(), -SIGXFSZ);
+    ASSERT_THAT(listConfigs(), UnorderedElementsAre("LUMIVale.ini", "LumivaleInfo.dat", StartsWith(".lumivale-")));
+
+    StartHost();
+    SignIn();
+    EXPECT_EQ(OpenTime(), "\"01:45\"");
+    EXPECT_THAT(listConfigs(), UnorderedElementsAre("LUMIVale.ini", "LumivaleInfo.dat"));
     EXPECT_EQ(m_host->Finish(), 0);
 }
 
