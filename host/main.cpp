@@ -108,7 +108,7 @@ int RunHost(const Options& options, int nScript) {
     if (!options.bBare) tables.MakeStartTables();
     std::unique_ptr<CService> pService;
     try {
-        pService = std::make_unique<CService>(options.pathModule, log, tables);
+        pService = std::make_unique<CService>(options.pathModule, log, tables, stop);
     } catch (const CFailure& failure) {
         std::cerr << "lumivale-host: " << failure.what() << '\n';
         return EXIT_NO_MODULE;

@@ -85,6 +85,8 @@ void CRequests::RunOn(const CRequest& request, Reply& reply) {
 void CRequests::Status(const CRequest& request, Reply& reply) {
     const std::int32_t nStatus = request.GetInteger(u"status");
     const std::int32_t nSubStatus = request.GetInteger(u"sub");
+    // A call that began behind the stop would find nobody to cut it short.
+    if (m_stop.IsRequested()) throw CFailure(ENDS);
     const auto start = std::chrono::steady_clock::now();
     const HRESULT hr = m_service.SendStatus(nStatus, nSubStatus);
     const auto elapsed = std::chrono::steady_clock::now() - start;
@@ -190,6 +192,7 @@ void CRequests::Quit(const CRequest&, Reply&) {
 void CRequests::End() {
     m_clock.StopTicking();
     m_service.End();
+    m_watches.Clear();
 }
 
 }  // namespace qvant::host

@@ -1,6 +1,9 @@
 #include "service.h"
 
+#include <functional>
+
 #include <dlfcn.h>
+#include <pthread.h>
 
 #include "failure.h"
 
@@ -85,21 +88,67 @@ void CManagerSink::GiveCookie(const VARIANT& table, VARIANT* pResult) {
     ReturnInteger(pResult, static_cast<std::int32_t>(dwCookie));
 }
 
+/// Calls `act` when the host is asked to end before the object does. On a thread of its own: whoever asks may be the
+/// one that watches for a second signal, or the service itself in the middle of an event.
+class COnStop {
+public:
+    COnStop(const CStop& stop, std::function<void()> act)
+        : m_thread([this, token = stop.GetToken(), act = std::move(act)] {
+              if (WaitFor(token)) act();
+          }) {
+        pthread_setname_np(m_thread.native_handle(), "stop");
+    }
+    COnStop(const COnStop&) = delete;
+    COnStop& operator=(const COnStop&) = delete;
+    /// Waits until `act` is done, if it has begun.
+    ~COnStop() {
+        {
+            const std::lock_guard lock(m_mutex);
+            m_bOver = true;
+        }
+        m_over.notify_all();
+        m_thread.join();
+    }
+
+private:
+    /// @return false when the object ended first
+    bool WaitFor(const std::stop_token& stop) {
+        std::unique_lock lock(m_mutex);
+        return !m_over.wait(lock, stop, [this] { return m_bOver; });
+    }
+
+    std::mutex m_mutex;
+    std::condition_variable_any m_over;
+    bool m_bOver = false;
+    std::thread m_thread;
+};
+
 }  // namespace
 
-CService::CService(const std::filesystem::path& pathModule, CEventLog& log, CTables& tables)
-    : m_pManager(MakeManager(pathModule)),
+CService::CService(const std::filesystem::path& pathModule, CEventLog& log, CTables& tables, CStop& stop)
+    : m_stop(stop),
+      m_pManager(MakeManager(pathModule)),
       m_connection(m_pManager.Get(), IID__IQvantManagerEvents,
                    ComPtr<CDispatchSink>::Attach(new CManagerSink(log, tables))) {}
 
+/// Before the call: a service that fails half-way through INIT has something to end all the same.
+void CService::Note(std::int32_t nStatus, std::int32_t nSubStatus) {
+    if (nStatus != SYSTEM_STATUS) return;
+    if (nSubStatus == SYSTEM_STATUS_INIT) m_bStopDue = m_bExitDue = true;
+    if (nSubStatus == SYSTEM_STATUS_STOP) m_bStopDue = false;
+    if (nSubStatus == SYSTEM_STATUS_EXIT) m_bExitDue = false;
+}
+
 HRESULT CService::SendStatus(std::int32_t nStatus, std::int32_t nSubStatus) {
-    // Noted before the call: a service that fails half-way through INIT has something to end all the same.
-    if (nStatus == SYSTEM_STATUS) {
-        if (nSubStatus == SYSTEM_STATUS_INIT) m_bStopDue = m_bExitDue = true;
-        if (nSubStatus == SYSTEM_STATUS_STOP) m_bStopDue = false;
-        if (nSubStatus == SYSTEM_STATUS_EXIT) m_bExitDue = false;
-    }
+    Note(nStatus, nSubStatus);
+    const bool bEnds = nSubStatus == SYSTEM_STATUS_STOP || nSubStatus == SYSTEM_STATUS_EXIT;
+    if (nStatus == SYSTEM_STATUS && bEnds) return m_pManager->OnSystemStatus(nStatus, nSubStatus);
+    const COnStop onStop(m_stop, [this] { SendStop(); });
     return m_pManager->OnSystemStatus(nStatus, nSubStatus);
+}
+
+void CService::SendStop() {
+    if (m_bStopDue) SendStatus(SYSTEM_STATUS, SYSTEM_STATUS_STOP);
 }
 
 HRESULT CService::SendTopic(TextView strTopic, std::int32_t nType, std::int32_t nParameter, TextView strText,
@@ -110,7 +159,7 @@ HRESULT CService::SendTopic(TextView strTopic, std::int32_t nType, std::int32_t 
 }
 
 void CService::End() {
-    if (m_bStopDue) SendStatus(SYSTEM_STATUS, SYSTEM_STATUS_STOP);
+    SendStop();
     if (m_bExitDue) SendStatus(SYSTEM_STATUS, SYSTEM_STATUS_EXIT);
 }
 

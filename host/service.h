@@ -6,6 +6,7 @@
 #include "dispatch_sink.h"
 #include "event_log.h"
 #include "qvant/lumivale.h"
+#include "stop.h"
 #include "tables.h"
 
 namespace qvant::host {
@@ -14,10 +15,12 @@ namespace qvant::host {
 class CService {
 public:
     /// @throws CFailure when the library can't be loaded, or holds no such service
-    CService(const std::filesystem::path& pathModule, CEventLog& log, CTables& tables);
+    CService(const std::filesystem::path& pathModule, CEventLog& log, CTables& tables, CStop& stop);
     CService(const CService&) = delete;
     CService& operator=(const CService&) = delete;
 
+    /// Tells the service where the system stands. When the host is to end while a call other than STOP and EXIT runs,
+    /// the service hears STOP on another thread, so that it can end what holds the call up.
     HRESULT SendStatus(std::int32_t nStatus, std::int32_t nSubStatus);
     /// @param data  in and out
     HRESULT SendTopic(TextView strTopic, std::int32_t nType, std::int32_t nParameter, TextView strText, CVariant& data);
@@ -26,6 +29,10 @@ public:
     void End();
 
 private:
+    void Note(std::int32_t nStatus, std::int32_t nSubStatus);
+    void SendStop();
+
+    CStop& m_stop;
     const ComPtr<IQvantManager> m_pManager;
     const CConnection m_connection;
     bool m_bStopDue = false;

@@ -10,7 +10,8 @@
 
 namespace qvant::host {
 
-/// Belongs to the host thread; the events come on the store's threads.
+/// Belongs to the host thread; the events come on the store's threads. A watch that ends has shown the events of every
+/// commit that was answered before.
 class CWatches {
 public:
     explicit CWatches(CEventLog& log) : m_log(log) {}
@@ -23,6 +24,9 @@ public:
 
     /// Ends the watches on a table and on those below it.
     void Forget(TextView strTable);
+
+    /// Ends all watches.
+    void Clear() { m_mapConnections.clear(); }
 
 private:
     using Key = std::pair<Text, std::vector<Text>>;

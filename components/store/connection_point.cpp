@@ -7,8 +7,9 @@ namespace qvant::store {
 
 using common::CEnumerator;
 
+/// The sinks of a table that goes away hear no more of it: there is nothing left that they could read.
 CEventPoint::~CEventPoint() {
-    for (auto& [nCookie, pDelivery] : m_mapSinks) EndDelivery(std::move(pDelivery));
+    for (auto& [nCookie, pDelivery] : m_mapSinks) EndDelivery(std::move(pDelivery), QueuedBatches::Dropped);
 }
 
 HRESULT CEventPoint::QueryInterface(REFIID riid, void** ppvObject) {
@@ -62,7 +63,8 @@ HRESULT CEventPoint::Unadvise(DWORD dwCookie) {
         pDelivery = std::move(it->second);
         m_mapSinks.erase(it);
     }
-    EndDelivery(std::move(pDelivery));
+    // Outside the lock, and no later commit reaches it: the sink hears of every commit that was done before this call.
+    EndDelivery(std::move(pDelivery), QueuedBatches::Delivered);
     return S_OK;
 }
 

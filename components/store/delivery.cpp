@@ -22,6 +22,17 @@ void CDelivery::Queue(std::shared_ptr<const SEventBatch> pBatch) {
     m_condition.notify_one();
 }
 
+void CDelivery::Finish() {
+    {
+        const std::lock_guard lock(m_mutex);
+        m_bFinishing = true;
+    }
+    m_condition.notify_one();
+    // A delivery thread may end another sink's delivery; told to stop meanwhile, it waits for the running call alone.
+    if (!IsOwnThread()) m_thread.Wait();
+    Stop();
+}
+
 void CDelivery::Stop() {
     {
         const std::lock_guard lock(m_mutex);
@@ -34,8 +45,8 @@ void CDelivery::Stop() {
 
 std::shared_ptr<const SEventBatch> CDelivery::WaitForBatch() {
     std::unique_lock lock(m_mutex);
-    m_condition.wait(lock, [this] { return m_bStopping || !m_queue.empty(); });
-    if (m_bStopping) return nullptr;
+    m_condition.wait(lock, [this] { return m_bStopping || m_bFinishing || !m_queue.empty(); });
+    if (m_bStopping || m_queue.empty()) return nullptr;
     auto pBatch = std::move(m_queue.front());
     m_queue.pop_front();
     return pBatch;
@@ -99,8 +110,12 @@ CEndedDeliveries& GetEndedDeliveries() {
 
 }  // namespace
 
-void EndDelivery(std::unique_ptr<CDelivery> pDelivery) {
-    pDelivery->Stop();
+void EndDelivery(std::unique_ptr<CDelivery> pDelivery, QueuedBatches queued) {
+    if (queued == QueuedBatches::Delivered) {
+        pDelivery->Finish();
+    } else {
+        pDelivery->Stop();
+    }
     if (pDelivery->IsOwnThread()) {
         GetEndedDeliveries().Add(std::move(pDelivery));
     } else {

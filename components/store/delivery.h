@@ -24,6 +24,9 @@ public:
     bool Start();
     void Queue(std::shared_ptr<const SEventBatch> pBatch);
 
+    /// Delivers what is queued, and has made the last call when this returns. Nothing may be queued any more. On the
+    /// delivery thread itself, where it would wait for its own caller, it is a stop.
+    void Finish();
     /// No call begins from now on, and the one that runs has ended when this returns. What is queued is dropped. On the
     /// delivery thread itself it only tells.
     void Stop();
@@ -42,14 +45,18 @@ private:
     std::mutex m_mutex;
     std::condition_variable m_condition;
     std::deque<std::shared_ptr<const SEventBatch>> m_queue;
+    bool m_bFinishing = false;
     std::atomic<bool> m_bStopping{false};
     std::atomic<bool> m_bEnded{false};
     std::atomic<std::thread::id> m_threadId{};
     platform::CThread m_thread;
 };
 
-/// Ends a delivery. One that is ended by its own sink can't be waited for there: it is joined when the next one ends,
-/// or with the process.
-void EndDelivery(std::unique_ptr<CDelivery> pDelivery);
+/// What becomes of the batches that a sink hasn't heard when its delivery ends.
+enum class QueuedBatches { Delivered, Dropped };
+
+/// Ends a delivery. One that is ended by its own sink hears no more, and can't be waited for there: it is joined when
+/// the next one ends, or with the process.
+void EndDelivery(std::unique_ptr<CDelivery> pDelivery, QueuedBatches queued);
 
 }  // namespace qvant::store

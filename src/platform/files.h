@@ -56,6 +56,10 @@ void DeleteFile(TextView strPath);
 /// Names of the files in a folder, without the folders in it, in the order of their units; none when it can't be read.
 std::vector<Text> ListFiles(TextView strFolder);
 
+/// Removes the temporary files that replacements left in the folder because their process was killed. What somebody
+/// still writes, in this process or another, stays.
+void RemoveStaleReplacements(TextView strFolder);
+
 /// Number of the last failed file operation of the calling thread (`errno`).
 int GetLastFileError();
 

@@ -138,6 +138,7 @@ void CLumivale::Init() {
     EndThreads();
     RegisterWithHost();
     FindHomeDir();
+    RemoveStaleFiles();
     m_tables.RegisterAndOpen(m_host);
     m_databases.OpenSearch(m_settings.GetHomeDir(), m_settings.ReadSystemName());
     m_tables.RegisterAndOpenHoliday(m_host);
@@ -177,6 +178,15 @@ void CLumivale::FindHomeDir() {
     m_securities.SetHomeDir(strHomeDir);
     m_contracts.SetHomeDir(strHomeDir);
     m_stockInfo.SetHomeDir(strHomeDir);
+}
+
+/// What a process that was killed in the middle of a replacement left behind, in the folders of the replaced files.
+void CLumivale::RemoveStaleFiles() const {
+    platform::RemoveStaleReplacements(m_settings.GetConfigsPath());
+    for (const bool bPerUser : {false, true}) {
+        const auto strRegistry = platform::GetRegistryPath(bPerUser);
+        if (strRegistry) platform::RemoveStaleReplacements(strRegistry->substr(0, strRegistry->rfind(u'/')));
+    }
 }
 
 void CLumivale::ReadOptions() {

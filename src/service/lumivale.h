@@ -67,6 +67,7 @@ private:
 
     void RegisterWithHost();
     void FindHomeDir();
+    void RemoveStaleFiles() const;
     void ReadOptions();
     void TakeStoredServers();
     void SelectServers(TextView strUrls);

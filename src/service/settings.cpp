@@ -70,7 +70,7 @@ Text CSettings::ReadSystemName() const {
 Text CSettings::ReadServerList() const {
     Text strServers = ReadText(u"LUMIValeURL");
     if (!strServers.empty()) return strServers;
-    platform::CreateFolders(m_strHomeDir + u"Configs");
+    platform::CreateFolders(GetConfigsPath());
     return platform::GetProfileText(SECTION, u"LUMIValeURL", u"", VALUE_SIZE, m_strHomeDir + u"../LUMIVale.ini");
 }
 

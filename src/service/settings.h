@@ -58,6 +58,8 @@ public:
     Text ReadSystemName() const;
 
     const Text& GetHomeDir() const { return m_strHomeDir; }
+    /// The folder of the files that the service replaces.
+    Text GetConfigsPath() const { return m_strHomeDir + u"Configs"; }
     Text GetCitiesPath() const { return m_strHomeDir + u"ComShared/cities.txt"; }
 
 private:

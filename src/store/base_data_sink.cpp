@@ -80,6 +80,8 @@ HRESULT CBaseDataSink::OnUpdate(const DISPPARAMS& parameters) {
     const VARIANT& key = parameters.rgvarg[0];
     const VARIANT& transaction = parameters.rgvarg[1];
     if (transaction.vt != VT_I4 || key.vt != VT_BSTR) return DISP_E_TYPEMISMATCH;
+    // The store sends a sink that it disconnects the rest of its events: a wrapper that ends lets them run through.
+    if (!m_pOwner.load()) return S_OK;
     return Guarded([&] { Deliver(transaction.lVal, ToText(key.bstrVal)); });
 }
 

@@ -278,18 +278,86 @@ TEST_F(ConnectionPoint, CallsNobodyAnyMoreAfterUnadvise) {
     EXPECT_EQ(sink.Count(), 1u);
 }
 
+TEST_F(ConnectionPoint, DeliversWhatWasCommittedBeforeAnUnadviseReturns) {
+    constexpr int COMMITS = 100;
+    CRawSink sink;
+    CGate entered;
+    CGate release;
+    sink.onEvent = [&] {
+        entered.Open();
+        release.Wait();
+    };
+    DWORD nCookie = 0;
+    ASSERT_EQ(m_pPoint->Advise(&sink, &nCookie), S_OK);
+    for (int i = 0; i < COMMITS; ++i) Write(*m_pTable, {{u"1", u""}, {u"2", u""}});
+    ASSERT_TRUE(entered.Wait());
+    std::jthread opener([&] { release.Open(); });
+
+    EXPECT_EQ(m_pPoint->Unadvise(nCookie), S_OK);
+
+    EXPECT_EQ(sink.nEvents, 2 * COMMITS);
+    EXPECT_EQ(sink.Count(), 1u);
+}
+
+TEST_F(ConnectionPoint, ComesToAnEndWithASinkUnderSteadyCommits) {
+    CRawSink sink;
+    CGate entered;
+    sink.onEvent = [&] { entered.Open(); };
+    DWORD nCookie = 0;
+    ASSERT_EQ(m_pPoint->Advise(&sink, &nCookie), S_OK);
+    std::atomic<bool> bStop{false};
+    std::jthread writer([&] {
+        const auto pWriter = OpenAgain(*m_pTable);
+        while (!bStop) Write(*pWriter, {{u"k", u""}});
+    });
+    EXPECT_TRUE(entered.Wait());
+    EXPECT_EQ(m_pPoint->Unadvise(nCookie), S_OK) << "it waits for commits that come after it";
+    bStop = true;
+    EXPECT_EQ(sink.Count(), 1u);
+}
+
+TEST_F(ConnectionPoint, LetsASinkDisconnectAnotherOneWithinItsEvent) {
+    constexpr int COMMITS = 20;
+    CRawSink first;
+    CRawSink second;
+    DWORD nFirst = 0;
+    DWORD nSecond = 0;
+    CGate queued;
+    CGate done;
+    std::atomic<int> nHeard{0};
+    first.onEvent = [&] {
+        queued.Wait();
+        if (m_pPoint->Unadvise(nSecond) != S_OK) return;  // the first event alone finds it connected
+        nHeard = second.nEvents.load();
+        done.Open();
+    };
+    second.onEvent = [&] { queued.Wait(); };
+    ASSERT_EQ(m_pPoint->Advise(&first, &nFirst), S_OK);
+    ASSERT_EQ(m_pPoint->Advise(&second, &nSecond), S_OK);
+    for (int i = 0; i < COMMITS; ++i) Write(*m_pTable, {{u"k", u""}});
+    queued.Open();
+    EXPECT_TRUE(done.Wait());
+    EXPECT_EQ(nHeard, COMMITS);
+    EXPECT_EQ(m_pPoint->Unadvise(nFirst), S_OK);
+    EXPECT_EQ(first.nEvents, COMMITS);
+}
+
 TEST_F(ConnectionPoint, LetsASinkDisconnectItselfWithinItsOwnEvent) {
     CRawSink sink;
+    CGate queued;
     CGate done;
     DWORD nCookie = 0;
     HRESULT hr = E_FAIL;
     sink.onEvent = [&] {
+        queued.Wait();
         hr = m_pPoint->Unadvise(nCookie);
         done.Open();
     };
     ASSERT_EQ(m_pPoint->Advise(&sink, &nCookie), S_OK);
 
     Write(*m_pTable, {{u"1", u""}, {u"2", u""}});
+    Write(*m_pTable, {{u"3", u""}});
+    queued.Open();
 
     ASSERT_TRUE(done.Wait()) << "the sink waits for itself";
     EXPECT_EQ(hr, S_OK);
@@ -297,7 +365,7 @@ TEST_F(ConnectionPoint, LetsASinkDisconnectItselfWithinItsOwnEvent) {
     CEventLog log;  // a later event is the proof that the earlier one won't come any more
     {
         const auto pListener = OpenAgain(*m_pTable, &log);
-        Write(*m_pTable, {{u"3", u""}});
+        Write(*m_pTable, {{u"4", u""}});
         log.WaitFor(1);
     }
     EXPECT_EQ(sink.nEvents, 1);

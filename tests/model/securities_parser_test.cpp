@@ -76,6 +76,21 @@ TEST_F(SecuritiesParser, LogsItsSteps) {
     EXPECT_THAT(m_host.m_arLog, Not(testing::Contains(Text(u"No STORAGE-orderExchange"))));
 }
 
+TEST_F(SecuritiesParser, TellsOfTheMissingCopyOfTheRoutesBeforeItMakesIt) {
+    const auto openCopy = [this] { return m_host[u"STORAGE"].GetSubTable(u"orderExchange", nullptr); };
+    int nTold = 0;
+    m_host.m_onLog = [&](TextView strLine) {
+        if (strLine != u"No STORAGE-orderExchange") return;
+        ++nTold;
+        EXPECT_EQ(openCopy(), nullptr);
+        EXPECT_THAT(ReadValues(m_host[u"orderExchange"]), Not(IsEmpty())) << "the table itself is published by then";
+    };
+    Parse(R"("QV.F.CME.ES":{"EXG":"CME","EXG.mo":"x"})");
+    EXPECT_EQ(nTold, 1);
+    ASSERT_NE(openCopy(), nullptr);
+    EXPECT_EQ(ReadValues(*openCopy()), ReadValues(m_host[u"orderExchange"]));
+}
+
 TEST_F(SecuritiesParser, PutsEachSecurityIntoTheTableOfItsGroup) {
     Parse(R"("QV.F.CME.ES":{"a":"1"},"QV.S.SSE.600000":{"b":"2"},"QV.F.CME.NQ":{"c":3})");
     EXPECT_THAT(ReadRows(m_host[u"Security.Info"]), ElementsAre(u"QV.F.CME", u"QV.S.SSE"));

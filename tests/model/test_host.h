@@ -1,6 +1,7 @@
 /// A host of real store tables, for what runs inside the service.
 #pragma once
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -35,7 +36,10 @@ public:
     void RegisterTopic(TextView) override {}
     void SendTopic(TextView, std::int32_t, std::int32_t, TextView, VARIANT*) override {}
     void ReportError(std::int32_t, std::int32_t, TextView) override {}
-    void LogMessage(TextView strText) override { m_arLog.emplace_back(strText); }
+    void LogMessage(TextView strText) override {
+        m_arLog.emplace_back(strText);
+        if (m_onLog) m_onLog(strText);
+    }
 
     std::unique_ptr<CBaseData> OpenTable(TextView strName, CBaseDataEventReceiver* pSink) override {
         const auto pFound = m_mapTables.find(strName);
@@ -52,6 +56,7 @@ public:
     void Drop(TextView strName) { m_mapTables.erase(m_mapTables.find(strName)); }
 
     std::vector<Text> m_arLog;
+    std::function<void(TextView)> m_onLog;  ///< looks at the tables as they stand when a line is written
 
 private:
     std::map<Text, std::unique_ptr<CBaseData>, std::less<>> m_mapTables;

@@ -1,6 +1,11 @@
 #include "net/gzip_file.h"
 
+#include <csignal>
+
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include "net/net_fixture.h"
 
@@ -55,6 +60,30 @@ TEST_F(GzipFile, IsDecodedInMemoryWithANulBehindTheContent) {
     ASSERT_EQ(nLength, 8u);
     EXPECT_STREQ(reinterpret_cast<const char*>(pDecoded.get()), "content");
     EXPECT_TRUE(m_folder.ListNames().empty());
+}
+
+/// In a process of its own, whose files end after so many bytes, as on a full disk.
+/// @return the length that decoding gave; -1 when the process didn't come to its end
+int GunzipOnAFullDisk(const std::string& strZipped, rlim_t nBytes) {
+    const pid_t nProcess = fork();
+    if (nProcess == 0) {
+        std::signal(SIGXFSZ, SIG_IGN);
+        const rlimit limit{nBytes, nBytes};
+        setrlimit(RLIMIT_FSIZE, &limit);
+        std::unique_ptr<std::uint8_t[]> pDecoded;
+        _exit(static_cast<int>(GunzipBuffer(pDecoded, strZipped)));
+    }
+    int nStatus = 0;
+    return waitpid(nProcess, &nStatus, 0) == nProcess && WIFEXITED(nStatus) ? WEXITSTATUS(nStatus) : -1;
+}
+
+TEST_F(GzipFile, ThatCantBeWrittenLeavesNoTemporaryFile) {
+    const std::string strZipped = Gzip(m_folder, "content");
+    EXPECT_EQ(GunzipOnAFullDisk(strZipped, strZipped.size()), 8) << "there is just room enough";
+    for (const std::size_t nBytes : {std::size_t{0}, strZipped.size() - 1}) {
+        EXPECT_EQ(GunzipOnAFullDisk(strZipped, nBytes), 0);
+        EXPECT_TRUE(m_folder.ListNames().empty()) << nBytes;
+    }
 }
 
 }  // namespace

@@ -53,6 +53,16 @@ TEST_F(ServiceTest, InitTellsTheOptionsOfTheInstallation) {
     EXPECT_TRUE(m_host.HasLogged("HideErrorMsg:1, ResponseInterval=50, stkinfo cgi=1"));
 }
 
+TEST_F(ServiceTest, InitRemovesTheTemporaryFilesOfAKilledProcess) {
+    const std::vector<std::string> arStale = {"terminal/Configs/.lumivale-Ab12Cd.tmp",
+                                              "common/Qvant/.lumivale-000000.tmp"};
+    for (const std::string& strStale : arStale) m_folder.Write(strStale, "half");
+    m_folder.Write("terminal/Configs/.lumivale-notes", "kept");
+    Status(SYSTEM_STATUS_INIT);
+    for (const std::string& strStale : arStale) EXPECT_FALSE(std::filesystem::exists(m_folder.GetPath() / strStale));
+    EXPECT_EQ(m_folder.Read("terminal/Configs/.lumivale-notes"), "kept");
+}
+
 TEST_F(ServiceTest, AServerListOfSeparatorsOnlyIsAnInvalidArgument) {
     m_folder.Write("LUMIVale.ini", "[LUMIVale]\r\nLUMIValeURL=|||\r\n");
     EXPECT_EQ(Status(SYSTEM_STATUS_INIT), E_INVALIDARG);

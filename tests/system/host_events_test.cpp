@@ -1,4 +1,4 @@
-#include <set>
+#include <csignal>
 
 #include "system/host_fixture.h"
 
@@ -81,6 +81,47 @@ TEST_F(HostEvents, GiveCookiesThatReachTheHostsTables) {
     EXPECT_NE(strFirst, "0");
     host.Ask("drop T");
     EXPECT_EQ(host.AskFor("topic cookie 0 0 T", "data"), "0");
+}
+
+/// Events that a watch still has to show when it ends.
+class HostEventsOfAnsweredCommits : public HostTest {
+protected:
+    static constexpr std::size_t KEYS = 20'000;
+
+    /// A host whose watch is far behind: the events of one commit come on another thread.
+    CHostProcess& StartWithBacklog() {
+        CHostProcess& host = Start();
+        host.Ask("set T k v");
+        host.Ask("status init");
+        host.Ask("watch T");
+        std::string strSet = R"({"do":"set","table":"T","values":{"k":0)";
+        for (std::size_t i = 1; i < KEYS; ++i) strSet += ",\"" + std::to_string(i) + "\":0";
+        EXPECT_EQ(host.AskForError(strSet + "}}"), "");
+        return host;
+    }
+    static std::size_t CountUpdates(const CHostProcess& host) { return host.GetEvents("OnUpdate").size(); }
+};
+
+TEST_F(HostEventsOfAnsweredCommits, ComeBeforeTheReplyOfTheRequestThatEndsTheWatch) {
+    for (const char* pszRequest : {"unwatch T", "drop T", "quit"}) {
+        CHostProcess& host = StartWithBacklog();
+        EXPECT_EQ(host.AskForError(pszRequest), "");
+        EXPECT_EQ(CountUpdates(host), KEYS) << pszRequest;
+        EXPECT_EQ(host.Finish(), 0);
+        EXPECT_EQ(CountUpdates(host), KEYS) << pszRequest;
+    }
+}
+
+TEST_F(HostEventsOfAnsweredCommits, ComeBeforeTheEndOfTheHost) {
+    CHostProcess& atEndOfInput = StartWithBacklog();
+    EXPECT_EQ(atEndOfInput.Finish(), 0);
+    EXPECT_EQ(CountUpdates(atEndOfInput), KEYS);
+    for (const int nSignal : {SIGTERM, SIGINT, SIGHUP}) {
+        CHostProcess& host = StartWithBacklog();
+        host.GetProcess().Signal(nSignal);
+        EXPECT_EQ(host.Finish(), 0);
+        EXPECT_EQ(CountUpdates(host), KEYS) << nSignal;
+    }
 }
 
 class HostWait : public HostTest {};

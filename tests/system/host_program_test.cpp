@@ -148,13 +148,53 @@ TEST_F(HostProgram, CutsASleepAndAWaitShortWhenItIsToldToTerminate) {
     }
 }
 
-TEST_F(HostProgram, EndsAtOnceWhenAModuleHangsAndItIsToldTwice) {
+TEST_F(HostProgram, SaysStopOnceDuringACallWhenItIsToldToTerminate) {
+    for (const int nSignal : {SIGTERM, SIGINT, SIGHUP}) {
+        CHostProcess& host = Start();
+        host.Ask("status init");
+        host.Send("status 1 78\nset T not reached\n");
+        EXPECT_EQ(host.ReadNext()["line"], "status 1 78");
+        host.GetProcess().Signal(nSignal);
+        EXPECT_EQ(host.ReadNext()["line"], "status 1 4");
+        const rapidjson::Document reply = host.ReadNext();
+        EXPECT_EQ(reply["reply"].GetInt(), 2);
+        EXPECT_EQ(reply["result"].GetInt(), 0);
+        EXPECT_EQ(host.ReadNext()["line"], "status 1 5");
+        EXPECT_TRUE(host.ReadNext().IsNull());
+        EXPECT_EQ(host.GetProcess().Wait(), 0);
+    }
+}
+
+TEST_F(HostProgram, SaysStopDuringACallWhenNobodyReadsItsOutput) {
     CHostProcess& host = Start();
-    host.Send("topic hang\n");
+    host.Ask("status init");
+    host.GetProcess().CloseOutput();
+    host.Send("status 1 78\n");
+    EXPECT_EQ(host.GetProcess().Wait(), 0);
+}
+
+TEST_F(HostProgram, SaysNoStopDuringACallToAServiceThatNeverHeardInit) {
+    CHostProcess& host = Start();
+    host.Send("status 1 79\n");
+    EXPECT_EQ(host.ReadNext()["line"], "status 1 79");
     EXPECT_EQ(host.ReadNext()["line"], "hanging");
     host.GetProcess().Signal(SIGTERM);
     host.GetProcess().Signal(SIGINT);
+    EXPECT_TRUE(host.ReadNext().IsNull());
     EXPECT_THAT(host.GetProcess().Wait(), ::testing::AnyOf(128 + SIGTERM, 128 + SIGINT));
+}
+
+TEST_F(HostProgram, EndsAtOnceWhenAModuleHangsAndItIsToldTwice) {
+    for (const char* pszRequest : {"topic hang\n", "status 1 79\n"}) {
+        CHostProcess& host = Start();
+        host.Ask("status init");
+        host.Send(pszRequest);
+        while (host.ReadNext()["line"] != "hanging") {
+        }
+        host.GetProcess().Signal(SIGTERM);
+        host.GetProcess().Signal(SIGINT);
+        EXPECT_THAT(host.GetProcess().Wait(), ::testing::AnyOf(128 + SIGTERM, 128 + SIGINT));
+    }
 }
 
 TEST_F(HostProgram, EndsCleanlyWhenNobodyReadsItsOutput) {

@@ -16,6 +16,8 @@ using ::testing::AnyOf;
 using ::testing::Contains;
 using ::testing::HasSubstr;
 using ::testing::Not;
+using ::testing::StartsWith;
+using ::testing::UnorderedElementsAre;
 using Clock = std::chrono::steady_clock;
 
 constexpr const char* STATUS_INIT = R"({"do":"status","status":1,"sub":1})";
@@ -72,6 +74,28 @@ protected:
         return m_host->AskFor(R"({"do":"get","table":"OpenTimeExchange","key":"QV.F.TWF"})", "value");
     }
     std::vector<std::string> Log() { return m_host->GetEvents("WriteLog"); }
+    /// Reads lines up to one of the log that holds the text. @return false when a reply or the end comes first
+    bool ReadUntilLine(std::string_view strText) {
+        while (true) {
+            const auto line = m_host->ReadNext();
+            if (line.IsNull() || line.HasMember("result")) return false;
+            if (line.HasMember("line") &&
+                std::string_view(line["line"].GetString()).find(strText) != std::string_view::npos) {
+                return true;
+            }
+        }
+    }
+    /// Tells the host, in the middle of a sign-in, to end, and waits until it has.
+    void EndBySignal(int nSignal) {
+        const auto start = Clock::now();
+        m_host->GetProcess().Signal(nSignal);
+        const auto reply = m_host->ReadReply();
+        EXPECT_TRUE(reply["ok"].GetBool());
+        EXPECT_EQ(reply["result"].GetInt(), 0);
+        EXPECT_EQ(m_host->Finish(), 0);
+        EXPECT_LT(Clock::now() - start, std::chrono::milliseconds(500)) << nSignal;
+        EXPECT_THAT(Log(), Not(Contains(HasSubstr("MakeInitData-Start"))));
+    }
     std::size_t CountQueries() const {
         std::size_t nQueries = 0;
         for (const std::string& strLine : m_server->GetOutput().GetLines()) {
@@ -131,13 +155,7 @@ TEST_F(RoadTest, AHostKilledInTheMiddleOfAnythingStartsWell) {
         StartHost();
         m_host->Ask(STATUS_INIT);
         m_host->Send(std::string(STATUS_LOGIN) + "\n");
-        for (bool bSeen = false; !bSeen;) {
-            const auto line = m_host->ReadNext();
-            ASSERT_FALSE(line.IsNull());
-            bSeen =
-                line.HasMember("line") && std::string_view(line["line"].GetString()).find(pszLine) != std::string::npos;
-            if (line.HasMember("result")) bSeen = true;
-        }
+        ReadUntilLine(pszLine);
         m_host->GetProcess().Signal(SIGKILL);
         m_host->GetProcess().Wait();
         StartHost();
@@ -190,6 +208,65 @@ TEST_F(RoadTest, StopAndExitEndAStartWhoseServerSendsAByteASecondOrNothing) {
         EXPECT_LT(Clock::now() - start, std::chrono::milliseconds(500)) << pszFault;
         EXPECT_EQ(m_host->Finish(), 0);
     }
+}
+
+TEST_F(RoadTest, ASignalEndsASignInWhoseServerSendsNothing) {
+    ASSERT_TRUE(PostFaults(*m_server, R"([{"match":"getMainForm","kind":"hang"}])"));
+    for (const int nSignal : {SIGTERM, SIGINT}) {
+        StartHost();
+        m_host->Ask(STATUS_INIT);
+        m_host->Send(std::string(STATUS_LOGIN) + "\n");
+        ASSERT_TRUE(ReadUntilLine("QuerySecuritiesInfo-Start Url"));
+        EndBySignal(nSignal);
+    }
+}
+
+TEST_F(RoadTest, ASignalEndsASignInThatWaitsForAFirstLoadWhoseServerSendsNothing) {
+    RunOnce();
+    m_folder.Write("world/securities/TWF.json", TAIPEI_LATER);
+    ASSERT_TRUE(PostFaults(*m_server, R"([{"match":"getMainForm","kind":"hang"}])"));
+    for (const int nSignal : {SIGTERM, SIGINT}) {
+        StartHost();
+        m_host->Ask(STATUS_INIT);
+        m_host->Send(std::string(STATUS_LOGIN) + "\n");
+        ASSERT_TRUE(ReadUntilLine("WaitForSingleObject : m_hThreadPreProcessData"));
+        EndBySignal(nSignal);
+    }
+    ASSERT_TRUE(PostFaults(*m_server, "[]"));
+    StartHost();
+    SignIn();
+    EXPECT_EQ(OpenTime(), "\"01:45\"");
+    EXPECT_EQ(m_host->Finish(), 0);
+}
+
+TEST_F(RoadTest, TheNextStartRemovesWhatAHostKilledInTheMiddleOfAReplacementLeft) {
+    const std::filesystem::path configs = m_folder.GetPath() / "terminal/Configs";
+    const auto listConfigs = [&configs] {
+        std::vector<std::string> arNames;
+        for (const auto& entry : std::filesystem::directory_iterator(configs)) {
+            arNames.push_back(entry.path().filename().string());
+        }
+        return arNames;
+    };
+    RunOnce();
+    ASSERT_THAT(listConfigs(), UnorderedElementsAre("LUMIVale.ini", "LumivaleInfo.dat"));
+    const std::string strLater(TAIPEI_LATER);
+    m_folder.Write("world/securities/TWF.json",
+                   strLater.substr(0, strLater.size() - 2) + R"(,"Name.ENG":")" + std::string(5000, 'x') + "\"}}");
+    // A file that grows beyond 1024 bytes ends the process. The zipped reply stays below, and there is no "STORAGE".
+    std::string strCommand = "ulimit -c 0; ulimit -f 1; exec " + ProgramPath("lumivale-host") + " --json --bare";
+    for (const std::string& strOption : MakeOptions()) strCommand += " " + strOption;
+    CProcess host({"/bin/bash", "-c", strCommand});
+    host.Write(std::string(STATUS_INIT) + "\n");
+    EXPECT_THAT(host.ReadAll(), HasSubstr("have SecuritiesInfo"));
+    EXPECT_EQ(host.Wait(), -SIGXFSZ);
+    ASSERT_THAT(listConfigs(), UnorderedElementsAre("LUMIVale.ini", "LumivaleInfo.dat", StartsWith(".lumivale-")));
+
+    StartHost();
+    SignIn();
+    EXPECT_EQ(OpenTime(), "\"01:45\"");
+    EXPECT_THAT(listConfigs(), UnorderedElementsAre("LUMIVale.ini", "LumivaleInfo.dat"));
+    EXPECT_EQ(m_host->Finish(), 0);
 }
 
 TEST_F(RoadTest, AFullDiskKeepsTheLastGoodFileAndRoomMendsIt) {

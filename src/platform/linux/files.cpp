@@ -14,6 +14,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "platform/linux/temporary_file.h"
+
 namespace qvant::platform {
 
 namespace {
@@ -177,10 +179,11 @@ std::optional<std::string> ReadWholeFile(TextView strPath) {
 bool ReplaceFile(TextView strPath, std::string_view strBytes) {
     const std::string strFile = ToPath(strPath);
     const std::string strFolder = GetFolderOf(strFile);
-    std::string strTemporary = strFolder + "/.lumivale-XXXXXX";
-    CDescriptor file(mkostemp(strTemporary.data(), O_CLOEXEC));
+    std::string strTemporary;
+    const CDescriptor file(CreateTemporary(strFolder, strTemporary));
     if (!file.IsOpen()) return Fail();
-    if (!WriteAndClose(file, strBytes) || rename(strTemporary.c_str(), strFile.c_str()) != 0) {
+    // Open until the rename, or a sweep would take it for a stale one. After the flush, closing it can't fail any more.
+    if (!WriteAll(file.Get(), strBytes) || !Flush(file.Get()) || rename(strTemporary.c_str(), strFile.c_str()) != 0) {
         Fail();
         unlink(strTemporary.c_str());
         return false;

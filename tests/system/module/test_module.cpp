@@ -31,6 +31,8 @@ namespace qvant::test {
 namespace {
 
 constexpr LONG SUB_STATUS_THAT_FAILS = 77;
+constexpr LONG SUB_STATUS_UNTIL_STOP = 78;  ///< comes back when STOP has been said
+constexpr LONG SUB_STATUS_THAT_HANGS = 79;
 constexpr HRESULT RESULT_OF_FAILURE = 42;
 constexpr int LINES_OF_A_THREAD = 100;
 
@@ -124,12 +126,19 @@ private:
     [[noreturn]] void Hang();
 
     std::atomic<ULONG> m_nReferences{1};
+    std::atomic<bool> m_bStopped{false};
     IDispatch* m_pSink = nullptr;
 };
 
 HRESULT CModule::OnSystemStatus(LONG nStatus, LONG nSubStatus) {
     const std::string strLine = "status " + std::to_string(nStatus) + " " + std::to_string(nSubStatus);
     Log(CText(std::u16string(strLine.begin(), strLine.end())));
+    if (nSubStatus == SYSTEM_STATUS_STOP) {
+        m_bStopped = true;
+        m_bStopped.notify_all();
+    }
+    if (nSubStatus == SUB_STATUS_UNTIL_STOP) m_bStopped.wait(false);
+    if (nSubStatus == SUB_STATUS_THAT_HANGS) Hang();
     return nSubStatus == SUB_STATUS_THAT_FAILS ? RESULT_OF_FAILURE : S_OK;
 }
 

@@ -1,0 +1,71 @@
+#include "model/storage_tables.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "model/test_host.h"
+
+namespace qvant {
+namespace {
+
+class StorageTables : public testing::Test {
+protected:
+    /// The record "Lumivale" as every other reader sees it; null when it isn't there.
+    std::unique_ptr<CBaseData> OpenRecord() {
+        const auto pStorage = m_host.OpenTable(u"STORAGE", nullptr);
+        return pStorage ? pStorage->GetSubTable(u"Lumivale", nullptr) : nullptr;
+    }
+    /// What a run before this one left in the record.
+    static void AddTable(CBaseData& record) {
+        ASSERT_NE(OpenChild(record, u"left"), nullptr);
+        ASSERT_NE(record.GetSubTable(u"left", nullptr), nullptr);
+    }
+
+    CTestHost m_host;
+    RunState m_state;
+    CStorageTables m_storage{m_host, m_state, [] {}};
+};
+
+TEST_F(StorageTables, TellOfAVersionBeforeReadersSeeIt) {
+    m_host[u"STORAGE"];
+    m_storage.InitContractList(nullptr);
+    m_state.m_strVersion = u"4";
+    ASSERT_TRUE(m_storage.StoreVersion(false));
+    std::vector<Text> arSeen;
+    m_host.m_onLog = [&](TextView strLine) {
+        arSeen.push_back(Text(strLine) + u" " + OpenRecord()->GetString(u"Version"));
+    };
+    m_state.m_strVersion = u"5";
+    ASSERT_TRUE(m_storage.StoreVersion(true));
+    EXPECT_THAT(arSeen, testing::ElementsAre(u"QuerySecuritiesInfo-SaveVer:5 4"));
+    EXPECT_EQ(OpenRecord()->GetString(u"Version"), u"5");
+}
+
+TEST_F(StorageTables, TellOfAMissingRecordBeforeTheyMakeIt) {
+    m_host[u"STORAGE"];
+    std::vector<Text> arSeen;
+    m_host.m_onLog = [&](TextView strLine) { arSeen.push_back(Text(strLine) + (OpenRecord() ? u" made" : u"")); };
+    m_storage.InitContractList(nullptr);
+    EXPECT_THAT(arSeen, testing::ElementsAre(u"No STORAGE-Lumivale"));
+    EXPECT_NE(OpenRecord(), nullptr);
+}
+
+TEST_F(StorageTables, EmptyTheTablesOfARecordThatWasThereBefore) {
+    AddTable(*OpenChild(m_host[u"STORAGE"], u"Lumivale"));
+    m_storage.InitContractList(nullptr);
+    EXPECT_EQ(OpenRecord()->GetSubTable(u"left", nullptr), nullptr);
+}
+
+TEST_F(StorageTables, LeaveTheRecordOfTheLastSignInAsItIsWithoutStorage) {
+    OpenChild(m_host[u"STORAGE"], u"Lumivale");
+    m_storage.InitContractList(nullptr);
+    const auto pRecord = OpenRecord();
+    AddTable(*pRecord);
+    m_host.Drop(u"STORAGE");
+    m_storage.InitContractList(nullptr);
+    ASSERT_NE(m_storage.GetLumivale(), nullptr);
+    EXPECT_NE(pRecord->GetSubTable(u"left", nullptr), nullptr);
+}
+
+}  // namespace
+}  // namespace qvant
