@@ -5,6 +5,9 @@
 
 namespace qvant::host {
 
+/// Error of a request that the stop cut short.
+inline constexpr const char* ENDS = "the host ends";
+
 class CFailure : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;

@@ -70,6 +70,33 @@ void Put(JsonWriter& writer, const Event& event) {
     writer.EndObject();
 }
 
+void Put(JsonWriter& writer, const Listing& listing) {
+    writer.StartObject();
+    writer.Key("total");
+    writer.Uint64(listing.nTotal);
+    writer.Key("rows");
+    writer.StartArray();
+    for (const auto& arRow : listing.arRows) {
+        writer.StartObject();
+        for (std::size_t i = 0; i < arRow.size(); ++i) {
+            Put(writer, listing.arColumns[i]);
+            Put(writer, arRow[i]);
+        }
+        writer.EndObject();
+    }
+    writer.EndArray();
+    writer.EndObject();
+}
+
+void Put(JsonWriter& writer, const Record& record) {
+    writer.StartObject();
+    for (const auto& [strName, value] : record.arFields) {
+        Put(writer, strName);
+        Put(writer, value);
+    }
+    writer.EndObject();
+}
+
 void Put(JsonWriter& writer, const Reply& reply) {
     writer.StartObject();
     writer.Key("reply");

@@ -113,7 +113,7 @@ int RunHost(const Options& options, int nScript) {
         std::cerr << "lumivale-host: " << failure.what() << '\n';
         return EXIT_NO_MODULE;
     }
-    CRequests requests(tables, *pService, log, stop);
+    CRequests requests(tables, *pService, log, stop, options.pathHome);
     for (ILineSource* pSource : ends.Sources()) {
         if (pSource == ends.pPrompt.get()) ends.pCurtain->Raise();
         RunRequests(*pSource, *ends.pCurtain, requests);

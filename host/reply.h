@@ -8,12 +8,13 @@
 #include <vector>
 
 #include "event.h"
+#include "listing.h"
 #include "table_content.h"
 #include "value.h"
 
 namespace qvant::host {
 
-using ReplyValue = std::variant<Value, TableContent, Event>;
+using ReplyValue = std::variant<Value, TableContent, Event, Listing, Record>;
 
 struct Reply {
     std::string strId;     ///< JSON text of the request's "id", or its running number

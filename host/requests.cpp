@@ -5,6 +5,9 @@
 
 #include "failure.h"
 #include "input.h"
+#include "name_tree.h"
+#include "symbol_card.h"
+#include "symbol_search.h"
 #include "words.h"
 
 namespace qvant::host {
@@ -13,7 +16,6 @@ namespace {
 
 constexpr std::chrono::milliseconds WAIT_TIMEOUT{10'000};
 constexpr std::uint64_t SHOWN_ROWS = 20;
-constexpr const char* ENDS = "the host ends";
 
 EventPattern::FieldPattern ReadFieldPattern(const JsonValue& name, const JsonValue& wanted) {
     const std::string strName = Narrow(TextOf(name));
@@ -51,11 +53,12 @@ std::vector<Value> ReadRows(const CRequest& request) {
 
 CRequests::Handler CRequests::FindHandler(TextView strName) {
     static constexpr std::pair<TextView, Handler> HANDLERS[] = {
-        {u"status", &CRequests::Status}, {u"topic", &CRequests::Topic}, {u"set", &CRequests::Set},
-        {u"rows", &CRequests::Rows},     {u"clear", &CRequests::Clear}, {u"drop", &CRequests::Drop},
-        {u"get", &CRequests::Get},       {u"keys", &CRequests::Keys},   {u"dump", &CRequests::Dump},
-        {u"tables", &CRequests::Tables}, {u"watch", &CRequests::Watch}, {u"unwatch", &CRequests::Unwatch},
-        {u"clock", &CRequests::Clock},   {u"wait", &CRequests::Wait},   {u"sleep", &CRequests::Sleep},
+        {u"status", &CRequests::Status}, {u"topic", &CRequests::Topic},      {u"set", &CRequests::Set},
+        {u"rows", &CRequests::Rows},     {u"clear", &CRequests::Clear},      {u"drop", &CRequests::Drop},
+        {u"get", &CRequests::Get},       {u"keys", &CRequests::Keys},        {u"dump", &CRequests::Dump},
+        {u"tables", &CRequests::Tables}, {u"find", &CRequests::FindSymbols}, {u"card", &CRequests::Card},
+        {u"tree", &CRequests::Tree},     {u"watch", &CRequests::Watch},      {u"unwatch", &CRequests::Unwatch},
+        {u"clock", &CRequests::Clock},   {u"wait", &CRequests::Wait},        {u"sleep", &CRequests::Sleep},
         {u"help", &CRequests::Help},     {u"quit", &CRequests::Quit}};
     const auto it = std::ranges::find(HANDLERS, strName, &std::pair<TextView, Handler>::first);
     if (it == std::end(HANDLERS)) throw CFailure("unknown request " + Quote(strName));
@@ -146,6 +149,23 @@ void CRequests::Dump(const CRequest& request, Reply& reply) {
 }
 
 void CRequests::Tables(const CRequest&, Reply& reply) { reply.Add("tables", Value(m_tables.GetNames())); }
+
+void CRequests::FindSymbols(const CRequest& request, Reply& reply) {
+    const auto nFirst = static_cast<std::size_t>(request.GetCount(u"first", SHOWN_ROWS));
+    const Text strText = request.GetText(u"text");
+    CSearchDatabase database(m_pathHome, m_stop);
+    reply.Add("symbols", host::FindSymbols(database, strText, nFirst));
+}
+
+void CRequests::Card(const CRequest& request, Reply& reply) {
+    const Text strSymbol = request.GetText(u"symbol");
+    CSearchDatabase database(m_pathHome, m_stop);
+    reply.Add("card", ReadSymbolCard(database, m_tables, strSymbol));
+}
+
+void CRequests::Tree(const CRequest& request, Reply& reply) {
+    reply.Add("names", CNameTree(m_tables).List(request.GetText(u"path", u"")));
+}
 
 void CRequests::Watch(const CRequest& request, Reply&) {
     const TablePath path = request.GetTablePath();

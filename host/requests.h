@@ -1,6 +1,7 @@
 /// Carries out the requests, one after the other, on the host thread.
 #pragma once
 
+#include <filesystem>
 #include <string_view>
 
 #include "clock.h"
@@ -16,8 +17,15 @@ namespace qvant::host {
 
 class CRequests {
 public:
-    CRequests(CTables& tables, CService& service, CEventLog& log, CStop& stop)
-        : m_tables(tables), m_service(service), m_log(log), m_stop(stop), m_watches(log), m_clock(tables) {}
+    /// @param pathHome  the service's home folder
+    CRequests(CTables& tables, CService& service, CEventLog& log, CStop& stop, std::filesystem::path pathHome)
+        : m_tables(tables),
+          m_service(service),
+          m_log(log),
+          m_stop(stop),
+          m_pathHome(std::move(pathHome)),
+          m_watches(log),
+          m_clock(tables) {}
 
     /// Carries out a line: an object in JSON, or words. A bad request gives a reply with an error.
     Reply Run(std::string_view strLine);
@@ -44,6 +52,9 @@ private:
     void Keys(const CRequest& request, Reply& reply);
     void Dump(const CRequest& request, Reply& reply);
     void Tables(const CRequest& request, Reply& reply);
+    void FindSymbols(const CRequest& request, Reply& reply);
+    void Card(const CRequest& request, Reply& reply);
+    void Tree(const CRequest& request, Reply& reply);
     void Watch(const CRequest& request, Reply& reply);
     void Unwatch(const CRequest& request, Reply& reply);
     void Clock(const CRequest& request, Reply& reply);
@@ -56,6 +67,7 @@ private:
     CService& m_service;
     CEventLog& m_log;
     CStop& m_stop;
+    const std::filesystem::path m_pathHome;
     CWatches m_watches;
     CClock m_clock;
     std::uint64_t m_nRequest = 0;

@@ -127,9 +127,65 @@ std::string ShowList(const std::vector<Text>& arList) {
     return strShown.empty() ? "(none)\n" : strShown;
 }
 
+/// The name of a column or a field for a person.
+Text Label(std::string_view strName) {
+    Text strLabel = Widen(strName);
+    std::ranges::replace(strLabel, u'_', u' ');
+    return strLabel;
+}
+
+using Cells = std::vector<Cell>;
+
+/// Lines of cells below each other. A cell beyond the limit doesn't widen its column.
+std::string Align(const std::vector<Cells>& arLines, std::size_t nLimit) {
+    std::vector<std::size_t> arWidths;
+    for (const Cells& arCells : arLines) {
+        arWidths.resize(std::max(arWidths.size(), arCells.size()));
+        for (std::size_t i = 0; i < arCells.size(); ++i)
+            if (arCells[i].nWidth <= nLimit) arWidths[i] = std::max(arWidths[i], arCells[i].nWidth);
+    }
+    std::string strShown;
+    for (const Cells& arCells : arLines) {
+        for (std::size_t i = 0; i < arCells.size(); ++i) strShown += "  " + Pad(arCells[i], arWidths[i]);
+        strShown.resize(strShown.find_last_not_of(' ') + 1);
+        strShown += '\n';
+    }
+    return strShown;
+}
+
+std::string ShowListing(const Listing& listing) {
+    std::string strShown = Counted(listing.nTotal, std::string(listing.strThing).c_str()) + '\n';
+    if (listing.arRows.empty()) return strShown;
+    std::vector<Cells> arLines(1);
+    for (const std::string_view strColumn : listing.arColumns)
+        arLines.front().push_back(MakeCell(Label(strColumn), CELL_WIDTH));
+    for (const auto& arRow : listing.arRows) {
+        Cells& arCells = arLines.emplace_back();
+        for (const Value& value : arRow) arCells.push_back(MakeCell(ToText(value), CELL_WIDTH));
+    }
+    strShown += Align(arLines, KEY_WIDTH);
+    const std::size_t nMore = listing.nTotal - listing.arRows.size();
+    return nMore > 0 ? strShown + "  ... and " + std::to_string(nMore) + " more\n" : strShown;
+}
+
+std::string ShowRecord(const Record& record) {
+    std::vector<Cells> arLines;
+    for (const auto& [strName, value] : record.arFields) {
+        Text strText = ToText(value);
+        if (const auto* pList = std::get_if<std::vector<Text>>(&value)) {
+            strText.clear();
+            for (const Text& strItem : *pList) strText.append(strText.empty() ? u"" : u"  ").append(strItem);
+        }
+        if (!strText.empty()) arLines.push_back({MakeCell(Label(strName), CELL_WIDTH), MakeCell(strText, CELL_WIDTH)});
+    }
+    return Align(arLines, KEY_WIDTH);
+}
+
 std::string ShowMember(const Reply& reply, std::string_view strName, const ReplyValue& member) {
     if (const auto* pContent = std::get_if<TableContent>(&member)) return ShowTable(*pContent, reply.nShownRows);
     if (const auto* pEvent = std::get_if<Event>(&member)) return ShowLine(*pEvent);
+    if (const auto* pListing = std::get_if<Listing>(&member)) return ShowListing(*pListing);
+    if (const auto* pRecord = std::get_if<Record>(&member)) return ShowRecord(*pRecord);
     const Value& value = std::get<Value>(member);
     if (const auto* pList = std::get_if<std::vector<Text>>(&value)) return ShowList(*pList);
     if (strName == "value") return ShowValue(value) + '\n';

@@ -82,6 +82,13 @@ public:
         if (!nNumber) throw UsageFault();
         return *nNumber;
     }
+    /// Takes the last two words if they are this one and a number.
+    std::optional<std::int64_t> TakeEnding(TextView strWord) {
+        if (m_arTokens.size() != 2 || m_arTokens[0].bQuoted || m_arTokens[0].strText != strWord) return std::nullopt;
+        const auto nNumber = ParseInteger(m_arTokens[1].strText);
+        if (nNumber) m_arTokens = {};
+        return nNumber;
+    }
     /// Takes the next word if it is this one.
     bool TakeIf(TextView strWord) {
         if (IsEmpty() || m_arTokens.front().bQuoted || m_arTokens.front().strText != strWord) return false;
@@ -208,6 +215,28 @@ void ReadDump(CArguments& arguments, CRequestMaker& maker) {
     }
 }
 
+void ReadFind(CArguments& arguments, CRequestMaker& maker) {
+    Text strText = arguments.TakeText();
+    while (!arguments.IsEmpty()) {
+        if (const auto nFirst = arguments.TakeEnding(u"first")) {
+            maker.AddNumber(u"first", *nFirst);
+        } else {
+            strText.append(u" ").append(arguments.TakeText());
+        }
+    }
+    maker.AddText(u"text", strText);
+}
+
+void ReadCard(CArguments& arguments, CRequestMaker& maker) { maker.AddText(u"symbol", arguments.TakeText()); }
+
+/// A path has names of several words in it as a rule, so that it needs no quotes.
+void ReadTree(CArguments& arguments, CRequestMaker& maker) {
+    if (arguments.IsEmpty()) return;
+    Text strPath = arguments.TakeText();
+    while (!arguments.IsEmpty()) strPath.append(u" ").append(arguments.TakeText());
+    maker.AddText(u"path", strPath);
+}
+
 void ReadClock(CArguments& arguments, CRequestMaker& maker) {
     if (arguments.TakeIf(u"tick")) {
         const bool bOn = arguments.TakeIf(u"on");
@@ -270,6 +299,14 @@ constexpr Word WORDS[] = {
       Argument::Table},
      ReadDump},
     {{"tables", "", "list the tables", Argument::None}, ReadNothing},
+    {{"find", "TEXT ... [first N]", "find symbols by id, name, pinyin or instrument; all the words must occur",
+      Argument::None},
+     ReadFind},
+    {{"card", "SYMBOL", "show all that is known of a symbol, with its trading hours today in local time",
+      Argument::None},
+     ReadCard},
+    {{"tree", "[PATH]", "show what the pickers show below a path; of no path the classifications", Argument::None},
+     ReadTree},
     {{"watch", "TABLE[/SUB...]", "show the events of a table from now on", Argument::Table}, ReadTable},
     {{"unwatch", "TABLE[/SUB...]", "show them no more", Argument::Table}, ReadTable},
     {{"clock", "DATE TIME, or tick on|off", "set the system's clock, as yyyymmdd and hhmmss, or let it run in UTC",
