@@ -1,10 +1,10 @@
 #include "documents/securities_document.h"
 
-#include <bit>
 #include <cstring>
 #include <optional>
 
 #include "base/format.h"
+#include "documents/reply_file.h"
 #include "platform/files.h"
 #include "platform/stop.h"
 
@@ -14,12 +14,6 @@ namespace {
 
 constexpr const char16_t* NOTHING_HELD = u"-1";  ///< the version that forces a full download
 constexpr std::size_t LOGGED_UNITS = 200;        ///< of a reply that is no JSON
-
-/// The units of a wide text as they stand in memory, which on every machine this runs on is the form of the file.
-std::string_view BytesOf(TextView strText) {
-    static_assert(std::endian::native == std::endian::little);
-    return {reinterpret_cast<const char*>(strText.data()), strText.size() * sizeof(char16_t)};
-}
 
 std::size_t CountSecurities(const JsonValue& value) {
     if (value.IsObject()) return value.MemberCount();
@@ -71,9 +65,13 @@ bool CSecuritiesDocument::AskServer(const Text& strServer, Text& strError) {
         return false;
     }
     const auto* pText = reinterpret_cast<const char*>(pReply.get());
-    const std::string_view strReply(pText, ::strnlen(pText, nLength));
+    return TakeReply({pText, ::strnlen(pText, nLength)}, strUrl);
+}
+
+bool CSecuritiesDocument::TakeReply(std::string_view strReply, const Text& strUrl) {
+    CReplyFile file(m_strPath, strReply);
     if (!ParseReply(strReply, strUrl)) return false;
-    m_bNews = TakeReply(strReply);
+    m_bNews = TakeNews(file);
     return true;
 }
 
@@ -88,7 +86,7 @@ bool CSecuritiesDocument::ParseReply(std::string_view strReply, const Text& strU
 
 /// Saves a reply that holds securities, and takes its version over.
 /// @return true when there are news, and they reached the disk
-bool CSecuritiesDocument::TakeReply(std::string_view strReply) {
+bool CSecuritiesDocument::TakeNews(CReplyFile& file) {
     bool bSaved = false;
     std::optional<Text> strNewVersion;
     if (const JsonDocument& document = m_docSecurities; document.IsObject()) {
@@ -96,7 +94,7 @@ bool CSecuritiesDocument::TakeReply(std::string_view strReply) {
             const TextView strName = GetText(pMember->name);
             if (strName == u"SecuritiesInfo" && CountSecurities(pMember->value) > 0) {
                 m_parts.host.LogMessage(u"QuerySecuritiesInfo have SecuritiesInfo");
-                bSaved = SaveDocument(strReply);
+                bSaved = bSaved || file.Commit();
             } else if (strName == u"LastVersion") {
                 // Versions are compared as text: a lower one is as new as a higher one.
                 auto strVersion = RenderVersion(pMember->value);
@@ -110,10 +108,6 @@ bool CSecuritiesDocument::TakeReply(std::string_view strReply) {
     }
     if (strNewVersion) TakeVersion(*strNewVersion);
     return true;
-}
-
-bool CSecuritiesDocument::SaveDocument(std::string_view strReply) const {
-    return platform::ReplaceFile(m_strPath, BytesOf(Widen(strReply)));
 }
 
 void CSecuritiesDocument::TakeVersion(const Text& strVersion) {
