@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <stdexcept>
 
+#include "base/same_text.h"
+
 namespace qvant {
 
 /// The slot of the key, or the free one where it belongs. There are slots.
@@ -10,7 +12,8 @@ std::size_t CTextMap::FindSlot(TextView strKey, std::uint32_t nHash) const {
     const std::size_t nMask = m_arSlots.size() - 1;
     std::size_t nSlot = nHash & nMask;
     for (; m_arSlots[nSlot].nEntry != 0; nSlot = (nSlot + 1) & nMask) {
-        if (m_arSlots[nSlot].nHash == nHash && m_arEntries[m_arSlots[nSlot].nEntry - 1].first == strKey) break;
+        const Slot& slot = m_arSlots[nSlot];
+        if (slot.nHash == nHash && IsSame(m_arEntries[slot.nEntry - 1].first, strKey)) break;
     }
     return nSlot;
 }
@@ -29,7 +32,7 @@ const Text& CTextMap::at(TextView strKey) const {
 
 Text& CTextMap::operator[](TextView strKey) {
     // A pass comes by its keys in the order of the last one.
-    if (m_nNext < m_nSize && m_arEntries[m_nNext].first == strKey) return m_arEntries[m_nNext++].second;
+    if (m_nNext < m_nSize && IsSame(m_arEntries[m_nNext].first, strKey)) return m_arEntries[m_nNext++].second;
     if (2 * (m_nSize + 1) > m_arSlots.size()) Grow();
     const std::uint32_t nHash = Hash(strKey);
     Slot& slot = m_arSlots[FindSlot(strKey, nHash)];
