@@ -1,9 +1,9 @@
 /// A temporary file beside the target, renamed over it when it is whole.
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 
 #include <fcntl.h>
-#include <stdio.h>
 #include <unistd.h>
 
 #include "platform/files.h"
