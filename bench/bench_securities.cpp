@@ -12,9 +12,9 @@
 #include <benchmark/benchmark.h>
 #include <rapidjson/document.h>
 
-#include "model/securities_parser.h"
+#include "documents/reply_file.h"
+#include "documents/securities_document.h"
 #include "model/underlying_lists.h"
-#include "platform/files.h"
 
 namespace qvant {
 namespace {
@@ -126,21 +126,28 @@ class CService {
 public:
     CService() {
         m_folder = std::filesystem::temp_directory_path() / ("qv-bench-" + std::to_string(std::random_device{}()));
-        std::filesystem::create_directories(m_folder);
+        std::filesystem::create_directories(m_folder / "Configs");
         std::ofstream(m_folder / "cities.txt") << CITIES;
         m_zones.LoadCities(Widen((m_folder / "cities.txt").string()));
         m_zones.LoadTimeZones(platform::MachineClock());
-        m_strFile = Widen((m_folder / "LumivaleInfo.dat").string());
+        m_document.SetHomeDir(Widen((m_folder / "").string()));
     }
     ~CService() { std::filesystem::remove_all(m_folder); }
 
-    void Parse(const std::string& strReply) { ParseUtf8(m_document, strReply); }
-    void Save(const std::string& strReply) {
-        const Text strText = Widen(strReply);
-        platform::ReplaceFile(m_strFile, {reinterpret_cast<const char*>(strText.data()), strText.size() * 2});
+    /// All that follows on the transfer of a reply: it is parsed and saved, then loaded, and the lists are made.
+    bool Pass(const std::string& strReply) {
+        const bool bTaken = m_document.TakeReply(strReply, u"http://127.0.0.1/");
+        m_document.LoadSecuritiesInfo(m_host[u"Security.Info"]);
+        return bTaken;
     }
-    void FillTables() { m_parser.ParseJsonData(m_document, m_host[u"Security.Info"]); }
-    void Drop() { JsonDocument().Swap(m_document); }
+
+    // The steps of a pass, each alone.
+    void Parse(const std::string& strReply) { ParseUtf8(m_docSecurities, strReply); }
+    void Drop() { JsonDocument().Swap(m_docSecurities); }
+    bool Save(const std::string& strReply) {
+        return CReplyFile(Widen((m_folder / "LumivaleInfo.dat").string()), strReply).Commit();
+    }
+    void FillTables() { m_parser.ParseJsonData(m_docSecurities, m_host[u"Security.Info"]); }
     void MakeLists() {
         m_lists.MakeUnderlyingList({m_host[u"Security.Info"], m_host[u"Underlying.List"], m_host[u"Underlying.F.List"],
                                     m_host[u"OptionStyle"]},
@@ -149,13 +156,19 @@ public:
 
 private:
     std::filesystem::path m_folder;
-    Text m_strFile;
     CHost m_host;
     CTimeZones m_zones;
     CExchangeTimes m_times{m_zones, platform::MachineClock()};
     CSecuritiesParser m_parser{m_host, m_times};
     CUnderlyingLists m_lists{m_host};
-    JsonDocument m_document;
+    RunState m_state;
+    CSession m_session{platform::MachineClock()};
+    CServerList m_servers;
+    CErrorReport m_errors{m_host, platform::MachineClock()};
+    CStorageTables m_storage{m_host, m_state, [] {}};
+    CSecuritiesDocument m_document{{m_host, m_session, m_servers, m_errors, m_storage, m_parser, m_state},
+                                   [this] { MakeLists(); }};
+    JsonDocument m_docSecurities;
 };
 
 void PlainParse(benchmark::State& state) {
@@ -172,11 +185,7 @@ void Pass(benchmark::State& state) {
     const std::string& strReply = GetReply(static_cast<int>(state.range(0)));
     CService service;
     for (auto _ : state) {
-        service.Parse(strReply);
-        service.Save(strReply);
-        service.FillTables();
-        service.Drop();
-        service.MakeLists();
+        if (!service.Pass(strReply)) state.SkipWithError("the reply wasn't taken");
     }
     state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(strReply.size()));
 }
@@ -193,7 +202,9 @@ void DepthLimitedParse(benchmark::State& state) {
 void Save(benchmark::State& state) {
     const std::string& strReply = GetReply(static_cast<int>(state.range(0)));
     CService service;
-    for (auto _ : state) service.Save(strReply);
+    for (auto _ : state) {
+        if (!service.Save(strReply)) state.SkipWithError("the reply wasn't saved");
+    }
 }
 
 void FillTables(benchmark::State& state) {

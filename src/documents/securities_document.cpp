@@ -3,6 +3,7 @@
 #include <optional>
 
 #include "base/format.h"
+#include "documents/reply_file.h"
 #include "documents/reply_text.h"
 #include "platform/files.h"
 #include "platform/stop.h"
@@ -52,9 +53,13 @@ bool CSecuritiesDocument::AskServer(const Text& strServer, Text& strError) {
         host.LogMessage(u"QuerySecuritiesInfo Fail:" + strUrl);
         return false;
     }
-    const std::string_view strReply = GetReplyText(pReply, nLength);
+    return TakeReply(GetReplyText(pReply, nLength), strUrl);
+}
+
+bool CSecuritiesDocument::TakeReply(std::string_view strReply, const Text& strUrl) {
+    CReplyFile file(m_strPath, strReply);
     if (!ParseReply(strReply, strUrl)) return false;
-    m_bNews = TakeReply(strReply);
+    m_bNews = TakeNews(file);
     return true;
 }
 
@@ -68,7 +73,7 @@ bool CSecuritiesDocument::ParseReply(std::string_view strReply, const Text& strU
 
 /// Saves a reply that holds securities, and takes its version over.
 /// @return true when there are news, and they reached the disk
-bool CSecuritiesDocument::TakeReply(std::string_view strReply) {
+bool CSecuritiesDocument::TakeNews(CReplyFile& file) {
     bool bSaved = false;
     std::optional<Text> strNewVersion;
     if (const JsonDocument& document = m_docSecurities; document.IsObject()) {
@@ -76,7 +81,7 @@ bool CSecuritiesDocument::TakeReply(std::string_view strReply) {
             const TextView strName = GetText(pMember->name);
             if (strName == u"SecuritiesInfo" && CountSecurities(pMember->value) > 0) {
                 m_parts.host.LogMessage(u"QuerySecuritiesInfo have SecuritiesInfo");
-                bSaved = SaveDocument(strReply);
+                bSaved = bSaved || file.Commit();
             } else if (strName == u"LastVersion") {
                 // Versions are compared as text: a lower one is as new as a higher one.
                 auto strVersion = RenderName(pMember->value);
@@ -90,10 +95,6 @@ bool CSecuritiesDocument::TakeReply(std::string_view strReply) {
     }
     if (strNewVersion) TakeVersion(*strNewVersion);
     return true;
-}
-
-bool CSecuritiesDocument::SaveDocument(std::string_view strReply) const {
-    return platform::ReplaceFile(m_strPath, BytesOf(Widen(strReply)));
 }
 
 void CSecuritiesDocument::TakeVersion(const Text& strVersion) {

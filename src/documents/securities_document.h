@@ -16,6 +16,8 @@
 
 namespace qvant {
 
+class CReplyFile;
+
 /// What the document works with; all outlive it.
 struct SecuritiesDocumentParts {
     IHost& host;
@@ -42,6 +44,12 @@ public:
     /// @return true when one was received and saved, so that the caller should load it
     bool QuerySecuritiesInfo();
 
+    /// The part of the query behind the transfer: parses a server's reply, and saves it when it holds securities.
+    /// @param strReply  as it came, in UTF-8
+    /// @param strUrl    where it came from, for the log
+    /// @return true when the reply was JSON: it ends the walk, whatever it holds
+    bool TakeReply(std::string_view strReply, const Text& strUrl);
+
     /// Parses what the query received, else the copy on disk, into the store, and builds the underlying lists.
     /// @throw CFailure  from a time that can't be; the store stands as it was
     /// @param pSecurityInfo  the table "Security.Info"
@@ -50,8 +58,7 @@ public:
 private:
     bool AskServer(const Text& strServer, Text& strError);
     bool ParseReply(std::string_view strReply, const Text& strUrl);
-    bool TakeReply(std::string_view strReply);
-    bool SaveDocument(std::string_view strReply) const;
+    bool TakeNews(CReplyFile& file);
     void TakeVersion(const Text& strVersion);
     bool ReadDocument();
     void DropDocument();

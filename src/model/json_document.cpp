@@ -88,13 +88,6 @@ void AppendEscaped(Text& strJson, char16_t ch) {
     }
 }
 
-/// Grows the text once for the string and both of its quotes.
-void AppendPlainString(Text& strJson, TextView strText) {
-    const std::size_t nStart = strJson.size();
-    strJson.resize(nStart + strText.size() + 2, u'"');
-    std::copy(strText.begin(), strText.end(), strJson.begin() + static_cast<std::ptrdiff_t>(nStart) + 1);
-}
-
 /// Empties the document and gives units of its own memory, with one more for a NUL.
 char16_t* GetRoom(JsonDocument& document, std::size_t nUnits) {
     document.SetNull();
@@ -148,8 +141,11 @@ const JsonValue* FindMember(const JsonValue& object, TextView strName) {
 }
 
 void AppendJsonString(Text& strJson, TextView strText) {
-    if (CountPlain(strText.data(), strText.size()) == strText.size()) return AppendPlainString(strJson, strText);
     strJson.push_back(u'"');
+    if (CountPlain(strText.data(), strText.size()) == strText.size()) {
+        strJson.append(strText).push_back(u'"');
+        return;
+    }
     for (const char16_t ch : strText) {
         if (NeedsEscape(ch)) {
             AppendEscaped(strJson, ch);

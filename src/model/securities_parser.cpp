@@ -29,6 +29,7 @@ void CSecuritiesParser::ParseJsonData(const JsonDocument& document, CBaseData* p
     for (auto pMember = securities.MemberBegin(); pMember != securities.MemberEnd(); ++pMember) {
         pass.AddSecurity(GetText(pMember->name), pMember->value);
     }
+    pass.FinishTables();
     m_host.LogMessage(u"ParseJsonData loop End.");
     pass.Commit();
     m_host.LogMessage(u"ParseJsonData SecurityInfo End.");

@@ -56,20 +56,125 @@ CSecuritiesPass::CSecuritiesPass(CSecuritiesParser& parser, CExchangeTimes& time
     m_infoUpdate.Clear(store::MASK_ALL);
 }
 
-void CSecuritiesPass::AddSecurity(TextView strKey, const JsonValue& security) {
-    TakeKey(strKey);
-    m_strJson.clear();
-    if (security.IsObject()) {
-        m_members.Read(security);
-        ReadZone();
-        ConvertTimes();
-        NoteNames(strKey);
-        NoteRoutes(strKey, security);
+void CSecuritiesPass::AddSecurity(TextView strKey, const JsonValue& value) {
+    Security& security = AddToBatch();
+    security.strKey = strKey;
+    security.pValue = &value;
+    security.bConverted = false;
+    ++m_pBatch->nCount;
+    security.strJson.clear();
+    if (value.IsObject()) {
+        security.members.Read(value);
+        ReadZone(security.members);
+        try {
+            ConvertTimes(security);
+        } catch (...) {
+            FinishTables();
+            throw;
+        }
         WriteJson(security);
     } else {
-        AppendJson(m_strJson, security);
+        AppendJson(security.strJson, value);
     }
-    Store(strKey);
+    security.bConverted = true;
+    if (m_pBatch->nCount == Batch::MOST) HandOver();
+}
+
+CSecuritiesPass::Security& CSecuritiesPass::AddToBatch() {
+    if (!m_pBatch) {
+        m_pBatch = &m_arBatches[m_follower.GetPlace()];
+        m_pBatch->nCount = 0;
+    }
+    if (m_pBatch->nCount == m_pBatch->arSecurities.size()) m_pBatch->arSecurities.emplace_back();
+    return m_pBatch->arSecurities[m_pBatch->nCount];
+}
+
+void CSecuritiesPass::HandOver() {
+    m_pBatch = nullptr;
+    m_follower.HandOver();
+}
+
+void CSecuritiesPass::FinishTables() {
+    if (m_pBatch) HandOver();
+    m_follower.Finish();
+}
+
+void CSecuritiesPass::Commit() {
+    CommitGroups();
+    for (auto& [strGroup, group] : m_mapGroupTable) {
+        if (!group.pTable) continue;
+        m_infoUpdate.SetTable(strGroup, *group.pTable);
+        group.pTable.reset();
+    }
+    m_mapGroupTable.clear();
+    m_infoUpdate.Commit();
+}
+
+/// The groups' tables aren't anywhere to be found yet, so that it doesn't matter which of them is committed first.
+void CSecuritiesPass::CommitGroups() {
+    std::vector<GroupTable*> arGroups;
+    for (auto& [strGroup, group] : m_mapGroupTable) {
+        if (group.pTable) arGroups.push_back(&group);
+    }
+    const auto commit = [&arGroups](std::size_t i) { arGroups[i]->update->Commit(); };
+    if (m_follower.IsShared()) return platform::ShareWork(arGroups.size(), commit);
+    for (std::size_t i = 0; i < arGroups.size(); ++i) commit(i);
+}
+
+void CSecuritiesPass::ReadZone(const CSecurityMembers& members) {
+    const TextView strTimeZone = members.GetText(SecurityMember::TimeZone);
+    // Neighbours in the document mostly share their zone.
+    if (strTimeZone == m_strTimeZone) return;
+    m_strTimeZone = strTimeZone;
+    const std::size_t nSlash = strTimeZone.find(u'/');
+    m_strZone = ToUpper(nSlash == TextView::npos ? strTimeZone : strTimeZone.substr(nSlash + 1));
+}
+
+void CSecuritiesPass::ConvertTimes(Security& security) {
+    for (auto& strConverted : security.arConverted) strConverted.reset();
+    for (std::size_t i = 0; i < SECURITY_TIMES; ++i) {
+        const auto member = static_cast<SecurityMember>(i);
+        const TextView strText = security.members.GetText(member);
+        if (IsConvertible(member, strText)) security.arConverted[i] = (m_times.*CONVERSIONS[i])(strText, m_strZone);
+    }
+}
+
+/// Converted members stand behind those that came through untouched.
+void CSecuritiesPass::WriteJson(Security& security) {
+    Text& strJson = security.strJson;
+    const auto AppendName = [&strJson](TextView strName) {
+        strJson.push_back(strJson.empty() ? u'{' : u',');
+        AppendJsonString(strJson, strName);
+        strJson.push_back(u':');
+    };
+    const JsonValue& value = *security.pValue;
+    std::size_t nMember = 0;
+    for (auto pMember = value.MemberBegin(); pMember != value.MemberEnd(); ++pMember, ++nMember) {
+        const auto nKind = static_cast<std::size_t>(security.members.GetKind(nMember));
+        if (nKind < SECURITY_TIMES && security.arConverted[nKind]) continue;
+        AppendName(GetText(pMember->name));
+        AppendJson(strJson, pMember->value);
+    }
+    for (std::size_t i = 0; i < SECURITY_TIMES; ++i) {
+        if (!security.arConverted[i]) continue;
+        AppendName(GetMemberName(static_cast<SecurityMember>(i)));
+        AppendJsonString(strJson, *security.arConverted[i]);
+    }
+    strJson.append(strJson.empty() ? u"{}" : u"}");
+}
+
+void CSecuritiesPass::FollowBatch(const Batch& batch) {
+    for (std::size_t i = 0; i < batch.nCount; ++i) {
+        const Security& security = batch.arSecurities[i];
+        TakeKey(security.strKey);
+        if (security.pValue->IsObject()) {
+            NoteTimes(security);
+            if (!security.bConverted) return;
+            NoteNames(security.strKey, security.members);
+            NoteRoutes(security.strKey, *security.pValue);
+        }
+        Store(security.strKey, security.strJson);
+    }
 }
 
 void CSecuritiesPass::TakeKey(TextView strKey) {
@@ -87,36 +192,12 @@ void CSecuritiesPass::TakeKey(TextView strKey) {
     m_strGroup = bPlain ? strKey.substr(0, nGroup) : TextView(GetSecurityGroup(strKey));
 }
 
-void CSecuritiesPass::Commit() {
-    for (auto& [strGroup, group] : m_mapGroupTable) {
-        if (!group.pTable) continue;
-        group.update->Commit();
-        m_infoUpdate.SetTable(strGroup, *group.pTable);
-        group.pTable.reset();
-    }
-    m_mapGroupTable.clear();
-    m_infoUpdate.Commit();
-}
-
-void CSecuritiesPass::ReadZone() {
-    const TextView strTimeZone = m_members.GetText(SecurityMember::TimeZone);
-    // Neighbours in the document mostly share their zone.
-    if (strTimeZone == m_strTimeZone) return;
-    m_strTimeZone = strTimeZone;
-    const std::size_t nSlash = strTimeZone.find(u'/');
-    m_strZone = ToUpper(nSlash == TextView::npos ? strTimeZone : strTimeZone.substr(nSlash + 1));
-}
-
-void CSecuritiesPass::ConvertTimes() {
-    for (std::size_t i = 0; i < SECURITY_TIMES; ++i) {
-        const auto member = static_cast<SecurityMember>(i);
-        const TextView strText = m_members.GetText(member);
-        m_arConverted[i].reset();
-        if (!IsConvertible(member, strText)) continue;
-        const Text& strConverted = m_arConverted[i].emplace((m_times.*CONVERSIONS[i])(strText, m_strZone));
-        if (member == SecurityMember::OpenCloseTime) NoteSessions(strConverted);
-        if (member == SecurityMember::ResetTime) NoteReset(strConverted);
-    }
+void CSecuritiesPass::NoteTimes(const Security& security) {
+    const auto GetConverted = [&security](SecurityMember member) -> const std::optional<Text>& {
+        return security.arConverted[static_cast<std::size_t>(member)];
+    };
+    if (const auto& strSessions = GetConverted(SecurityMember::OpenCloseTime)) NoteSessions(*strSessions);
+    if (const auto& strReset = GetConverted(SecurityMember::ResetTime)) NoteReset(*strReset);
 }
 
 void CSecuritiesPass::NoteSessions(TextView strSessions) {
@@ -138,17 +219,17 @@ void CSecuritiesPass::NoteReset(TextView strReset) {
     m_parser.m_mapSymbolResetTime.insert_or_assign(m_strSecurityKey, PackTime(strReset, u"00"));
 }
 
-void CSecuritiesPass::NoteNames(TextView strKey) {
-    const TextView strPinyin = m_members.GetText(SecurityMember::Pinyin);
+void CSecuritiesPass::NoteNames(TextView strKey, const CSecurityMembers& members) {
+    const TextView strPinyin = members.GetText(SecurityMember::Pinyin);
     if (!strPinyin.empty()) m_parser.m_mapPinyin.insert_or_assign(strKey, strPinyin);
-    const TextView strMainType = m_members.GetText(SecurityMember::MainType);
+    const TextView strMainType = members.GetText(SecurityMember::MainType);
     if (!strMainType.empty()) m_parser.m_mapMainType.insert_or_assign(strKey, strMainType);
 }
 
-void CSecuritiesPass::NoteRoutes(TextView strKey, const JsonValue& security) {
+void CSecuritiesPass::NoteRoutes(TextView strKey, const JsonValue& value) {
     m_arRoutes.clear();
     TextView strExchange;
-    for (auto pMember = security.MemberBegin(); pMember != security.MemberEnd(); ++pMember) {
+    for (auto pMember = value.MemberBegin(); pMember != value.MemberEnd(); ++pMember) {
         const TextView strName = GetText(pMember->name);
         // Few names begin so; the first unit settles it for the others.
         if (strName.empty() || strName.front() != u'E' || !pMember->value.IsString()) continue;
@@ -170,29 +251,7 @@ void CSecuritiesPass::AddRoute(TextView strRoute, TextView strExchange) {
     }
 }
 
-/// Converted members stand behind those that came through untouched.
-void CSecuritiesPass::WriteJson(const JsonValue& security) {
-    const auto AppendName = [this](TextView strName) {
-        m_strJson.push_back(m_strJson.empty() ? u'{' : u',');
-        AppendJsonString(m_strJson, strName);
-        m_strJson.push_back(u':');
-    };
-    std::size_t nMember = 0;
-    for (auto pMember = security.MemberBegin(); pMember != security.MemberEnd(); ++pMember, ++nMember) {
-        const auto nKind = static_cast<std::size_t>(m_members.GetKind(nMember));
-        if (nKind < SECURITY_TIMES && m_arConverted[nKind]) continue;
-        AppendName(GetText(pMember->name));
-        AppendJson(m_strJson, pMember->value);
-    }
-    for (std::size_t i = 0; i < SECURITY_TIMES; ++i) {
-        if (!m_arConverted[i]) continue;
-        AppendName(GetMemberName(static_cast<SecurityMember>(i)));
-        AppendJsonString(m_strJson, *m_arConverted[i]);
-    }
-    m_strJson.append(m_strJson.empty() ? u"{}" : u"}");
-}
-
-void CSecuritiesPass::Store(TextView strKey) {
+void CSecuritiesPass::Store(TextView strKey, TextView strJson) {
     const auto [pGroup, bNew] = m_mapGroupTable.try_emplace(m_strGroup);
     if (bNew) m_infoUpdate.SetRow(m_nGroups++, m_strGroup);
     GroupTable& group = pGroup->second;
@@ -201,7 +260,7 @@ void CSecuritiesPass::Store(TextView strKey) {
         if (!group.pTable) return;
         group.update.emplace(*group.pTable);
     }
-    group.update->SetValue(strKey, m_strJson);
+    group.update->SetValue(strKey, strJson);
 }
 
 }  // namespace qvant

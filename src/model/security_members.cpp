@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "base/same_text.h"
+
 namespace qvant {
 
 namespace {
@@ -40,7 +42,7 @@ constexpr NamesByLength BY_LENGTH = SortByLength();
 SecurityMember FindKind(TextView strName) {
     if (strName.size() > LONGEST_NAME) return SecurityMember::Other;
     for (const SecurityMember member : BY_LENGTH[strName.size()]) {
-        if (member != SecurityMember::Other && GetMemberName(member) == strName) return member;
+        if (member != SecurityMember::Other && IsSame(GetMemberName(member), strName)) return member;
     }
     return SecurityMember::Other;
 }

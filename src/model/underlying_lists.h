@@ -17,7 +17,7 @@ struct UnderlyingTables {
     CBaseData* pOptionStyle = nullptr;
 };
 
-/// Owned by the service; a pass runs on one thread.
+/// Owned by the service; a pass runs on one thread, which a second one follows when there is much to enter.
 class CUnderlyingLists {
 public:
     explicit CUnderlyingLists(IHost& host) : m_host(host) {}
@@ -33,12 +33,28 @@ public:
     TextMap m_mapOptionSetPriAdj;
 
 private:
+    /// The members of a security that the lists are made of, in the order in which they are asked for.
+    enum Field : std::size_t { NAME, UNDERLYING, UNDERLYING_F, OPTION_STYLE, SET_PRI_ADJ, FIELDS };
+
+    struct Security {
+        Text strKey;
+        CVariant value;
+    };
+
+    /// Neighbours in a table, which one thread reads and the other takes apart.
+    struct Batch {
+        static constexpr std::size_t MOST = 64;
+        std::vector<Security> arSecurities;  ///< more than there are, once it has grown: their memory serves the next
+        std::size_t nCount = 0;
+    };
+
+    class CReader;
+
     void Clear();
-    void ReadGroup(const CBaseData& group, TextView strNameField);
-    void ReadSecurity(const CBaseData& group, TextView strKey, TextView strNameField);
+    void Enter(TextView strKey, const std::vector<Text>& arTexts);
+    void Publish(const UnderlyingTables& tables, bool bShared) const;
 
     IHost& m_host;
-    std::vector<Text> m_arTexts;  ///< the members of the security at hand
 };
 
 }  // namespace qvant

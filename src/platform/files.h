@@ -1,6 +1,7 @@
 /// Files and folders. Paths are wide text with "/"; nothing here throws but for memory.
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -41,6 +42,33 @@ std::optional<Text> ReadWholeText(TextView strPath);
 /// crash leaves the old file. The file is readable by the user alone.
 /// @return false when the disk or the folder refuses; nothing is left behind then
 bool ReplaceFile(TextView strPath, std::string_view strBytes);
+
+/// The same in pieces: what takes the place of a file is written beside it, and becomes it whole.
+///
+/// One thread at a time, not always the same one. A replacement that isn't committed leaves nothing behind.
+class CFileReplacement {
+public:
+    /// Creates the temporary file. A folder that refuses shows in the operations below.
+    explicit CFileReplacement(TextView strPath);
+    ~CFileReplacement();
+    CFileReplacement(const CFileReplacement&) = delete;
+    CFileReplacement& operator=(const CFileReplacement&) = delete;
+
+    /// Appends. @return false when this or anything before it failed
+    bool Write(std::string_view strBytes);
+
+    /// Brings to the disk what was written so far; what comes afterwards is flushed at the commit.
+    /// @return false when this or anything before it failed
+    bool Flush();
+
+    /// Flushes, then replaces the file. The last operation.
+    /// @return false when this or anything before it failed; nothing is left behind then
+    bool Commit();
+
+private:
+    struct Temporary;
+    const std::unique_ptr<Temporary> m_pTemporary;
+};
 
 /// Creates a new empty file with a name of its own: prefix, up to six hexadecimal digits, ".tmp".
 /// @return the path; nothing when the folder refuses

@@ -1,8 +1,8 @@
 /// Client wrapper of one store table.
 ///
-/// Any thread may read. A transaction runs on one wrapper and one thread: `Begin`, any number of `Operate`, `Commit`;
-/// `CTransaction` gives that shape and cancels what isn't committed. Operations do nothing, and reads are empty, on a
-/// wrapper without a store object. A failed call of the store is raised as `CFailure` with its code.
+/// Any thread may read. A transaction runs on one wrapper and one thread at a time: `Begin`, any number of `Operate`,
+/// `Commit`; `CTransaction` gives that shape and cancels what isn't committed. Operations do nothing, and reads are
+/// empty, on a wrapper without a store object. A failed call of the store is raised as `CFailure` with its code.
 #pragma once
 
 #include <atomic>
@@ -83,6 +83,8 @@ public:
     std::vector<Text> GetJsonFields(TextView strKey, std::span<const TextView> arFields) const;
     /// The same, into texts whose memory is used again.
     void GetJsonFields(TextView strKey, std::span<const TextView> arFields, std::vector<Text>& arTexts) const;
+    /// The same from a keyed value that was read before; its text is gone afterwards.
+    static void PickJsonFields(CVariant& value, std::span<const TextView> arFields, std::vector<Text>& arTexts);
     /// The keys of the keyed values as the store lists them: "T:key", joined by ";". Nothing when it gives no string.
     std::optional<Text> GetKeys() const;
     /// The keyed section as an opaque blob, for `LoadBlob` of another table.

@@ -96,8 +96,14 @@ std::vector<Text> CBaseData::GetJsonFields(TextView strKey, std::span<const Text
 void CBaseData::GetJsonFields(TextView strKey, std::span<const TextView> arFields, std::vector<Text>& arTexts) const {
     CVariant result;
     Read(strKey, result);
-    if (result.vt != VT_EMPTY && result.vt != VT_BSTR) VariantChangeType(&result, &result, 0, VT_BSTR);
-    if (result.vt == VT_BSTR && result.bstrVal) return PickJsonMembers(result.bstrVal, arFields, arTexts);
+    PickJsonFields(result, arFields, arTexts);
+}
+
+void CBaseData::PickJsonFields(CVariant& value, std::span<const TextView> arFields, std::vector<Text>& arTexts) {
+    if (value.vt != VT_EMPTY && value.vt != VT_BSTR) VariantChangeType(&value, &value, 0, VT_BSTR);
+    if (value.vt == VT_BSTR && value.bstrVal) {
+        return PickJsonMembers(value.bstrVal, SysStringLen(value.bstrVal), arFields, arTexts);
+    }
     arTexts.assign(arFields.size(), Text());
 }
 

@@ -4,6 +4,8 @@
 #include <bit>
 #include <stdexcept>
 
+#include "base/same_text.h"
+
 namespace qvant {
 
 namespace {
@@ -17,7 +19,8 @@ std::size_t CTextMap::FindSlot(TextView strKey, std::uint32_t nHash) const {
     const std::size_t nMask = m_arSlots.size() - 1;
     std::size_t nSlot = nHash & nMask;
     for (; m_arSlots[nSlot].nEntry != 0; nSlot = (nSlot + 1) & nMask) {
-        if (m_arSlots[nSlot].nHash == nHash && m_arEntries[m_arSlots[nSlot].nEntry - 1].first == strKey) break;
+        const Slot& slot = m_arSlots[nSlot];
+        if (slot.nHash == nHash && IsSame(m_arEntries[slot.nEntry - 1].first, strKey)) break;
     }
     return nSlot;
 }
@@ -34,9 +37,23 @@ const Text& CTextMap::at(TextView strKey) const {
     return pFound->second;
 }
 
+Text& CTextMap::operator[](TextView strKey) {
+    Text* const pValue = FindNext(strKey);
+    return pValue ? *pValue : Enter(HashedKey(strKey));
+}
+
 Text& CTextMap::operator[](const HashedKey& key) {
-    // A pass comes by its keys in the order of the last one.
-    if (m_nNext < m_nSize && m_arEntries[m_nNext].first == key.strText) return m_arEntries[m_nNext++].second;
+    Text* const pValue = FindNext(key.strText);
+    return pValue ? *pValue : Enter(key);
+}
+
+/// A pass comes by its keys in the order of the last one, and then needs no hash.
+Text* CTextMap::FindNext(TextView strKey) {
+    if (m_nNext >= m_nSize || !IsSame(m_arEntries[m_nNext].first, strKey)) return nullptr;
+    return &m_arEntries[m_nNext++].second;
+}
+
+Text& CTextMap::Enter(const HashedKey& key) {
     if (2 * (m_nSize + 1) > m_arSlots.size()) Rehash(std::max(LEAST_SLOTS, m_arSlots.size() * 2));
     Slot& slot = m_arSlots[FindSlot(key.strText, key.nHash)];
     if (slot.nEntry != 0) {

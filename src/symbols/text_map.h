@@ -47,7 +47,7 @@ public:
     const Text& at(TextView strKey) const;
 
     /// The value of a key, entered as an empty text when it isn't there.
-    Text& operator[](TextView strKey) { return (*this)[HashedKey(strKey)]; }
+    Text& operator[](TextView strKey);
     Text& operator[](const HashedKey& key);
     /// @param strKey  not borrowed from this map, nor is `strValue`
     void insert_or_assign(TextView strKey, TextView strValue) { (*this)[strKey] = strValue; }
@@ -75,6 +75,8 @@ private:
 
     static std::uint32_t Hash(TextView strKey) { return static_cast<std::uint32_t>(TextHash()(strKey)); }
     std::size_t FindSlot(TextView strKey, std::uint32_t nHash) const;
+    Text* FindNext(TextView strKey);
+    Text& Enter(const HashedKey& key);
     void FreeSlot(std::size_t nSlot);
     void Rehash(std::size_t nSlots);
 

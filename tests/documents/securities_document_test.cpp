@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "documents/reply_file.h"
 #include "support/document_server.h"
 #include "support/scratch_folder.h"
 #include "support/test_host.h"
@@ -12,6 +13,7 @@
 namespace qvant::test {
 
 using ::testing::Contains;
+using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::Not;
 using ::testing::StartsWith;
@@ -80,6 +82,56 @@ TEST_F(SecuritiesDocumentTest, ANewDocumentReachesTheDiskAndTheStore) {
     Load();
     EXPECT_TRUE(IsPublished(u"QV.F.TWF"));
     EXPECT_EQ(m_nListsMade, 1);
+}
+
+/// A document long enough to be written while it is parsed.
+std::string MakeLongDocument(int nSecurities) {
+    std::string strJson = R"({"LastVersion":"5","SecuritiesInfo":{)";
+    for (int i = 0; i < nSecurities; ++i) {
+        strJson += R"("QV.F.TWF.T)" + std::to_string(i) +
+                   R"(":{"Name.CHT":"\u81FA)"
+                   "\xE8\x87\xBA" +
+                   std::string(200, 'x') + "\"},";
+    }
+    strJson.back() = '}';
+    return strJson + "}";
+}
+
+TEST_F(SecuritiesDocumentTest, ALongDocumentReachesTheDiskAndTheStoreAsItCame) {
+    const std::string strLong = MakeLongDocument(8'000);
+    ASSERT_GT(strLong.size(), CReplyFile::LONG_REPLY);
+    m_server.Publish("5", strLong);
+    ASSERT_TRUE(m_document.QuerySecuritiesInfo());
+    EXPECT_TRUE(FromUtf16Bytes(m_folder.Read("Configs/LumivaleInfo.dat")) == Widen(strLong));
+    Load();
+    const auto pGroup = m_pSecurityInfo->GetSubTable(u"QV.F.TWF", nullptr);
+    ASSERT_TRUE(pGroup);
+    EXPECT_EQ(pGroup->GetJsonField(u"QV.F.TWF.T7999", u"Name.CHT").substr(0, 3), u"\u81FA\u81FAx");
+}
+
+TEST_F(SecuritiesDocumentTest, ALongReplyWithoutNewsOrWithAFaultLeavesNothingOnTheDisk) {
+    WriteFile(u"{}");
+    const std::string strLong = MakeLongDocument(8'000);
+    const std::string strNoNews = R"({"LastVersion":"4","Other":)" + strLong + "}";
+    for (const std::string& strReply : {strNoNews, strLong + "}", strLong + "\xFF"}) {
+        m_server.AnswerAlways(strReply);
+        EXPECT_FALSE(m_document.QuerySecuritiesInfo());
+        EXPECT_EQ(FromUtf16Bytes(m_folder.Read("Configs/LumivaleInfo.dat")), u"{}");
+        std::vector<std::string> arNames;
+        for (const auto& entry : std::filesystem::directory_iterator(m_folder.GetPath() / "Configs")) {
+            arNames.push_back(entry.path().filename().string());
+        }
+        EXPECT_THAT(arNames, ElementsAre("LumivaleInfo.dat"));
+    }
+}
+
+TEST_F(SecuritiesDocumentTest, SecuritiesUnderTheirNameTwiceAreSavedAsTheyCame) {
+    const std::string strTwice = R"({"SecuritiesInfo":{"QV.F.TWF.TXF":{}},"SecuritiesInfo":{"QV.F.TWF.TXF":{}}})";
+    for (const std::string& strReply : {strTwice, strTwice + std::string(CReplyFile::LONG_REPLY, ' ')}) {
+        m_server.AnswerAlways(strReply);
+        EXPECT_TRUE(m_document.QuerySecuritiesInfo());
+        EXPECT_TRUE(FromUtf16Bytes(m_folder.Read("Configs/LumivaleInfo.dat")) == Widen(strReply));
+    }
 }
 
 TEST_F(SecuritiesDocumentTest, AReceivedDocumentIsParsedFromMemoryAndNotFromTheDisk) {

@@ -1,5 +1,7 @@
 #include "model/securities_parser.h"
 
+#include <algorithm>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -310,6 +312,75 @@ TEST_F(SecuritiesParser, StartsCleanAfterAFailure) {
     EXPECT_EQ(m_host[u"Security.Info"].GetSubTable(u"QV.F.CME", nullptr), nullptr);
     EXPECT_THAT(ReadValues(m_host[u"OpenTimeExchange"]), ElementsAre(Pair(u"QV.S.SSE", u"01:30")));
     EXPECT_THAT(ReadValues(m_host[u"orderExchange"]), IsEmpty());
+}
+
+/// A document of more securities than one thread works on alone. Some carry the shift of the one before them on.
+std::vector<std::string> MakeManySecurities() {
+    const std::vector<std::string> arTimes = {
+        R"("TimeZone":"America/New_York","OpenCloseTime":"18:00~17:00","NewFormatOCT":"2100-0230:7")",
+        R"("TimeZone":"Nowhere","NewFormatReset":"0900:3")",
+        R"("ResetTime":"07:30","NewFormatOCT":"0600-0700|0800-0900:1")",
+        R"("TimeZone":"Asia/Taipei","OpenCloseTime":"08:45~13:45;15:00~05:00","pinyin":"tx","EXG.mo":"1")",
+        R"("TimeZone":"Nowhere","NewFormatOCT":"0900-1000:1","Name":"\u53F0\"")"};
+    std::vector<std::string> arSecurities;
+    for (int i = 0; i < 4'000; ++i) {
+        const std::string strKey = "QV." + std::string(1, "FOS"[i % 3]) + ".X" + std::to_string(i % 11) + ".";
+        arSecurities.push_back("\"" + strKey + std::to_string(i) + "\":{" + arTimes[i / 2 % arTimes.size()] + "}");
+    }
+    return arSecurities;
+}
+
+std::string JoinSecurities(const std::vector<std::string>& arSecurities, std::size_t nFrom, std::size_t nTo) {
+    std::string strJoined;
+    for (std::size_t i = nFrom; i < nTo; ++i) strJoined += (i == nFrom ? "" : ",") + arSecurities[i];
+    return strJoined;
+}
+
+TEST_F(SecuritiesParser, MakesOfALongDocumentWhatItMakesOfItsPieces) {
+    const auto arSecurities = MakeManySecurities();
+    std::map<Text, Text> mapExpected, mapPinyin;
+    std::vector<Text> arGroups;
+    for (std::size_t i = 0; i < arSecurities.size(); i += 500) {
+        Parse(JoinSecurities(arSecurities, i, i + 500));
+        for (const Text& strGroup : ReadRows(m_host[u"Security.Info"])) {
+            mapExpected.merge(Group(strGroup));
+            if (std::find(arGroups.begin(), arGroups.end(), strGroup) == arGroups.end()) arGroups.push_back(strGroup);
+        }
+        mapPinyin.insert(m_parser.m_mapPinyin.begin(), m_parser.m_mapPinyin.end());
+    }
+    const TextMap mapCloseTime = m_parser.m_mapCloseTime;
+    const auto mapOpenTimes = ReadValues(m_host[u"OpenTimeExchange"]);
+    const auto mapRoutes = ReadValues(m_host[u"orderExchange"]);
+    m_parser.m_mapCloseTime.clear();
+
+    Parse(JoinSecurities(arSecurities, 0, arSecurities.size()));
+    std::map<Text, Text> mapStored;
+    for (const Text& strGroup : ReadRows(m_host[u"Security.Info"])) mapStored.merge(Group(strGroup));
+    EXPECT_EQ(mapStored.size(), arSecurities.size());
+    EXPECT_TRUE(mapStored == mapExpected);
+    EXPECT_EQ(ReadRows(m_host[u"Security.Info"]), arGroups);
+    EXPECT_TRUE(m_parser.m_mapCloseTime == mapCloseTime);
+    EXPECT_TRUE((std::map<Text, Text>(m_parser.m_mapPinyin.begin(), m_parser.m_mapPinyin.end()) == mapPinyin));
+    EXPECT_EQ(ReadValues(m_host[u"OpenTimeExchange"]), mapOpenTimes);
+    EXPECT_EQ(ReadValues(m_host[u"orderExchange"]).size(), mapRoutes.size());
+}
+
+TEST_F(SecuritiesParser, KeepsTheLastOfSeveralSecuritiesOfOneKeyInALongDocument) {
+    const auto arSecurities = MakeManySecurities();
+    Parse(R"("QV.F.X0.0":{"a":"first"},)" + JoinSecurities(arSecurities, 1, arSecurities.size()) +
+          R"(,"QV.F.X0.0":{"a":"last"})");
+    EXPECT_EQ(Stored(u"QV.F.X0.0"), u"{\"a\":\"last\"}");
+}
+
+TEST_F(SecuritiesParser, LeavesTheTablesAsTheyWereAfterAFailureDeepInALongDocument) {
+    auto arSecurities = MakeManySecurities();
+    Parse(R"("QV.F.CME.ES":{"a":"1"})");
+    arSecurities[3'333] = R"("QV.F.BAD.1":{"OpenCloseTime":"08:00~09:00","ResetTime":"25:00"})";
+    EXPECT_EQ(FailureOf(JoinSecurities(arSecurities, 0, arSecurities.size())), CFailure::UNSPECIFIED);
+    EXPECT_THAT(ReadRows(m_host[u"Security.Info"]), ElementsAre(u"QV.F.CME"));
+    EXPECT_EQ(Stored(u"QV.F.CME.ES"), u"{\"a\":\"1\"}");
+    EXPECT_EQ(m_parser.m_mapCloseTime.at(u"QV.F.BAD.1"), u"010001") << "what stands before the fault is noted";
+    EXPECT_FALSE(m_parser.m_mapResetTime.contains(u"25:00"));
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "base/format.h"
 #include "test_host.h"
 
 namespace qvant {
@@ -143,6 +144,49 @@ TEST_F(UnderlyingLists, DoWithoutTables) {
     EXPECT_THAT(m_lists.m_mapUnderlying, UnorderedElementsAre(Pair(u"QV.F.CME.ES", u"u")));
     m_lists.MakeUnderlyingList({}, u"ENG");
     EXPECT_THAT(m_lists.m_mapUnderlying, IsEmpty());
+}
+
+/// More than one thread works on alone, in two groups.
+TEST_F(UnderlyingLists, AreMadeOfManySecuritiesAsOfFew) {
+    std::map<Text, Text> mapOptions, mapUnderlying, mapUnderlyingF, mapStyles;
+    std::map<Text, Text> mapFutures;
+    for (int i = 0; i < 3'000; ++i) {
+        const Text strOption = Format(u"QV.O.CME.%d", i);
+        mapUnderlying[strOption] = Format(u"QV.I.CME.%d", i / 2);
+        mapUnderlyingF[strOption] = Format(u"QV.F.CME.%d", i);
+        mapStyles[strOption] = i % 3 == 0 ? u"1" : u"0";
+        mapOptions[strOption] =
+            Format(uR"({"Name.ENG":"O%d","Underlying":"%s","OptionStyle":"%s","Underlying.F":"%s"})", i,
+                   mapUnderlying[strOption], i % 3 == 0 ? u"American" : u"European", mapUnderlyingF[strOption]);
+        const Text strFuture = Format(u"QV.F.CME.%d", i);
+        mapUnderlying[strFuture] = Format(u"QV.I.CME.%d", i);
+        // Not in the plain form that nearly all of them have.
+        mapFutures[strFuture] =
+            Format(uR"({ "Underlying":"QV.I.CME.\u003%d%s", "Underlying.F":1 })", i / 1000, Format(u"%03d", i % 1000));
+        if (i < 1000) mapFutures[strFuture] = Format(uR"({"Underlying":"QV.I.CME.%d"})", i);
+    }
+    AddGroup(u"QV.O.CME", mapOptions);
+    AddGroup(u"QV.F.CME", mapFutures);
+    for (int nPass = 0; nPass < 2; ++nPass) {
+        Make();
+        EXPECT_EQ(m_lists.m_mapSecurityName.size(), mapOptions.size());
+        EXPECT_EQ(m_lists.m_mapSecurityName.at(u"QV.O.CME.2999"), u"O2999");
+        EXPECT_TRUE(Table(u"Underlying.List") == mapUnderlying);
+        EXPECT_TRUE(Table(u"Underlying.F.List") == mapUnderlyingF);
+        EXPECT_TRUE(Table(u"OptionStyle") == mapStyles);
+    }
+}
+
+TEST_F(UnderlyingLists, KeepTheLastOfManyKeysThatAreOneWithoutTheirMark) {
+    std::map<Text, Text> mapFutures;
+    for (int i = 0; i < 2'000; ++i) {
+        mapFutures[Format(u"QV.F.CME.%d", i)] = uR"({"Underlying":"plain"})";
+        mapFutures[Format(u"QV.F.T:CME.%d", i)] = uR"({"Underlying":"marked"})";
+    }
+    AddGroup(u"QV.F.CME", mapFutures);
+    Make();
+    EXPECT_EQ(m_lists.m_mapUnderlying.size(), 2'000u);
+    EXPECT_EQ(m_lists.m_mapUnderlying.at(u"QV.F.CME.1999"), u"plain") << "the marked key isn't found in the table";
 }
 
 }  // namespace

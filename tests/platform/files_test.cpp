@@ -4,6 +4,7 @@
 #include <csignal>
 #include <fstream>
 #include <set>
+#include <thread>
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -222,6 +223,66 @@ TEST(ReplaceFile, LeavesAWholeFileWhenTheProcessIsKilled) {
     EXPECT_TRUE(WIFSIGNALED(nStatus));
     const auto strBytes = ReadWholeFile(strPath);
     EXPECT_TRUE(bWhole && (strBytes == strFirst || strBytes == strSecond));
+}
+
+TEST(CFileReplacement, ShowsTheFileWhenItIsCommittedAndNotBefore) {
+    const CTestFolder folder;
+    ASSERT_TRUE(ReplaceFile(folder / "file", "old"));
+    CFileReplacement replacement(folder / "file");
+    EXPECT_TRUE(replacement.Write("a new "));
+    EXPECT_TRUE(replacement.Flush());
+    EXPECT_TRUE(replacement.Write(std::string_view("fi\0le", 5)));
+    EXPECT_EQ(ReadWholeFile(folder / "file"), "old");
+    EXPECT_TRUE(replacement.Commit());
+    EXPECT_EQ(ReadWholeFile(folder / "file"), std::string("a new fi\0le", 11));
+    EXPECT_EQ(GetMode(folder / "file"), 0600U);
+    EXPECT_EQ(folder.CountFiles(), 1U);
+}
+
+TEST(CFileReplacement, MakesAnEmptyFileOfNoPieces) {
+    const CTestFolder folder;
+    EXPECT_TRUE(CFileReplacement(folder / "file").Commit());
+    EXPECT_EQ(ReadWholeFile(folder / "file"), "");
+}
+
+TEST(CFileReplacement, LeavesNothingBehindUncommitted) {
+    const CTestFolder folder;
+    ASSERT_TRUE(ReplaceFile(folder / "file", "old"));
+    {
+        CFileReplacement replacement(folder / "file");
+        replacement.Write("new");
+        replacement.Flush();
+        EXPECT_EQ(folder.CountFiles(), 2U);
+    }
+    EXPECT_EQ(ReadWholeFile(folder / "file"), "old");
+    EXPECT_EQ(folder.CountFiles(), 1U);
+}
+
+TEST(CFileReplacement, StaysFailedAndTellsTheFirstFailureToWhoeverCommits) {
+    const CTestFolder folder;
+    ASSERT_TRUE(ReplaceFile(folder / "file", "old"));
+    {
+        CFileReplacement replacement(folder / "file");
+        std::thread([&replacement] {
+            const CFullDisk full(10'000);
+            EXPECT_FALSE(replacement.Write(std::string(20'000, 'x')));
+        }).join();
+        EXPECT_FALSE(replacement.Write("y"));
+        EXPECT_FALSE(replacement.Flush());
+        CanReadFile(folder / "other");
+        EXPECT_FALSE(replacement.Commit());
+        EXPECT_EQ(GetLastFileError(), EFBIG);
+    }
+    EXPECT_EQ(ReadWholeFile(folder / "file"), "old");
+    EXPECT_EQ(folder.CountFiles(), 1U);
+}
+
+TEST(CFileReplacement, FailsWithoutTheFolder) {
+    const CTestFolder folder;
+    CFileReplacement replacement(folder / "none/file");
+    EXPECT_FALSE(replacement.Write("x"));
+    EXPECT_FALSE(replacement.Commit());
+    EXPECT_EQ(GetLastFileError(), ENOENT);
 }
 
 TEST(CreateTempFile, MakesAnEmptyFileOfItsOwnName) {

@@ -228,6 +228,33 @@ TEST(JsonField, IsEmptyInWhatIsNoObject) {
     }
 }
 
+TEST(JsonField, IsTheSameInThePlainFormAndInAnyOther) {
+    const auto pTable = NewTable();
+    for (std::size_t nLength = 0; nLength < 40; ++nLength) {
+        const Text strValue(nLength, u'\u53F0');
+        const Text strPlain = u"{\"x\":\"1\",\"N\":\"" + strValue + u"\",\"N\":\"second\"}";
+        Write(*pTable, {{u"k", strPlain}, {u"blank", u" " + strPlain}, {u"behind", strPlain + u" "}});
+        for (const TextView strKey : {u"k", u"blank", u"behind"}) {
+            EXPECT_EQ(pTable->GetJsonField(strKey, u"N"), strValue);
+            EXPECT_EQ(pTable->GetJsonField(strKey, u"x"), u"1");
+        }
+        for (const TextView strMark : {u"\n", u"\"", u"\\x", u"\x01"}) {
+            Write(*pTable, {{u"bad", u"{\"x\":\"1\",\"N\":\"" + strValue + Text(strMark) + u"\"}"}});
+            EXPECT_EQ(pTable->GetJsonField(u"bad", u"x"), u"") << nLength;
+        }
+        Write(*pTable, {{u"escaped", u"{\"N\":\"" + strValue + u"\\n\"}"}});
+        EXPECT_EQ(pTable->GetJsonField(u"escaped", u"N"), strValue + u"\n");
+    }
+    for (const TextView strBad :
+         {u"{\"N\":\"x\"}}", u"{\"N\":\"x\",\"y\"}", u"{\"N\":\"x\",\"y\":}", u"{\"N\":\"x\"\"y\":\"\"}",
+          u"{\"N\":\"x\",", u"{\"N\":\"x", u"{\"N\":", u"{\"N", u"{"}) {
+        Write(*pTable, {{u"bad", strBad}});
+        EXPECT_EQ(pTable->GetJsonField(u"bad", u"N"), u"") << Narrow(strBad);
+    }
+    Write(*pTable, {{u"nul", Text(u"{\"N\":\"x\"}\0more", 14)}});
+    EXPECT_EQ(pTable->GetJsonField(u"nul", u"N"), u"x") << "a NUL ends the text";
+}
+
 TEST(JsonField, SurvivesNestingOfAnyDepth) {
     const auto pTable = NewTable();
     const Text strDeep = Text(1'000'000, u'[') + Text(1'000'000, u']');

@@ -1,0 +1,48 @@
+/// What the operations on files have in common: open files, whole writes, the number of the last failure.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include <sys/types.h>
+
+#include "base/text.h"
+
+namespace qvant::platform {
+
+/// Notes the number of a failed call for `GetLastFileError`. @return false
+bool NoteFileError(int nError);
+
+/// The system's form of a path. A NUL would make it the path of something else; such a path names nothing.
+std::string ToPath(TextView strPath);
+
+/// An open file, closed at the end of its scope.
+class CDescriptor {
+public:
+    CDescriptor() = default;
+    explicit CDescriptor(int nDescriptor) : m_nDescriptor(nDescriptor) {}
+    ~CDescriptor() { Close(); }
+    CDescriptor(CDescriptor&& other) noexcept : m_nDescriptor(std::exchange(other.m_nDescriptor, -1)) {}
+    CDescriptor& operator=(CDescriptor&&) = delete;
+
+    bool IsOpen() const { return m_nDescriptor >= 0; }
+    int Get() const { return m_nDescriptor; }
+
+    /// @return false when what was written can't be kept
+    bool Close();
+
+private:
+    int m_nDescriptor = -1;
+};
+
+/// Opens a file that no child process inherits. @return below 0 on failure
+int OpenFile(const std::string& strPath, int nFlags, mode_t nMode = 0);
+
+/// Writes all of it. @return false on failure, which `errno` tells
+bool WriteAll(int nDescriptor, std::string_view strBytes);
+
+/// Brings what was written to the disk. @return false on failure, which `errno` tells
+bool FlushFile(int nDescriptor);
+
+}  // namespace qvant::platform
