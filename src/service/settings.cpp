@@ -62,11 +62,6 @@ Options CSettings::ReadOptions() const {
     return options;
 }
 
-Text CSettings::ReadSystemName() const {
-    return platform::GetProfileText(u"SYSTEM", u"SystemName", u"", VALUE_SIZE,
-                                    m_strHomeDir + u"ComShared/SystemSettings.ini");
-}
-
 Text CSettings::ReadServerList() const {
     Text strServers = ReadText(u"LUMIValeURL");
     if (!strServers.empty()) return strServers;

@@ -264,7 +264,7 @@ TEST(CFileReplacement, StaysFailedAndTellsTheFirstFailureToWhoeverCommits) {
     {
         CFileReplacement replacement(folder / "file");
         std::thread([&replacement] {
-            const CFullDisk full(10'000);
+            const test::CFullDisk full(10'000);
             EXPECT_FALSE(replacement.Write(std::string(20'000, 'x')));
         }).join();
         EXPECT_FALSE(replacement.Write("y"));
