@@ -2,6 +2,7 @@
 
 #include "base/failure.h"
 #include "base/numbers.h"
+#include "base/same_text.h"
 #include "base/token_view.h"
 
 namespace qvant {
@@ -95,15 +96,19 @@ Text CExchangeTimes::FormatTradeSession(TextView strText) {
 }
 
 CExchangeTimes::ZoneTimes* CExchangeTimes::FindZone(TextView strZone) {
-    auto pFound = m_mapZoneTimes.find(strZone);
-    if (pFound == m_mapZoneTimes.end()) {
-        const platform::ZoneRecord* pRecord = m_zones.FindCity(strZone);
-        if (!pRecord) return nullptr;
-        pFound = m_mapZoneTimes.emplace(strZone, std::make_unique<ZoneTimes>()).first;
-        pFound->second->pRecord = pRecord;
+    // A security has several times, and its neighbours mostly share its zone.
+    if (!m_pLastZone || !IsSame(m_pLastZone->first, strZone)) {
+        auto pFound = m_mapZoneTimes.find(strZone);
+        if (pFound == m_mapZoneTimes.end()) {
+            const platform::ZoneRecord* pRecord = m_zones.FindCity(strZone);
+            if (!pRecord) return nullptr;
+            pFound = m_mapZoneTimes.emplace(strZone, std::make_unique<ZoneTimes>()).first;
+            pFound->second->pRecord = pRecord;
+        }
+        m_pLastZone = &*pFound;
     }
-    UpdateDate(*pFound->second);
-    return pFound->second.get();
+    UpdateDate(*m_pLastZone->second);
+    return m_pLastZone->second.get();
 }
 
 void CExchangeTimes::UpdateDate(ZoneTimes& times) const {

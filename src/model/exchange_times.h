@@ -77,7 +77,9 @@ private:
 
     const CTimeZones& m_zones;
     const platform::IClock& m_clock;
-    std::unordered_map<Text, std::unique_ptr<ZoneTimes>, TextHash, std::equal_to<>> m_mapZoneTimes;
+    using ZoneMap = std::unordered_map<Text, std::unique_ptr<ZoneTimes>, TextHash, std::equal_to<>>;
+    ZoneMap m_mapZoneTimes;
+    ZoneMap::value_type* m_pLastZone = nullptr;  ///< the one of that map that was last asked for
     std::int64_t m_nMachineSecond = INT64_MIN;
     DayTable m_machineTable;
     /// Not reset between securities or passes: one without a known zone sees the shift that the one before it left.
