@@ -61,8 +61,8 @@ CLumivale::CLumivale(IHost& host, const platform::IClock& clock)
                    [this] { MakeSymbolLookupList(); }}),
       m_preProcess({m_state, m_settings, m_session, m_tables, m_securities, m_contracts},
                    [this] { m_words = m_settings.ReadSymbolWords(m_state.AppsLanguage); }),
-      m_login({host, *this, m_state, m_options, m_settings, m_session, m_tables, m_storage, m_securities,
-               m_contracts, m_stockInfo, m_rights, m_databases, m_hThreadPreProcessData, m_hEventSymbolLookUp},
+      m_login({host, *this, m_state, m_options, m_settings, m_session, m_tables, m_storage, m_securities, m_contracts,
+               m_stockInfo, m_rights, m_databases, m_hThreadPreProcessData, m_hEventSymbolLookUp},
               {[this](TextView strUrls) { SelectServers(strUrls); },
                [this](const Text& strUrls) { StartPermissionQuery(strUrls); }, [this] { StartSymbolLookup(); }}),
       m_hEventLatencyEnd(std::make_unique<platform::CEvent>(platform::CEvent::Reset::Manual, false)) {
