@@ -325,7 +325,8 @@ std::vector<std::string> MakeManySecurities() {
     std::vector<std::string> arSecurities;
     for (int i = 0; i < 4'000; ++i) {
         const std::string strKey = "QV." + std::string(1, "FOS"[i % 3]) + ".X" + std::to_string(i % 11) + ".";
-        arSecurities.push_back("\"" + strKey + std::to_string(i) + "\":{" + arTimes[i / 2 % arTimes.size()] + "}");
+        arSecurities.push_back("\"" + strKey + std::to_string(i) + "\":{" +
+                               arTimes[static_cast<std::size_t>(i) / 2 % arTimes.size()] + "}");
     }
     return arSecurities;
 }
