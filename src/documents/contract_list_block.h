@@ -10,6 +10,9 @@
 
 namespace qvant {
 
+/// What the names of all blocks begin with.
+inline constexpr const char16_t* CONTRACT_LIST_BLOCK_NAME = u"ContractListName_";
+
 /// A block, not yet published.
 struct ContractListBlock {
     Text strName;

@@ -11,7 +11,7 @@
 namespace qvant::platform {
 
 /// A block that this object made and owns: its name goes with it, while whoever has opened the block keeps it. A block
-/// of a process that was killed stays until the machine starts anew or somebody removes it.
+/// of a process that was killed stays until `RemoveStaleSharedMemory`.
 class CSharedMemory {
 public:
     static constexpr int ALREADY_EXISTS = 183;  ///< the number of a name that is taken
@@ -41,5 +41,8 @@ private:
     const std::size_t m_nSize;
     const int m_nDescriptor;
 };
+
+/// Removes the blocks whose names begin so and whose makers live no more. Any thread, any process of the user.
+void RemoveStaleSharedMemory(TextView strNameStart);
 
 }  // namespace qvant::platform

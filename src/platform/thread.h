@@ -37,6 +37,9 @@ public:
     /// Without a thread it returns at once.
     WaitResult Wait();
 
+    /// Whether `run` has returned.
+    bool HasEnded() const { return m_finished.IsSet(); }
+
     void RequestStop() { m_thread.request_stop(); }
 
     /// Tells the thread to stop, waits for its end and forgets it. Nothing when it wasn't started.

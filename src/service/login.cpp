@@ -22,8 +22,7 @@ void CLogin::Run() {
     const Servers servers = ReadServers();
     TakeTradePermissions();
     TakeServers(servers);
-    TakeExchanges();
-    Refresh(servers);
+    Refresh(servers, TakeExchanges());
     if (platform::StopRequested()) return;
     m_parts.tables.pGeneralService = m_parts.host.OpenTable(u"GeneralService", &m_parts.sink);
 }
@@ -119,14 +118,15 @@ void CLogin::TakeServers(const Servers& servers) {
 }
 
 /// Contracts are filtered by the exchanges that the user may see, so other exchanges mean that everything is fetched
-/// and built anew: the stored versions go, and the empty server list leads to a rebuild.
+/// and built anew: the stored versions go, and so does the memory of the servers.
 ///
 /// `m_strExgList` stays as it is: it is what the first load of this run was built with, and signing in again rebuilds
 /// again.
-void CLogin::TakeExchanges() {
+/// @return whether they are others
+bool CLogin::TakeExchanges() {
     m_parts.rights.LoadExchangePermissions();
     RunState& state = m_parts.state;
-    if (state.m_strExgList == state.m_strExgListNew) return;
+    if (state.m_strExgList == state.m_strExgListNew) return false;
     m_parts.host.LogMessage(Format(u"Exg chg:%s => %s", state.m_strExgList, state.m_strExgListNew));
     m_parts.settings.SaveExchangeList(state.m_strExgListNew);
     state.m_mapContractVersionUnsaved.clear();
@@ -134,15 +134,18 @@ void CLogin::TakeExchanges() {
     m_parts.databases.SetSearchVersion(u"");
     const auto pStorage = m_parts.host.OpenTable(u"STORAGE", nullptr);
     const auto pLumivale = pStorage ? pStorage->GetSubTable(u"Lumivale", nullptr) : nullptr;
-    if (!pLumivale) return;
+    if (!pLumivale) return true;
     CTransaction transaction(*pLumivale);
     transaction.Clear(store::MASK_VALUES);
     transaction.Commit();
+    return true;
 }
 
-void CLogin::Refresh(const Servers& servers) {
+/// Other exchanges lead to a rebuild whatever the servers are, none included.
+void CLogin::Refresh(const Servers& servers, bool bOtherExchanges) {
     RunState& state = m_parts.state;
-    if (servers.strLumivaleURL == state.m_strLumivaleURL && servers.strInfoListType == state.m_strInfoListType) {
+    if (!bOtherExchanges && servers.strLumivaleURL == state.m_strLumivaleURL &&
+        servers.strInfoListType == state.m_strInfoListType) {
         RefreshChanged();
         return;
     }
@@ -152,11 +155,17 @@ void CLogin::Refresh(const Servers& servers) {
     state.m_strInfoListType = servers.strInfoListType;
     m_parts.storage.InitContractList(m_parts.tables.pCurrencyMapping.get());
     RebuildAll();
-    if (!platform::StopRequested()) SaveSettings();
+    if (platform::StopRequested()) {
+        // What wasn't built is built by the next sign-in, which must not take the short way.
+        state.m_strLumivaleURL.clear();
+        return;
+    }
+    SaveSettings();
 }
 
 /// The short way: the servers are those of the last run.
 void CLogin::RefreshChanged() {
+    RunState& state = m_parts.state;
     const std::uint32_t nRequery = m_parts.storage.InitContractList(m_parts.tables.pCurrencyMapping.get());
     if (nRequery & L_REQUERY_CLASSOFOCATION) {
         m_parts.host.LogMessage(u"LonginOk InitContractList return = L_REQUERY_CLASSOFOCATION ");
@@ -168,7 +177,11 @@ void CLogin::RefreshChanged() {
         m_parts.stockInfo.LoadStkInfo();
         if (!platform::StopRequested()) m_steps.makeSymbolLookupList();
     }
-    if (platform::StopRequested()) return;
+    if (platform::StopRequested()) {
+        // The next sign-in finds another classification and loads what this one didn't.
+        state.m_strClassification.clear();
+        return;
+    }
     SaveSettings();
     if (nRequery & L_REQUERY_CURRENCYRATE) {
         m_parts.host.LogMessage(u"LonginOk InitContractList return = L_REQUERY_CURRENCYRATE ");

@@ -69,8 +69,8 @@ private:
     Servers ReadServers();
     void TakeTradePermissions();
     void TakeServers(const Servers& servers);
-    void TakeExchanges();
-    void Refresh(const Servers& servers);
+    bool TakeExchanges();
+    void Refresh(const Servers& servers, bool bOtherExchanges);
     void RefreshChanged();
     void LoadContractList();
     void RebuildAll();

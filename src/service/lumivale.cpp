@@ -180,9 +180,12 @@ void CLumivale::FindHomeDir() {
     m_stockInfo.SetHomeDir(strHomeDir);
 }
 
-/// What a process that was killed in the middle of a replacement left behind, in the folders of the replaced files.
+/// What a process that was killed left behind: its shared block, and what it was writing in the folders of the replaced
+/// files.
 void CLumivale::RemoveStaleFiles() const {
+    platform::RemoveStaleSharedMemory(CONTRACT_LIST_BLOCK_NAME);
     platform::RemoveStaleReplacements(m_settings.GetConfigsPath());
+    platform::RemoveStaleReplacements(m_settings.GetHomeDir() + u"Data");
     for (const bool bPerUser : {false, true}) {
         const auto strRegistry = platform::GetRegistryPath(bPerUser);
         if (strRegistry) platform::RemoveStaleReplacements(strRegistry->substr(0, strRegistry->rfind(u'/')));
@@ -250,9 +253,10 @@ void CLumivale::StartSymbolLookup() {
     if (!bStarted) m_hEventSymbolLookUp.Set();
 }
 
-/// Nobody waits for it, but for the end of the service.
+/// Nobody waits for it, but for the end of the service. One that a sign-in before this one started goes on.
 void CLumivale::StartPermissionQuery(const Text& strUrls) {
-    m_threadTradePermission.Start("TradePermission", [this, strUrls] {
+    m_listTradePermission.remove_if([](const platform::CThread& thread) { return thread.HasEnded(); });
+    m_listTradePermission.emplace_back().Start("TradePermission", [this, strUrls] {
         const platform::CApartment apartment;
         try {
             m_rights.QueryAppsTradePermission(strUrls);
@@ -271,7 +275,7 @@ void CLumivale::Stop() {
     m_bSystemTimeOpen = false;
     m_tables.pSystemTime.reset();
     m_threadSymbolLookUp.RequestStop();
-    m_threadTradePermission.RequestStop();
+    for (platform::CThread& thread : m_listTradePermission) thread.RequestStop();
     m_hEventSymbolLookUp.Wait();
     m_hEventHolidayReady.Wait();
 }
@@ -290,7 +294,7 @@ void CLumivale::Exit() {
 void CLumivale::EndThreads() {
     m_hThreadPreProcessData.StopAndJoin();
     m_threadSymbolLookUp.StopAndJoin();
-    m_threadTradePermission.StopAndJoin();
+    m_listTradePermission.clear();
 }
 
 void CLumivale::CleanUp() {

@@ -3,11 +3,13 @@
 
 #include <atomic>
 #include <cstdint>
+#include <list>
 #include <memory>
 #include <mutex>
 #include <stop_token>
 #include <string>
 
+#include "documents/contract_list_block.h"
 #include "documents/contract_list_document.h"
 #include "documents/securities_document.h"
 #include "documents/stock_info.h"
@@ -116,7 +118,7 @@ private:
     std::atomic<bool> m_bSystemTimeOpen{false};            ///< from the start to the stop
     platform::CThread m_hThreadPreProcessData;
     platform::CThread m_threadSymbolLookUp;
-    platform::CThread m_threadTradePermission;
+    std::list<platform::CThread> m_listTradePermission;  ///< the queries that run, and ended ones
 };
 
 }  // namespace qvant

@@ -146,7 +146,7 @@ TEST_F(ContractListLoad, ABrokenFileAddsNothingAndSaysNothing) {
     m_state.m_arClassification = {u"FUT:CN-FUT", u"OPT"};
     WriteList("OPT", OPTIONS);
     std::string strJunk;
-    for (int i = 0; i < 70'000; ++i) strJunk.push_back(static_cast<char>(i * i / 7));
+    for (unsigned i = 0; i < 70'000; ++i) strJunk.push_back(static_cast<char>(i * i / 7));
     const std::string strWhole = ListBytes(FUTURES);
     for (const std::string& strBytes :
          {strWhole.substr(0, strWhole.size() / 2), strJunk, std::string(), strWhole.substr(0, 1),

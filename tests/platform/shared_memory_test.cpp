@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace qvant::platform {
@@ -114,6 +115,24 @@ TEST(SharedMemory, TakesNoMoreThanItHasRoomFor) {
     EXPECT_EQ(pMemory->Write("abc"), EINVAL);
     EXPECT_EQ(pMemory->Write(""), 0);
     EXPECT_EQ(ReadAsReader(strName, 2), std::string(2, '\0'));
+}
+
+TEST(RemoveStaleSharedMemory, TakesTheBlocksOfKilledProcessesAndNoOthers) {
+    const Text strName = MakeName("stale");
+    const pid_t nChild = fork();
+    if (nChild == 0) {
+        const auto pLost = Make(strName + u"_lost", 10);
+        _exit(pLost ? 0 : 1);  // without the destructor, as a kill would have it
+    }
+    int nStatus = -1;
+    waitpid(nChild, &nStatus, 0);
+    ASSERT_EQ(nStatus, 0);
+    ASSERT_TRUE(IsThere(strName + u"_lost"));
+    const auto pMemory = Make(strName + u"_alive", 10);
+    ASSERT_TRUE(pMemory);
+    RemoveStaleSharedMemory(strName);
+    EXPECT_FALSE(IsThere(strName + u"_lost"));
+    EXPECT_TRUE(IsThere(strName + u"_alive"));
 }
 
 }  // namespace
