@@ -1,9 +1,9 @@
 #include "documents/reply_file.h"
 
 #include <algorithm>
-#include <bit>
 #include <vector>
 
+#include "documents/reply_text.h"
 #include "platform/stop.h"
 
 namespace qvant {
@@ -11,12 +11,6 @@ namespace qvant {
 namespace {
 
 constexpr std::size_t PIECE_BYTES = std::size_t{32} * 1024;  ///< so that its wide text stays in the cache
-
-/// The units of a wide text as they stand in memory, which on every machine this runs on is the form of the file.
-std::string_view BytesOf(TextView strText) {
-    static_assert(std::endian::native == std::endian::little);
-    return {reinterpret_cast<const char*>(strText.data()), strText.size() * sizeof(char16_t)};
-}
 
 /// The next piece of a UTF-8 text, cut between two characters. @return at least one byte, unless the text is empty
 std::string_view CutUtf8(std::string_view& strText) {
