@@ -34,8 +34,8 @@ dump("Security.Info") as $info
   "",
   "  Looked up in the database",
   (.[] | select(.reply and (.reply | tostring | startswith("find "))) | .reply as $find | .symbols
-   | "    \($find | pad(11))\(.total | lpad(5)) symbols, such as "
-     + (.rows | map("\(.symbol) \(.name)") | join(", "))),
+   | "    \($find | pad(12))\(.total // 0 | lpad(5)) symbols, such as "
+     + (.rows // [] | map("\(.symbol) \(.name)") | join(", "))),
   "",
   (reply("card QV.F.CME.ES.202612") | .card // {} | select(.symbol)
    | "  \(.symbol), as the host's card has it",

@@ -1,5 +1,6 @@
 # What went wrong in a start, a line each; nothing when all is well. Input: all lines of the host. $mode: the start;
-# $changed: what differs from the start before it, "user", "language" or nothing; $moved: the server isn't where it was.
+# $changed: what differs from the start before it, "user", "world" (the data served), "language" or
+# nothing; $moved: the server isn't where it was.
 def logged($what): any(.[]; .event == "WriteLog" and (.line | test($what)));
 def reply($name): map(select(.reply == $name)) | last;
 def size($name; $section): reply("dump " + $name) | .dump[$section] // [] | length;
@@ -8,6 +9,7 @@ def downloads:
      "a contract list": "QueryContractList-ServerVer:[^(]",
      "stock info": "QueryStkInfo-ServerVer:"};
 def fetches: $mode == "first" or $changed == "user";
+def stays: fetches or ($changed == "world" and $mode != "offline") | not;
 def builds: fetches or $changed == "language";
 [
     (("INIT", "START", "LOGIN") as $step
@@ -28,12 +30,12 @@ def builds: fetches or $changed == "language";
      # Stock info that is on disk serves every user.
      | select($mode == "first" or .key != "stock info")
      | "\(.key) didn't come from the server"),
-    (select(fetches | not) | . as $lines | downloads | to_entries[] | . as $one
+    (select(stays) | . as $lines | downloads | to_entries[] | . as $one
      | select($lines | logged($one.value))
      | "\(.key) was downloaded though nothing had changed"),
     (select(builds and (logged("Update MakeSymbolLookupList GetRecordCount:[1-9]") | not))
      | "the search database wasn't built"),
-    (select((builds | not) and logged("Update MakeSymbolLookupList"))
+    (select(stays and (builds | not) and logged("Update MakeSymbolLookupList"))
      | "the search database was built anew though nothing had changed"),
     (.[] | select(.reply and (.reply | tostring | startswith("find "))) | select((.symbols.total // 0) == 0)
      | "\(.reply): nothing was found"),
