@@ -21,14 +21,14 @@ dump("Security.Info") as $info
   table("orderExchange"; "order routes"),
   table("Underlying.List"; "products with an underlying"),
   table("OptionStyle"; "option products"),
-  "  Contracts in the search database: "
+  "  Symbols in the search database, hot ones and synthetic underlyings too: "
     + ([("QV.F.", "QV.O.", "QV.S.") as $class | "\(reply("count " + $class) | .symbols.total // 0) "
         + {"QV.F.": "futures", "QV.O.": "options", "QV.S.": "stocks"}[$class]] | join(", ")),
   table("ExpireDate"; "expiry days"),
   table("LongMarginRate"; "margins"),
-  table("HOTMONTHTABLE"; "hot months, both ways"),
-  table("NEARMONTHTABLE"; "near months, both ways"),
-  table("NearbyMonth"; "monthly series of CFFEX"),
+  table("HOTMONTHTABLE"; "hot contracts, both ways"),
+  table("NEARMONTHTABLE"; "near contracts, both ways"),
+  table("NearbyMonth"; "monthly contracts of CFFEX"),
   table("Symbol.Search.Name"; "instruments, both ways"),
   "  AppsTradePermission: " + sample("AppsTradePermission"; 3),
   "",

@@ -13,7 +13,7 @@ namespace qvant {
 
 namespace {
 
-constexpr std::size_t LONGEST_EMPTY = 5;         ///< units of a body that holds nothing, such as "[]" or "null"
+constexpr std::size_t LONGEST_EMPTY = 5;  ///< units of a body that holds nothing, such as "[]" or "null"
 
 constexpr TextView SHANGHAI = u"sse";
 constexpr TextView SHENZHEN = u"szse";

@@ -31,8 +31,8 @@ private:
     platform::CEvent& m_event;
 };
 
-/// Writes that become visible together, at `End`. A batch can't be taken back, but a database object that goes away takes
-/// its open one with it.
+/// Writes that become visible together, at `End`. A batch can't be taken back, but a database object that goes away
+/// takes its open one with it.
 class CBatch {
 public:
     explicit CBatch(CRecordDatabases& databases) : m_databases(databases) { databases.GetSearch()->BeginBatch(); }

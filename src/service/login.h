@@ -43,9 +43,9 @@ struct LoginParts {
 
 /// What sign-in starts and doesn't wait for.
 struct LoginSteps {
-    std::function<void(TextView strUrls)> selectServers;          ///< makes a list of URLs the servers of the service
-    std::function<void(const Text& strUrls)> queryPermissions;    ///< asks for the trade permissions, on a thread
-    std::function<void()> makeSymbolLookupList;                   ///< on a thread
+    std::function<void(TextView strUrls)> selectServers;        ///< makes a list of URLs the servers of the service
+    std::function<void(const Text& strUrls)> queryPermissions;  ///< asks for the trade permissions, on a thread
+    std::function<void()> makeSymbolLookupList;                 ///< on a thread
 };
 
 /// One call on the host's thread; every step returns when its work is done, or at once when the service is told to

@@ -113,7 +113,7 @@ private:
     platform::CEvent m_hEventHolidayReady{platform::CEvent::Reset::Manual, true};
     platform::CEvent m_hEventTimerIdle{platform::CEvent::Reset::Manual, true};
     std::unique_ptr<platform::CEvent> m_hEventLatencyEnd;  ///< until the exit: set once a server list stands
-    std::atomic<bool> m_bSystemTimeOpen{false};              ///< from the start to the stop
+    std::atomic<bool> m_bSystemTimeOpen{false};            ///< from the start to the stop
     platform::CThread m_hThreadPreProcessData;
     platform::CThread m_threadSymbolLookUp;
     platform::CThread m_threadTradePermission;
