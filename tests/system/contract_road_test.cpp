@@ -71,7 +71,7 @@ protected:
     }
 
     /// A start of the terminal, up to a user who is about to sign in.
-    void StartHost(const std::string& strUser, const std::string& strLanguage) {
+    void StartHost(const std::string& strUser, const std::string& strLanguage = "-CN") {
         m_host.reset();
         m_host.emplace(std::vector<std::string>{"--home", Terminal().string(), "--common-data",
                                                 (m_folder.GetPath() / "common").string()});
@@ -89,12 +89,14 @@ protected:
     /// Up to the end of the sign-in, and of what comes behind it.
     void SignIn(const std::string& strUser, const std::string& strLanguage = "-CN") {
         StartHost(strUser, strLanguage);
+        SignIn();
+    }
+    void SignIn() {
         EXPECT_EQ(m_host->AskFor(STATUS_LOGIN, "result"), "0");
         EXPECT_EQ(m_host->AskForError(SYMBOLS_READY), "");
     }
-    /// A sign-in whose host is killed at a line of the log.
-    void KillSignIn(const std::string& strUser, std::string_view strText) {
-        StartHost(strUser, "-CN");
+    /// Signs in with a host that is killed at a line of the log.
+    void KillAt(std::string_view strText) {
         m_host->Send(std::string(STATUS_LOGIN) + "\n");
         while (true) {
             const auto line = m_host->ReadNext();
@@ -290,16 +292,34 @@ TEST_F(ContractRoadTest, ASearchDatabaseThatIsDamagedInTheMiddleIsMendedByTheNex
 }
 
 TEST_F(ContractRoadTest, AHostKilledInTheMiddleOfABuildStartsWell) {
-    for (const char* pszLine : {"QueryContractList-SaveVer", "LoadContractList-OPTIONS", "LoadStkInfo-end",
+    for (const char* pszLine : {"MakeInitData-Start", "QueryContractList-SaveVer", "LoadStkInfo-end",
                                 "Update MakeSymbolLookupList m_arAllContract"}) {
         fs::remove_all(Terminal() / "Configs");
         fs::remove_all(Terminal() / "Data");
         RunOnce("limited");
-        KillSignIn("full", pszLine);
+        StartHost("full");
+        KillAt(pszLine);
         SignIn("full");
         ExpectContracts();
         EXPECT_EQ(Count("QV."), 8882) << pszLine;
         EXPECT_EQ(m_host->Finish(), 0);
+    }
+}
+
+TEST_F(ContractRoadTest, SymbolsOfAnotherUserThatAKillPreventedAreBuiltByTheNextStart) {
+    constexpr const char* pszOneExchange = R"({"do":"rows","table":"PERMISSIONS.EXCHANGES","rows":["QV.F.CME=1"]})";
+    RunOnce();
+    for (const char* pszLine : {"MakeInitData-Start", "LoadStkInfo-begin"}) {
+        StartHost("full");
+        m_host->Ask(pszOneExchange);
+        KillAt(pszLine);
+        StartHost("full");
+        m_host->Ask(pszOneExchange);
+        SignIn();
+        EXPECT_THAT(Log(), Not(Contains(HasSubstr("Exg chg")))) << pszLine;
+        EXPECT_THAT(Log(), Contains(HasSubstr("Update MakeSymbolLookupList GetRecordCount:8882"))) << pszLine;
+        EXPECT_EQ(m_host->Finish(), 0);
+        RunOnce();
     }
 }
 
