@@ -191,8 +191,8 @@ private:
     RunState m_state;
     CUnderlyingLists m_lists{m_host};
     SymbolWords m_words;
-    TextSet m_mapLocalExchanges = {u"CFFEX", u"CZCE", u"SHFE", u"DCE", u"INE", u"SSE", u"SZSE"};
-    CContractBuilder m_builder{{m_host, m_state, m_lists, m_words, m_mapLocalExchanges}};
+    CLocalExchanges m_localExchanges{true};
+    CContractBuilder m_builder{{m_host, m_state, m_lists, m_words, m_localExchanges}};
 };
 
 double GetPeakMegabytes() {

@@ -1,27 +1,52 @@
-# The tables that the host dumped at the end of a start, for a person. Input: all lines of the host.
-def pad($n): . + ((" " * ([$n - length, 0] | max)) // "");
+# What the host showed at the end of a start, for a person. Input: all lines of the host.
+def columns: explode | map(if . >= 11904 and . <= 65500 then 2 else 1 end) | add // 0;
+def pad($n): . + ((" " * ([$n - columns, 0] | max)) // "");
 def lpad($n): tostring | ((" " * ([$n - length, 0] | max)) // "") + .;
 def cut($n): if length > $n then .[:$n - 3] + "..." else . end;
-def dump($name): map(select(.reply == "dump " + $name)) | last | .dump // {values: {}, rows: [], tables: {}};
-def rows($n): to_entries | .[:$n][] | "    \(.key | pad(26)) \(.value | tostring | cut(80))";
-def table($name; $what; $n): dump($name).values | "", "  \($name): \(length) \($what)", rows($n);
+def reply($name): map(select(.reply == $name)) | last;
+def dump($name): reply("dump " + $name) | .dump // {values: {}, rows: [], tables: {}};
+def sample($name; $n): dump($name).values | to_entries | .[:$n]
+    | map("\(.key) = \(.value | tostring | cut(44))") | join("   ");
+def table($name; $what):
+    "    \($name | pad(19))\(dump($name).values | length | lpad(6)) \($what | pad(28)) \(sample($name; 1))";
 
 dump("Security.Info") as $info
 | dump("OpenTimeExchange").values as $open
 | ([$info.tables[].values | length] | add // 0) as $count
-| ($info.tables["QV.F.CME"].values["QV.F.CME.ES"] // [$info.tables[].values[]][0] // "{}" | fromjson) as $one
-| (if $info.tables["QV.F.CME"].values["QV.F.CME.ES"] then "QV.F.CME.ES"
-   else ([$info.tables[].values | keys[]][0] // "") end) as $key
-| "  Security.Info: \($count) securities in \($info.rows | length) groups",
-  "    \("group" | pad(16)) \("securities" | lpad(10))  sessions begin (UTC, from OpenTimeExchange)",
-  ($info.rows[] | . as $group
-   | "    \($group | pad(16)) \($info.tables[$group].values | length | lpad(10))  \($open[$group] // "" | cut(78))"),
+| "  Security.Info: \($count) securities in \($info.rows | length) groups, such as",
+  (($info.rows | map(select(. == ("QV.F.CME", "QV.F.CFFEX", "QV.S.SSE")))[]) as $group
+   | "    \($group | pad(19))\($info.tables[$group].values | length | lpad(6)) "
+     + "securities, sessions begin at \($open[$group] // "") UTC"),
+  "  Tables drawn from them",
+  table("orderExchange"; "order routes"),
+  table("Underlying.List"; "products with an underlying"),
+  table("OptionStyle"; "option products"),
+  "  Symbols in the search database, hot ones and synthetic underlyings too: "
+    + ([("QV.F.", "QV.O.", "QV.S.") as $class | "\(reply("count " + $class) | .symbols.total // 0) "
+        + {"QV.F.": "futures", "QV.O.": "options", "QV.S.": "stocks"}[$class]] | join(", ")),
+  table("ExpireDate"; "expiry days"),
+  table("LongMarginRate"; "margins"),
+  table("HOTMONTHTABLE"; "hot contracts, both ways"),
+  table("NEARMONTHTABLE"; "near contracts, both ways"),
+  table("NearbyMonth"; "monthly contracts of CFFEX"),
+  table("Symbol.Search.Name"; "instruments, both ways"),
+  "  AppsTradePermission: " + sample("AppsTradePermission"; 3),
   "",
-  "  \($key), as the other modules read it:",
-  ($one | to_entries[]
-   | select(.key | test("^(Name\\.|TimeZone$|TradeTime$|OpenCloseTime$|NewFormatOCT$|ResetTime$|SettlementTime$|EXG$|Symbol\\.)"))
-   | "    \(.key | pad(26)) \(.value)\(if .key | test("Time$|OCT$") then "  UTC" else "" end)"),
-  table("orderExchange"; "routes, each with the exchanges that offer it"; 4),
-  table("Underlying.List"; "products with an underlying"; 4),
-  table("Underlying.F.List"; "options with an underlying future"; 3),
-  table("OptionStyle"; "options (1: American)"; 3)
+  "  Looked up in the database",
+  (.[] | select(.reply and (.reply | tostring | startswith("find "))) | .reply as $find | .symbols
+   | "    \($find | pad(12))\(.total // 0 | lpad(5)) symbols, such as "
+     + (.rows // [] | map("\(.symbol) \(.name)") | join(", "))),
+  "",
+  (reply("card QV.F.CME.ES.202612") | .card // {} | select(.symbol)
+   | "  \(.symbol), as the host's card has it",
+     (to_entries[] | select(.key != "symbol" and .value != null and .key != "note")
+      | "    \(.key | pad(14)) \(.value | if type == "array" then join(", ") else tostring end)")),
+  (reply("card QV.S.SSE.600519") | .card // {} | select(.symbol)
+   | "  \(.symbol) \(.name): an order buys at most \(.buy_limit // "any number") in steps of \(.buy_unit // 1), "
+     + "sells at most \(.sell_limit // "any number") in steps of \(.sell_unit // 1)"),
+  "",
+  "  The pickers' tree, from the shared block",
+  "    " + (reply("tree ") | .names.rows // [] | map("\(.name) \(.count)") | join("   ")),
+  (reply("tree FUTURES") | .names.rows // [] | .[] | "    FUTURES.\(.name | pad(16)) \(.local_name // "" | pad(14)) \(.count)"),
+  "    FUTURES.HOT.CME: " + (reply("tree FUTURES.HOT.CME") | .names | "\(.total // 0) contracts, such as "
+     + (.rows // [] | .[:3] | map("\(.symbol) \(.name)") | join(", ")))

@@ -1,22 +1,50 @@
-# What went wrong in a start, a line each; nothing when all is well. Input: all lines of the host; $mode: the start.
-def logged($text): any(.[]; .event == "WriteLog" and (.line | contains($text)));
-def size($name; $section): map(select(.reply == "dump " + $name)) | last | .dump[$section] // [] | length;
-def status($name): map(select(.reply == "status " + $name)) | last;
+# What went wrong in a start, a line each; nothing when all is well. Input: all lines of the host. $mode: the start;
+# $changed: what differs from the start before it, "user", "world" (the data served), "language" or
+# nothing; $moved: the server isn't where it was.
+def logged($what): any(.[]; .event == "WriteLog" and (.line | test($what)));
+def reply($name): map(select(.reply == $name)) | last;
+def size($name; $section): reply("dump " + $name) | .dump[$section] // [] | length;
+def downloads:
+    {"the securities document": "QuerySecuritiesInfo have SecuritiesInfo",
+     "a contract list": "QueryContractList-ServerVer:[^(]",
+     "stock info": "QueryStkInfo-ServerVer:"};
+def fetches: $mode == "first" or $changed == "user";
+def stays: fetches or ($changed == "world" and $mode != "offline") | not;
+def builds: fetches or $changed == "language";
 [
     (("INIT", "START", "LOGIN") as $step
-     | select(status($step) | .ok and .result == 0 | not)
-     | "\($step) ended with \(status($step) | .result // .error // "no reply")"),
-    (("OpenTimeExchange", "orderExchange", "Underlying.List", "Underlying.F.List", "OptionStyle") as $table
+     | select(reply("status " + $step) | .ok and .result == 0 | not)
+     | "\($step) ended with \(reply("status " + $step) | .result // .error // "no reply")"),
+    (("OpenTimeExchange", "orderExchange", "Underlying.List", "Underlying.F.List", "OptionStyle", "Contract.List",
+      "ExpireDate", "LongMarginRate", "ShortMarginRate", "HOTMONTHTABLE", "NEARMONTHTABLE", "NearbyMonth",
+      "Symbol.Search.Name", "AppsTradePermission") as $table
      | select(size($table; "values") == 0)
      | "\($table) is empty"),
     (("rows", "tables") as $section | select(size("Security.Info"; $section) == 0)
      | "Security.Info has no \($section)"),
     (select(logged("LoadSecuritiesInfo-End") | not) | "no securities document was loaded"),
-    (select($mode == "first" and (logged("QuerySecuritiesInfo have SecuritiesInfo") | not))
-     | "no securities document came from the server"),
-    (select($mode != "first" and logged("QuerySecuritiesInfo have SecuritiesInfo"))
-     | "a document was downloaded though nothing had changed"),
-    (select($mode != "offline") | .[] | select(.event == "ReportError") | "error \(.code): \(.text)"),
+    (select(logged("LoadContractList-End") | not) | "no contract list was loaded"),
+    (.[] | select(.event == "WriteLog" and (.line | contains("LoadContractList open file fail"))) | .line),
+    (select(fetches) | . as $lines | downloads | to_entries[] | . as $one
+     | select($lines | logged($one.value) | not)
+     # Stock info that is on disk serves every user.
+     | select($mode == "first" or .key != "stock info")
+     | "\(.key) didn't come from the server"),
+    (select(stays) | . as $lines | downloads | to_entries[] | . as $one
+     | select($lines | logged($one.value))
+     | "\(.key) was downloaded though nothing had changed"),
+    (select(builds and (logged("Update MakeSymbolLookupList GetRecordCount:[1-9]") | not))
+     | "the search database wasn't built"),
+    (select(stays and (builds | not) and logged("Update MakeSymbolLookupList"))
+     | "the search database was built anew though nothing had changed"),
+    (.[] | select(.reply and (.reply | tostring | startswith("find "))) | select((.symbols.total // 0) == 0)
+     | "\(.reply): nothing was found"),
+    (reply("count QV.F.") | select((.symbols.total // 0) == 0) | "the search database has no futures"),
+    (.[] | select(.reply and (.reply | tostring | startswith("card "))) | select((.card.hours_utc // "") == "")
+     | "\(.reply): no trading hours"),
+    (.[] | select(.reply and (.reply | tostring | startswith("tree "))) | select((.names.total // 0) == 0)
+     | "\(.reply): nothing is there"),
+    (select($mode != "offline" and ($moved | not)) | .[] | select(.event == "ReportError") | "error \(.code): \(.text)"),
     (.[] | select(.event == "MessageBox") | "message box \"\(.title)\": \(.text)"),
     (.[] | select(.ok == false) | "request \(.reply): \(.error)")
 ] | .[]

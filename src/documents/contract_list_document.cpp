@@ -49,15 +49,11 @@ bool CContractListDocument::QueryContractList() {
 /// @return true when the list has a new version and a new file
 bool CContractListDocument::QueryClassification(const Text& strEntry, Change& record) {
     const ContractListName name(strEntry);
-    if (!name.IsUsable()) {
-        m_parts.host.LogMessage(u"QueryContractList-Start:" + strEntry);
-        m_parts.host.LogMessage(Format(u"QueryContractList Fill Open Fail. GetLastError=%d.", BAD_NAME));
-        return false;
-    }
-    Query query{strEntry, name.strName, name.strCname, NOTHING_HELD};
+    Query query{strEntry, name.strName, name.strCname, NOTHING_HELD, name.IsUsable()};
     // Without the file the version means nothing, whatever the settings remember.
     const auto pVersion = m_parts.state.m_mapContractVersion.find(query.strName);
-    if (pVersion != m_parts.state.m_mapContractVersion.end() && platform::CanReadFile(GetPath(query.strName))) {
+    if (query.bUsable && pVersion != m_parts.state.m_mapContractVersion.end() &&
+        platform::CanReadFile(GetPath(query.strName))) {
         query.strClientVersion = pVersion->second;
     }
     bool bNews = false;
@@ -121,9 +117,9 @@ bool CContractListDocument::SaveList(const Query& query, const JsonDocument& doc
     strFile.push_back(u'\uFEFF');
     AppendJson(strFile, *pList);
     if (strFile.size() - 1 < LEAST_UNITS) return false;
-    if (platform::ReplaceFile(GetPath(query.strName), BytesOf(strFile))) return true;
-    m_parts.host.LogMessage(
-        Format(u"QueryContractList Fill Open Fail. GetLastError=%d.", platform::GetLastFileError()));
+    if (query.bUsable && platform::ReplaceFile(GetPath(query.strName), BytesOf(strFile))) return true;
+    m_parts.host.LogMessage(Format(u"QueryContractList Fill Open Fail. GetLastError=%d.",
+                                   query.bUsable ? platform::GetLastFileError() : BAD_NAME));
     return false;
 }
 

@@ -77,6 +77,7 @@ private:
         Text strName;   ///< names the file
         Text strCname;  ///< goes to the server
         Text strClientVersion;
+        bool bUsable;  ///< whether NAME may name a file; any other has its list asked for and never written
     };
     using Change = std::optional<CTransaction>;  ///< none for a table that isn't there
 

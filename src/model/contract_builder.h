@@ -11,6 +11,7 @@
 #include "model/underlying_lists.h"
 #include "store/base_data.h"
 #include "store/host.h"
+#include "symbols/local_exchanges.h"
 #include "symbols/symbol_grammar.h"
 
 namespace qvant {
@@ -21,7 +22,7 @@ struct ContractBuilderParts {
     const RunState& state;          ///< language and permitted exchanges
     const CUnderlyingLists& lists;  ///< product names and "SetPRIADJ"
     const SymbolWords& words;
-    const TextSet& mapLocalExchanges;
+    const CLocalExchanges& localExchanges;  ///< asked anew for each file: the start fills them while a first load runs
 };
 
 /// Owned by the service; a pass runs on one thread, which alone writes the results while it runs. They are read by

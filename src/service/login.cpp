@@ -128,10 +128,11 @@ bool CLogin::TakeExchanges() {
     RunState& state = m_parts.state;
     if (state.m_strExgList == state.m_strExgListNew) return false;
     m_parts.host.LogMessage(Format(u"Exg chg:%s => %s", state.m_strExgList, state.m_strExgListNew));
+    // Before the list is saved: once it is, the next start takes what the database has for what was built with it.
+    m_parts.databases.ForgetSearchBuild();
     m_parts.settings.SaveExchangeList(state.m_strExgListNew);
     state.m_mapContractVersionUnsaved.clear();
     state.m_strLumivaleURL.clear();
-    m_parts.databases.SetSearchVersion(u"");
     const auto pStorage = m_parts.host.OpenTable(u"STORAGE", nullptr);
     const auto pLumivale = pStorage ? pStorage->GetSubTable(u"Lumivale", nullptr) : nullptr;
     if (!pLumivale) return true;

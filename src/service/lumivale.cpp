@@ -47,7 +47,7 @@ CLumivale::CLumivale(IHost& host, const platform::IClock& clock)
       m_times(m_zones, clock),
       m_parser(host, m_times),
       m_lists(host),
-      m_builder({host, m_state, m_lists, m_words, m_mapLocalExchanges}),
+      m_builder({host, m_state, m_lists, m_words, m_localExchanges}),
       m_storage(host, m_state, [this] { LoadLanguage(); }),
       m_securities({host, m_session, m_servers, m_errors, m_storage, m_parser, m_state},
                    [this] { MakeUnderlyingList(); }),
@@ -268,7 +268,7 @@ void CLumivale::StartPermissionQuery(const Text& strUrls) {
 
 void CLumivale::Start() {
     m_host.LogMessage(u"SYSTEM_STATUS_START");
-    m_mapLocalExchanges = {u"CFFEX", u"CZCE", u"SHFE", u"DCE", u"INE", u"SSE", u"SZSE"};
+    m_localExchanges.Fill();
 }
 
 void CLumivale::Stop() {

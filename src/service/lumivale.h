@@ -101,7 +101,7 @@ private:
     CSecuritiesParser m_parser;
     CUnderlyingLists m_lists;
     SymbolWords m_words;
-    TextSet m_mapLocalExchanges;
+    CLocalExchanges m_localExchanges;
     CContractBuilder m_builder;
     CStorageTables m_storage;
     CSecuritiesDocument m_securities;

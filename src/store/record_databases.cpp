@@ -39,6 +39,11 @@ void CRecordDatabases::OpenSearch(const Text& strHomeDir, const Text& strSystemN
     CreateSearchTables();
 }
 
+void CRecordDatabases::ForgetSearchBuild() {
+    SetSearchVersion(u"");
+    if (m_pSearch) m_pSearch->DeleteRecord(VERSION_TABLE, u"Name", u"Security");
+}
+
 void CRecordDatabases::ReopenSearch() {
     m_pSearch.reset();
     auto pClient = std::make_unique<DbAPIObj>();

@@ -51,6 +51,10 @@ public:
     const Text& GetSearchVersion() const { return m_strDbVersion; }
     void SetSearchVersion(TextView strVersion) { m_strDbVersion = strVersion; }
 
+    /// Has the next build of the symbols write them all, be it one of the next start: a version is missing in the file
+    /// then. That of the layout stays there, so that an opening keeps the file.
+    void ForgetSearchBuild();
+
     /// Makes a new client of the search database. What an open batch of the old one held is gone.
     void ReopenSearch();
 

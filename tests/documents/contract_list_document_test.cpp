@@ -285,23 +285,23 @@ TEST_F(ContractListQuery, AFullDiskLeavesTheLastGoodFileAndItsVersion) {
     EXPECT_EQ(CountFiles(), 2u) << "folder and file";
 }
 
-TEST_F(ContractListQuery, ANameThatLeadsOutOfTheFolderIsNeitherAskedForNorWritten) {
+TEST_F(ContractListQuery, ANameThatLeadsOutOfTheFolderIsAskedForAndNeverWritten) {
     BindStorage();
-    const std::vector<Text> arBad = {u"..",      u"../FUT", u"A/../../FUT:X", u"A/B",          u"/FUT", u"A\\B",
-                                     u"A..B:CN", u"",       u":CN",           Text(u"A\0B", 3)};
+    const std::vector<Text> arBad = {u"..",   u"../FUT", u"A/../../FUT:X", u"A/B",
+                                     u"/FUT", u"A\\B",   u"A..B:CN",       Text(u"A\0B:CN", 6)};
     m_state.m_arClassification = arBad;
     m_state.m_arClassification.push_back(u"FUT:CN-FUT");
     for (const Text& strBad : arBad) Hold(strBad, u"6");
     m_host.Forget();
     EXPECT_TRUE(Query());
-    EXPECT_THAT(m_server.GetTargets(), ElementsAre(HasSubstr("cname=CN-FUT&")));
+    EXPECT_THAT(m_server.GetTargets(), Contains(HasSubstr("cname=A\\B&lastVersion=-1")));
     EXPECT_THAT(m_builder.m_listChangedClassification, ElementsAre(u"FUT"));
     EXPECT_EQ(CountFiles(), 2u) << "folder and FUT";
     const auto arLog = m_host.GetLog();
-    ASSERT_THAT(arLog, SizeIs(2 * arBad.size() + 4));
+    ASSERT_THAT(arLog, SizeIs(4 * arBad.size() + 4));
     for (std::size_t i = 0; i < arBad.size(); ++i) {
-        EXPECT_EQ(arLog[2 * i], "QueryContractList-Start:" + Narrow(arBad[i]));
-        EXPECT_EQ(arLog[2 * i + 1], "QueryContractList Fill Open Fail. GetLastError=22.");
+        EXPECT_EQ(arLog[4 * i], "QueryContractList-Start:" + Narrow(arBad[i]));
+        EXPECT_EQ(arLog[4 * i + 2], "QueryContractList Fill Open Fail. GetLastError=22.");
     }
 }
 

@@ -94,8 +94,8 @@ protected:
     CStorageTables m_storage{m_host, m_state, [] {}};
     CUnderlyingLists m_lists{m_host};
     SymbolWords m_words;
-    TextSet m_mapLocalExchanges;
-    CContractBuilder m_builder{{m_host, m_state, m_lists, m_words, m_mapLocalExchanges}};
+    CLocalExchanges m_localExchanges;
+    CContractBuilder m_builder{{m_host, m_state, m_lists, m_words, m_localExchanges}};
     std::function<bool()> m_queryStkInfo = [] { return false; };
     std::function<void()> m_loadStkInfo = [] {};
     std::function<void()> m_makeSymbolLookupList = [] {};

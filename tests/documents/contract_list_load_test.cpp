@@ -181,12 +181,11 @@ TEST_F(ContractListLoad, ANameThatLeadsOutOfTheFolderIsNotOpened) {
     m_folder.Write("Secret.ini", ListBytes(OPTIONS));
     std::filesystem::create_directories(m_folder.GetPath() / "Configs/ContractList_A");
     m_folder.Write("Configs/ContractList_A/B.ini", ListBytes(OPTIONS));
-    m_folder.Write("Configs/ContractList_.ini", ListBytes(OPTIONS));
     m_folder.Write("Configs/ContractList_OPT.ini", ListBytes(OPTIONS));
-    m_state.m_arClassification = {u"A/../../Secret", u"A/B:X", u":X", u"", Text(u"OPT.ini\0", 8)};
+    m_state.m_arClassification = {u"A/../../Secret", u"A/B:X", Text(u"OPT.ini\0", 8)};
     Load();
     EXPECT_EQ(Classify(), u"");
-    for (const char* pszName : {"A/../../Secret", "A/B", ""}) {
+    for (const char* pszName : {"A/../../Secret", "A/B"}) {
         EXPECT_TRUE(m_host.HasLogged("LoadContractList open file fail:" + Narrow(m_folder / "Configs/ContractList_") +
                                      pszName + ".ini"));
         EXPECT_TRUE(m_host.HasLogged(std::string("LoadContractList-") + pszName));

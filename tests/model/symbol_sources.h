@@ -16,12 +16,12 @@ struct SymbolSources {
     CTestHost host;
     RunState state;
     SymbolWords words;
-    TextSet mapLocalExchanges;
+    CLocalExchanges localExchanges;
     CUnderlyingLists lists{host};
     CTimeZones zones;
     CExchangeTimes times{zones, platform::MachineClock()};
     CSecuritiesParser securities{host, times};
-    CContractBuilder contracts{{host, state, lists, words, mapLocalExchanges}};
+    CContractBuilder contracts{{host, state, lists, words, localExchanges}};
 };
 
 }  // namespace qvant::test

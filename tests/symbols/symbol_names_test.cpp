@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "platform/surroundings.h"
+#include "symbols/local_exchanges.h"
 #include "symbols/symbol_grammar.h"
 
 namespace qvant {
@@ -26,6 +27,15 @@ protected:
     TextSet m_mapLocal = {u"CFFEX", u"CZCE", u"SHFE", u"DCE", u"INE", u"SSE", u"SZSE"};
     SymbolWords m_words{u"Call", u"Put", u"Mon", u"Syn"};
 };
+
+TEST(LocalExchanges, AreNoneUntilTheSystemStartsAndAReaderKeepsTheSetThatHeGot) {
+    CLocalExchanges exchanges;
+    const TextSet& mapBefore = exchanges.Get();
+    EXPECT_TRUE(mapBefore.empty());
+    exchanges.Fill();
+    EXPECT_TRUE(mapBefore.empty());
+    EXPECT_EQ(exchanges.Get(), (TextSet{u"CFFEX", u"CZCE", u"SHFE", u"DCE", u"INE", u"SSE", u"SZSE"}));
+}
 
 TEST_F(SymbolNames, AreEmptyForAClassWithoutAName) { EXPECT_EQ(Name(u"QV.F.CME.XX.202012"), u""); }
 
