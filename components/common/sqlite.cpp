@@ -18,9 +18,9 @@ CStatement::CStatement(sqlite3* pConnection, const char* pszSql) {
 }
 
 void CStatement::Fail(int nCode) {
-    const CSqliteError error(nCode, sqlite3_errmsg(sqlite3_db_handle(m_pStatement.get())));
+    const std::string strText = sqlite3_errmsg(sqlite3_db_handle(m_pStatement.get()));
     Rewind();
-    throw error;
+    throw CSqliteError(nCode, strText);
 }
 
 CStatement& CStatement::Bind(std::int64_t nValue) {

@@ -2,7 +2,7 @@
 #pragma once
 
 #include <cstdint>
-#include <exception>
+#include <stdexcept>
 #include <memory>
 #include <string>
 
@@ -13,16 +13,14 @@
 namespace qvant::common {
 
 /// A call that SQLite refused.
-class CSqliteError : public std::exception {
+class CSqliteError : public std::runtime_error {
 public:
     explicit CSqliteError(int nCode) : CSqliteError(nCode, sqlite3_errstr(nCode)) {}
-    CSqliteError(int nCode, const char* pszText) : m_nCode(nCode), m_strText(pszText) {}
+    CSqliteError(int nCode, const std::string& strText) : std::runtime_error(strText), m_nCode(nCode) {}
     int GetCode() const noexcept { return m_nCode; }
-    const char* what() const noexcept override { return m_strText.c_str(); }
 
 private:
     int m_nCode;
-    std::string m_strText;
 };
 
 /// A prepared statement. Every operation throws `CSqliteError` when it fails.
