@@ -25,7 +25,7 @@ public:
 
     /// Converts the times of a security and puts it into the table of its group, in the end at `FinishTables`. A
     /// failure leaves the securities before it noted, and of its own what comes before the fault.
-    void AddSecurity(TextView strKey, const JsonValue& security);
+    void AddSecurity(TextView strKey, const JsonValue& value);
 
     /// Waits until every security is noted and in its table.
     void FinishTables();

@@ -33,7 +33,7 @@ public:
 
 private:
     struct Container {
-        bool bObject;
+        bool bObject = false;
         std::uint32_t nCount = 0;
     };
 
