@@ -46,6 +46,8 @@ public:
     std::string_view GetUtf8(int nColumn) const;
     int GetType(int nColumn) const { return sqlite3_column_type(m_pStatement.get(), nColumn); }
     int GetColumnCount() const { return sqlite3_column_count(m_pStatement.get()); }
+    /// Grows whenever SQLite prepares the statement anew, since the tables have changed behind it.
+    int CountPrepared() const { return sqlite3_stmt_status(m_pStatement.get(), SQLITE_STMTSTATUS_REPREPARE, 0); }
     const char* GetColumnName(int nColumn) const { return sqlite3_column_name(m_pStatement.get(), nColumn); }
 
 private:

@@ -13,6 +13,17 @@ using Kind = CRecordStatements::Kind;
 
 namespace {
 
+/// More than the text of most rows.
+constexpr std::size_t FIRST_ROW_BYTES = 512;
+
+/// For reading, the upper pages of the trees do, which are few: the system keeps the others as well, and one is copied
+/// from there faster than found in a large cache, whose pages lie all over the memory.
+constexpr const char* READING_CACHE = "PRAGMA cache_size = -2048";
+/// A batch sorts an index in it.
+constexpr const char* BATCH_CACHE = "PRAGMA cache_size = -65536";
+/// A write of up to 64 MiB, in a batch or alone, blocks no reader but at its end.
+constexpr const char* WRITING_LIMIT = "PRAGMA cache_spill = -65536";
+
 int WaitForLock(void* pWaits, int nTry) { return static_cast<CLockWaits*>(pWaits)->WaitBeforeTry(nTry) ? 1 : 0; }
 
 bool IsDamage(const CSqliteError& error) {
@@ -37,31 +48,31 @@ private:
     const bool m_bOwn;
 };
 
-/// The names of a query's columns behind the row's number; those of its last run while they are the same.
+/// The names of a query's columns behind the row's number. They can change only where SQLite prepares the statement
+/// anew because the file's tables changed; a name asked for at each run would cost more than its text.
 void UpdateColumns(CRecordStatements::SPrepared& query) {
-    const auto nColumns = static_cast<std::size_t>(query.statement.GetColumnCount() - 1);
-    const auto isSame = [&](const std::vector<std::string>& arColumns) {
-        if (arColumns.size() != nColumns) return false;
-        for (std::size_t i = 0; i < nColumns; ++i) {
-            if (arColumns[i] != query.statement.GetColumnName(static_cast<int>(i) + 1)) return false;
-        }
-        return true;
-    };
-    if (query.pColumns && isSame(*query.pColumns)) return;
+    const int nPrepared = query.statement.CountPrepared();
+    if (query.pColumns && query.nPrepared == nPrepared) return;
     std::vector<std::string> arColumns;
-    for (std::size_t i = 0; i < nColumns; ++i) {
-        arColumns.emplace_back(query.statement.GetColumnName(static_cast<int>(i) + 1));
-    }
+    const int nColumns = query.statement.GetColumnCount();
+    for (int i = 1; i < nColumns; ++i) arColumns.emplace_back(query.statement.GetColumnName(i));
     query.pColumns = std::make_shared<const std::vector<std::string>>(std::move(arColumns));
+    query.nPrepared = nPrepared;
+}
+
+/// Room for one row: a look-up mostly finds no other.
+void BeginBlock(SRecordBlock& block, CRecordStatements::SPrepared& query) {
+    UpdateColumns(query);
+    block.pColumns = query.pColumns;
+    block.strBytes.reserve(FIRST_ROW_BYTES);
+    block.arEnds.reserve(block.pColumns->size());
 }
 
 void AppendRow(SRecordBlock& block, CRecordStatements::SPrepared& query) {
-    if (!block.pColumns) {
-        UpdateColumns(query);
-        block.pColumns = query.pColumns;
-    }
-    for (std::size_t i = 0; i < block.pColumns->size(); ++i) {
-        block.strBytes += query.statement.GetUtf8(static_cast<int>(i) + 1);
+    if (!block.pColumns) BeginBlock(block, query);
+    const int nColumns = static_cast<int>(block.pColumns->size());
+    for (int i = 1; i <= nColumns; ++i) {
+        block.strBytes += query.statement.GetUtf8(i);
         block.arEnds.push_back(static_cast<std::uint32_t>(block.strBytes.size()));
     }
 }
@@ -83,8 +94,6 @@ void CRecordFile::Close() noexcept {
 }
 
 void CRecordFile::Open() {
-    // A new file gets pages twice as large as usual; a batch of up to 64 MiB blocks no reader but at its end.
-    constexpr const char* SIZES = "PRAGMA page_size = 8192; PRAGMA cache_size = -65536";
     try {
         sqlite3* const pConnection = m_sqlite.emplace(Narrow(m_strPath), false).Get();
         sqlite3_busy_handler(pConnection, WaitForLock, &m_waits);
@@ -92,8 +101,10 @@ void CRecordFile::Open() {
         sqlite3_db_config(pConnection, SQLITE_DBCONFIG_DQS_DML, 0, nullptr);
         sqlite3_db_config(pConnection, SQLITE_DBCONFIG_DQS_DDL, 0, nullptr);
         sqlite3_db_config(pConnection, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
-        m_sqlite->Execute(SIZES);
+        m_sqlite->Execute("PRAGMA page_size = 8192");  // of a new file, twice as large as usual
+        m_sqlite->Execute(READING_CACHE);
         m_sqlite->QueryInteger("SELECT COUNT(*) FROM sqlite_master");  // tells a file that is no database
+        m_sqlite->Execute(WRITING_LIMIT);                              // in pages of the file, whose size is known now
     } catch (...) {
         m_sqlite.reset();
         throw;
@@ -133,6 +144,7 @@ void CRecordFile::InBatch(const Write& write) {
     if (m_batch == Batch::Broken) throw CSqliteError(SQLITE_ABORT, "the batch has failed");
     if (m_batch == Batch::None) {
         m_batch = Batch::Broken;
+        m_sqlite->Execute(BATCH_CACHE);
         m_sqlite->Execute("BEGIN IMMEDIATE");
         m_batch = Batch::Open;
         ++m_nEpoch;
@@ -167,6 +179,7 @@ void CRecordFile::EndBatch() {
         if (m_batch == Batch::Broken) throw CSqliteError(SQLITE_ABORT, "the batch has failed");
         if (m_sqlite->HasMoved()) throw CSqliteError(SQLITE_CANTOPEN, "the file is another one");
         RestoreIndexes();
+        m_sqlite->Execute(READING_CACHE);  // here, since nothing may fail behind the commit
         m_sqlite->Execute("COMMIT");
     } catch (...) {
         Close();

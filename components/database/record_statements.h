@@ -34,6 +34,7 @@ public:
         std::size_t nFields;
         common::CStatement statement;
         std::shared_ptr<const std::vector<std::string>> pColumns;  ///< of a query's last result
+        int nPrepared = 0;       ///< how often SQLite had prepared the statement when these were its columns
         int nEpoch = 0;          ///< of the file when it last prepared the table for this insert
         bool bToldRest = false;  ///< whether values beyond the last field were told since then
     };

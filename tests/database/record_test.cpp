@@ -170,6 +170,16 @@ TEST_F(DatabaseTest, WhatAnotherToolWroteComesAsText) {
                                                                                   "b|"));
 }
 
+TEST_F(DatabaseTest, ColumnsThatAnotherToolRenamedOrAddedAreThereByTheirNewNames) {
+    const auto pDatabase = OpenWords();
+    ASSERT_EQ(pDatabase->InsertRecord(u"Words", u"Key,Text", u"a,Apfel"), 1);
+    ASSERT_EQ(Words(*pDatabase, u"Key", u"a"), Rows({"a|Apfel"}));
+    Execute("ALTER TABLE Words RENAME COLUMN Text TO Word; ALTER TABLE Words ADD COLUMN Plural TEXT DEFAULT 'Äpfel'");
+    const std::vector<Text> arFields{u"Key", u"Text", u"Word", u"Plural"};
+    EXPECT_EQ(Query(*pDatabase, u"Words", arFields, u"Key", u"a"), Rows({"a||Apfel|Äpfel"}));
+    EXPECT_EQ(Query(*pDatabase, u"Words", arFields), Rows({"a||Apfel|Äpfel"}));
+}
+
 TEST_F(DatabaseTest, TheFirstFieldOfATableIsIndexed) {
     const auto pDatabase = OpenWords();
     EXPECT_EQ(Count("SELECT COUNT(*) FROM pragma_index_list('Words')"), 1);
