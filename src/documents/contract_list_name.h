@@ -14,8 +14,7 @@ struct ContractListName {
     /// Whether NAME can name a file of the folder that the lists lie in. It comes from the user's permissions, and must
     /// not lead to any other place.
     bool IsUsable() const {
-        return !Contains(strName, u"..") &&
-               strName.find_first_of(TextView(u"/\\\0", 3)) == Text::npos;
+        return !Contains(strName, u"..") && strName.find_first_of(TextView(u"/\\\0", 3)) == Text::npos;
     }
 
     Text strName;   ///< names the file
