@@ -10,7 +10,14 @@ add as $medians |
     {figure: "securities pass, 60,000, over parsing alone", of: "Pass/60000", over: "PlainParse/60000", limit: 4},
     {figure: "securities pass, 60,000 over 6,000", of: "Pass/60000", over: "Pass/6000", limit: 11},
     {figure: "key read during commits over a map", of: "ReadKeyDuringCommits", over: "LookUpInMap", limit: 2},
-    {figure: "commit of 100,000 keys over a map", of: "CommitKeys", over: "FillMap", limit: 2}
+    {figure: "commit of 100,000 keys over a map", of: "CommitKeys", over: "FillMap", limit: 2},
+    {figure: "contract load, 100,000, over reading its files", of: "LoadContractList/100000", over: "ReadFiles/100000",
+        limit: 2},
+    {figure: "contract load, 1,000,000 over 100,000", of: "LoadContractList/1000000",
+        over: "LoadContractList/100000", limit: 11},
+    {figure: "search rows of 100,000 over binding them", of: "BuildSymbols/100000", over: "BindSymbols/100000",
+        limit: 1.5},
+    {figure: "search rows, 1,000,000 over 100,000", of: "BuildSymbols/1000000", over: "BuildSymbols/100000", limit: 11}
 ] |
 map(if $medians[.of] and $medians[.over] then . else error("no median of \(.of) or \(.over)") end |
     .value = $medians[.of] / $medians[.over]) |

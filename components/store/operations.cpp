@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <span>
 
 #include "bulk_memory.h"
 #include "qvant/store.h"
@@ -83,6 +84,11 @@ void Clear(CVersion& version, std::int32_t nMask) {
     if ((nMask & MASK_TABLES) != 0) version.tables = CTrie();
 }
 
+/// From so many values on it pays to bring them into the order of the trie first.
+constexpr std::ptrdiff_t MANY_VALUES = 2'048;
+
+bool IsValue(const SOperation& operation) { return operation.kind == SOperation::Kind::Value; }
+
 void Apply(SOperation& operation, CVersion& version, std::uint64_t nEdit, bool bKeep) {
     const auto take = [&] { return bKeep ? operation.entry : std::move(operation.entry); };
     switch (operation.kind) {
@@ -99,6 +105,15 @@ void Apply(SOperation& operation, CVersion& version, std::uint64_t nEdit, bool b
         case SOperation::Kind::Clear:
             return Clear(version, operation.nMask);
     }
+}
+
+void ApplyValues(std::span<SOperation> arOperations, CVersion& version, std::uint64_t nEdit, bool bKeep) {
+    std::vector<CEntryRef> arEntries;
+    arEntries.reserve(arOperations.size());
+    for (SOperation& operation : arOperations) {
+        arEntries.push_back(bKeep ? operation.entry : std::move(operation.entry));
+    }
+    version.values.PutAll(arEntries, nEdit);
 }
 
 }  // namespace
@@ -134,7 +149,15 @@ bool CTransactionLog::Replaces() const {
 }
 
 void CTransactionLog::ApplyTo(CVersion& version, std::uint64_t nEdit, bool bKeep) {
-    for (SOperation& operation : m_arOperations) Apply(operation, version, nEdit, bKeep);
+    for (auto it = m_arOperations.begin(); it != m_arOperations.end();) {
+        const auto end = std::find_if_not(it, m_arOperations.end(), IsValue);
+        if (end - it >= MANY_VALUES) {
+            ApplyValues({it, end}, version, nEdit, bKeep);
+            it = end;
+        }
+        while (it != end) Apply(*it++, version, nEdit, bKeep);
+        if (it != m_arOperations.end()) Apply(*it++, version, nEdit, bKeep);
+    }
 }
 
 std::int32_t COpenTransactions::Begin() {

@@ -11,6 +11,27 @@ std::uint64_t HashKey(TextView strKey) { return std::hash<TextView>{}(strKey); }
 
 namespace {
 
+/// Entries ahead of the one at hand whose memory is asked for.
+constexpr std::size_t AHEAD = 8;
+/// Groups of entries that share the way through the two upper levels of a tree.
+constexpr std::size_t GROUPS = 64 * 64;
+
+constexpr std::size_t GroupOf(std::uint64_t nHash) { return (nHash & 63) << 6 | ((nHash >> 6) & 63); }
+
+/// Brings the entries of each group together; those of one group, and so those of one key, keep their order.
+std::vector<CEntryRef> Group(std::vector<CEntryRef>& arEntries) {
+    std::vector<std::size_t> arNext(GROUPS + 1);
+    for (const CEntryRef& entry : arEntries) ++arNext[GroupOf(entry->GetHash()) + 1];
+    for (std::size_t i = 1; i < GROUPS; ++i) arNext[i] += arNext[i - 1];
+    std::vector<CEntryRef> arGrouped(arEntries.size());
+    for (CEntryRef& entry : arEntries) {
+        CEntryRef& place = arGrouped[arNext[GroupOf(entry->GetHash())]++];
+        place = std::move(entry);
+    }
+    arEntries.clear();
+    return arGrouped;
+}
+
 constexpr std::uint64_t BitOf(std::uint64_t nHash, unsigned nShift) {
     return std::uint64_t{1} << ((nHash >> nShift) & 63);
 }
@@ -137,6 +158,7 @@ private:
         if (pNode->nEdit == m_nEdit) return;
         Node* const pCopy = NewNode(pNode->nCount + 1);
         MoveHead(*pCopy, *pNode);
+        PrefetchEntries(*pNode);
         for (std::uint32_t i = 0; i < pNode->nCount; ++i) {
             const Slot slot = pNode->GetSlots()[i];
             if (IsEntry(slot)) {
@@ -175,8 +197,16 @@ CTrie::~CTrie() {
     if (m_pRoot) ReleaseNode(m_pRoot);
 }
 
+/// Entries lie where they were made, each far from the next one in the tree.
+void CTrie::PrefetchEntries(const Node& node) {
+    for (std::uint32_t i = 0; i < node.nCount; ++i) {
+        if (IsEntry(node.GetSlots()[i])) __builtin_prefetch(ToEntry(node.GetSlots()[i]), 1);
+    }
+}
+
 void CTrie::ReleaseNode(Node* pNode) {
     if (pNode->GetReferences().fetch_sub(1, std::memory_order_acq_rel) != 1) return;
+    PrefetchEntries(*pNode);
     for (std::uint32_t i = 0; i < pNode->nCount; ++i) {
         const Slot slot = pNode->GetSlots()[i];
         if (IsEntry(slot)) {
@@ -209,6 +239,14 @@ void CTrie::Put(CEntryRef entry, std::uint64_t nEdit) {
     const CEditor editor(nEdit);
     if (!m_pRoot) m_pRoot = editor.NewNode(4);
     if (editor.Put(m_pRoot, 0, entry)) ++m_nCount;
+}
+
+void CTrie::PutAll(std::vector<CEntryRef>& arEntries, std::uint64_t nEdit) {
+    std::vector<CEntryRef> arGrouped = Group(arEntries);
+    for (std::size_t i = 0; i < arGrouped.size(); ++i) {
+        if (i + AHEAD < arGrouped.size()) __builtin_prefetch(arGrouped[i + AHEAD].Get(), 1);
+        Put(std::move(arGrouped[i]), nEdit);
+    }
 }
 
 }  // namespace qvant::store

@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <vector>
 
 #include "entry.h"
 
@@ -29,6 +30,11 @@ public:
     ///               so no version that holds them may be shown to anybody before the edit is over
     void Put(CEntryRef entry, std::uint64_t nEdit);
 
+    /// Enters many entries, as `Put` would one after the other. They are entered in about the order in which the tree
+    /// keeps them, so that in a large tree each one finds the nodes of the one before still in the machine's cache.
+    /// @param arEntries  their references are taken over; empty afterwards
+    void PutAll(std::vector<CEntryRef>& arEntries, std::uint64_t nEdit);
+
     std::size_t GetCount() const { return m_nCount; }
     bool IsEmpty() const { return m_nCount == 0; }
 
@@ -52,6 +58,7 @@ private:
     static Slot FromEntry(CEntry* pEntry) { return reinterpret_cast<Slot>(pEntry) | 1; }
     static Slot FromNode(Node* pNode) { return reinterpret_cast<Slot>(pNode); }
     static void ReleaseNode(Node* pNode);
+    static void PrefetchEntries(const Node& node);
 
     class CEditor;
 

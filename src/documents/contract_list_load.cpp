@@ -1,11 +1,9 @@
 /// From the files of the contract lists to the contract tables and the shared block.
-#include <algorithm>
-
 #include "documents/contract_list_block.h"
 #include "documents/contract_list_document.h"
 #include "documents/contract_list_name.h"
+#include "documents/contract_list_reader.h"
 #include "documents/text_archive.h"
-#include "platform/files.h"
 #include "platform/stop.h"
 
 namespace qvant {
@@ -27,28 +25,6 @@ void Commit(Change& change) {
 }
 
 CTransaction* Borrow(Change& change) { return change ? &*change : nullptr; }
-
-/// The lines of a text, without their ends, one behind the other.
-void JoinLines(Text& strText) {
-    if (strText.find_first_of(u"\r\n") == Text::npos) return;
-    std::size_t nEnd = 0;
-    for (std::size_t nStart = 0; nStart < strText.size();) {
-        const std::size_t nNext = std::min(strText.find(u'\n', nStart), strText.size());
-        const bool bReturn = nNext > nStart && strText[nNext - 1] == u'\r';
-        const std::size_t nLength = nNext - nStart - (bReturn ? 1 : 0);
-        std::copy_n(strText.begin() + static_cast<std::ptrdiff_t>(nStart), nLength,
-                    strText.begin() + static_cast<std::ptrdiff_t>(nEnd));
-        nEnd += nLength;
-        nStart = nNext + 1;
-    }
-    strText.resize(nEnd);
-}
-
-std::optional<Text> ReadList(TextView strPath) {
-    auto strText = platform::ReadWholeText(strPath);
-    if (strText) JoinLines(*strText);
-    return strText;
-}
 
 }  // namespace
 
@@ -97,12 +73,18 @@ bool CContractListDocument::BuildTables(const ContractListTables& tables, Text& 
 bool CContractListDocument::ReadLists(Change& hotMonth, Change& nearbyMonth, Text& strClassifyText, bool& bAllRead) {
     // A copy: the host may sign in anew from inside a log line.
     const auto arClassification = m_parts.state.m_arClassification;
+    std::vector<Text> arPaths;
+    for (const Text& strEntry : arClassification) {
+        const ContractListName name(strEntry);
+        arPaths.push_back(name.IsUsable() ? GetPath(name.strName) : Text());
+    }
+    CContractListReader reader(std::move(arPaths));
     for (const Text& strEntry : arClassification) {
         if (platform::StopRequested()) return false;
         const ContractListName name(strEntry);
         const Text strPath = GetPath(name.strName);
-        if (const auto strText = name.IsUsable() ? ReadList(strPath) : std::nullopt) {
-            m_parts.builder.MakeContractList(*strText, Borrow(hotMonth), Borrow(nearbyMonth), name.strName,
+        if (const JsonValue* const pList = reader.ReadNext()) {
+            m_parts.builder.MakeContractList(*pList, Borrow(hotMonth), Borrow(nearbyMonth), name.strName,
                                              strClassifyText);
         } else {
             m_parts.host.LogMessage(u"LoadContractList open file fail:" + strPath);

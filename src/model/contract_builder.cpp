@@ -34,7 +34,12 @@ void CContractBuilder::Reserve(std::size_t nContracts) {
 void CContractBuilder::MakeContractList(TextView strText, CTransaction* pHotMonth, CTransaction* pNearbyMonth,
                                         TextView strClassification, Text& strClassifyText) {
     JsonDocument file;
-    if (!ParseContractFile(file, strText)) return;
+    ParseContractFile(file, strText);
+    MakeContractList(file, pHotMonth, pNearbyMonth, strClassification, strClassifyText);
+}
+
+void CContractBuilder::MakeContractList(const JsonValue& file, CTransaction* pHotMonth, CTransaction* pNearbyMonth,
+                                        TextView strClassification, Text& strClassifyText) {
     auto pRoot = MakeRootNode(file, strClassification, m_parts.state.AppsLanguage);
     if (!pRoot) return;
     AppendAll(strClassifyText, {pRoot->strEng, u",", pRoot->strLocal, u"|"});

@@ -6,6 +6,7 @@
 
 #include "base/text.h"
 #include "model/cffex_contracts.h"
+#include "model/json_document.h"
 #include "model/near_months.h"
 #include "model/run_state.h"
 #include "model/underlying_lists.h"
@@ -41,6 +42,9 @@ public:
     /// @param strClassification  name of the classification, as in the name of its file
     /// @param strClassifyText    in and out: "name,local name|" of every file so far
     void MakeContractList(TextView strText, CTransaction* pHotMonth, CTransaction* pNearbyMonth,
+                          TextView strClassification, Text& strClassifyText);
+    /// The same for a file that `ParseContractFile` has read.
+    void MakeContractList(const JsonValue& file, CTransaction* pHotMonth, CTransaction* pNearbyMonth,
                           TextView strClassification, Text& strClassifyText);
 
     std::vector<Text> m_arAllContract;         ///< symbols of the search list: contracts, hot symbols, synthetic ones

@@ -57,6 +57,36 @@ TEST(Trie, LeavesOlderVersionsAsTheyAre) {
     }
 }
 
+TEST(Trie, EntersManyAsIfOneAfterTheOther) {
+    CTrie old;
+    for (int i = 0; i < 500; ++i) {
+        const Text strKey = Widen(std::to_string(i * 7));
+        old.Put(MakeEntry(HashKey(strKey), strKey, -i), 1);
+    }
+    const auto before = ContentOf(old);
+    CTrie single = old;
+    CTrie many = old;
+    std::vector<CEntryRef> arEntries;
+    for (int i = 0; i < 5'000; ++i) {
+        // Every key twice, and many that have their hash in common.
+        const Text strKey = Widen(std::to_string(i % 2'500));
+        const std::uint64_t nHash = i % 5 == 0 ? std::uint64_t{42} : HashKey(strKey);
+        single.Put(MakeEntry(nHash, strKey, i), 2);
+        arEntries.push_back(MakeEntry(nHash, strKey, i));
+    }
+    many.PutAll(arEntries, 3);
+
+    const auto listAll = [](const CTrie& trie) {
+        std::vector<std::pair<Text, std::int32_t>> arAll;
+        trie.ForEach([&](const CEntry& entry) { arAll.emplace_back(entry.GetKey(), entry.GetNumber()); });
+        return arAll;
+    };
+    EXPECT_EQ(listAll(many), listAll(single));
+    EXPECT_EQ(many.GetCount(), single.GetCount());
+    EXPECT_EQ(ContentOf(old), before);
+    EXPECT_TRUE(arEntries.empty());
+}
+
 TEST(Trie, WalksAVersionAlwaysInTheSameOrder) {
     CTrie trie;
     for (int i = 0; i < 1000; ++i) {
