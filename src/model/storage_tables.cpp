@@ -4,7 +4,6 @@
 
 #include "base/format.h"
 #include "base/split.h"
-#include "platform/two_threads.h"
 
 namespace qvant {
 
@@ -41,20 +40,16 @@ bool CStorageTables::StoreVersion(bool bLogged) {
 }
 
 void CStorageTables::StoreMarginRates(const TextMap& mapLong, const TextMap& mapShort) {
-    struct Table {
-        TextView strName;
-        const TextMap& mapMargins;
-        std::unique_ptr<CBaseData> pTable = {};
-    };
-    Table arTables[] = {{u"LongMarginRate", mapLong}, {u"ShortMarginRate", mapShort}};
-    for (Table& table : arTables) table.pTable = m_host.OpenTable(table.strName, nullptr);
-    platform::ShareWork(std::size(arTables), [&arTables](std::size_t nTable) {
-        Table& table = arTables[nTable];
-        if (!table.pTable) return;
-        CTransaction change(*table.pTable);
-        for (const auto& [strSymbol, strMargin] : table.mapMargins) change.SetValue(strSymbol, strMargin);
-        change.Commit();
-    });
+    StoreMarginRates(u"LongMarginRate", mapLong);
+    StoreMarginRates(u"ShortMarginRate", mapShort);
+}
+
+void CStorageTables::StoreMarginRates(TextView strTable, const TextMap& mapMargins) {
+    const auto pTable = m_host.OpenTable(strTable, nullptr);
+    if (!pTable) return;
+    CTransaction transaction(*pTable);
+    for (const auto& [strSymbol, strMargin] : mapMargins) transaction.SetValue(strSymbol, strMargin);
+    transaction.Commit();
 }
 
 void CStorageTables::BindChildren() {

@@ -54,6 +54,7 @@ public:
     void ReleaseLumivale() { m_pLumivale.reset(); }
 
 private:
+    void StoreMarginRates(TextView strTable, const TextMap& mapMargins);
     void BindChildren();
     void BindTradePermissions(CBaseData& storage);
     void StoreUnsavedContractVersions();
