@@ -139,7 +139,7 @@ bool CSymbolLookup::BuildUntilWritten(CTransaction* pNear) {
     Outcome outcome = UpdateSymbolLookupList(pNear);
     for (auto pause = std::chrono::milliseconds::zero(); outcome == Outcome::InsertFailed;
          pause = std::clamp(pause * 2, FIRST_PAUSE, LONGEST_PAUSE)) {
-        if (!platform::SleepFor(pause)) return false;
+        if (!platform::SleepFor(pause) || !m_parts.databases.GetSearch()) return false;
         m_parts.databases.DeleteSearchFile();
         m_parts.host.LogMessage(u"MakeSymbolLookupList delete db file!");
         m_parts.databases.CreateSearchTables();
@@ -148,7 +148,7 @@ bool CSymbolLookup::BuildUntilWritten(CTransaction* pNear) {
     return outcome == Outcome::Done;
 }
 
-/// Everything goes through one batch: it becomes visible at once, and a stop leaves nothing of it.
+/// Everything goes through one batch: it becomes visible at once, and a stop or a failure leaves nothing of it.
 CSymbolLookup::Outcome CSymbolLookup::UpdateSymbolLookupList(CTransaction* pNear) {
     CBatch batch(m_parts.databases);
     InsertVersions();
@@ -161,11 +161,12 @@ CSymbolLookup::Outcome CSymbolLookup::UpdateSymbolLookupList(CTransaction* pNear
     const std::int32_t nDeleted = GetDatabase().DeleteRecord(SEARCH_TABLE);
     if (nDeleted != 1) m_parts.host.LogMessage(Format(u"MakeSymbolLookupList DeleteDBRecord:%ld", nDeleted));
     const Outcome outcome = InsertSymbols(pNear, strTimeStamp);
-    if (outcome != Outcome::Stopped) batch.End();
+    // A pass that failed goes as well: its versions are current and its symbols aren't all there, and a process that
+    // ends before the file is deleted would leave it for the next start to trust.
+    if (outcome == Outcome::Done) batch.End();
     return outcome;
 }
 
-/// The versions stand before the symbols: a build that fails half way is mended by the one that follows it at once.
 void CSymbolLookup::InsertVersions() {
     DbAPIObj& database = GetDatabase();
     database.DeleteRecord(VERSION_TABLE);

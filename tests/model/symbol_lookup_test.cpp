@@ -73,9 +73,14 @@ protected:
 
     /// A query by another program.
     std::vector<std::string> Query(const std::string& strSql) {
-        std::vector<std::string> arRows;
         sqlite3* pConnection = nullptr;
         EXPECT_EQ(sqlite3_open(GetFile().c_str(), &pConnection), SQLITE_OK);
+        const auto arRows = QueryOn(pConnection, strSql);
+        sqlite3_close(pConnection);
+        return arRows;
+    }
+    static std::vector<std::string> QueryOn(sqlite3* pConnection, const std::string& strSql) {
+        std::vector<std::string> arRows;
         const auto add = [](void* pRows, int nColumns, char** apValues, char**) {
             std::string strRow;
             for (int i = 0; i < nColumns; ++i) strRow.append(i ? "|" : "").append(apValues[i] ? apValues[i] : "");
@@ -84,7 +89,6 @@ protected:
         };
         EXPECT_EQ(sqlite3_exec(pConnection, strSql.c_str(), add, &arRows, nullptr), SQLITE_OK)
             << sqlite3_errmsg(pConnection);
-        sqlite3_close(pConnection);
         return arRows;
     }
     fs::path GetFile() const { return m_folder.GetPath() / "home/Data/API/Lumivale_Test.db"; }
@@ -250,6 +254,22 @@ TEST_F(SymbolLookup, DeletesADatabaseThatTakesNoRowAndBuildsAnew) {
     EXPECT_THAT(m_model.host.m_arLog, Contains(u"MakeSymbolLookupList delete db file!"));
     EXPECT_THAT(Query("SELECT count(*) FROM SymbolSearch"), ElementsAre("3"));
     EXPECT_THAT(Near(), Contains(Pair(u"QV.F.CME.ES.Front1", u"QV.F.CME.ES.202612")));
+}
+
+TEST_F(SymbolLookup, LeavesNothingOfAFailedPassInTheDatabaseThatItDeletes) {
+    Make();
+    AddRows();
+    Query("CREATE TRIGGER refuse BEFORE INSERT ON SymbolSearch BEGIN SELECT RAISE(ABORT, 'no'); END");
+    m_model.state.m_strVersion = u"s2";
+    // Whoever has a deleted file open still sees what a process that ended in that moment would have left.
+    sqlite3* pConnection = nullptr;
+    ASSERT_EQ(sqlite3_open(GetFile().c_str(), &pConnection), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(pConnection, "SELECT * FROM Lumivale", nullptr, nullptr, nullptr), SQLITE_OK);
+    Make();
+    EXPECT_THAT(QueryOn(pConnection, "SELECT Version FROM Lumivale WHERE Name='Security'"), ElementsAre("s1"));
+    EXPECT_THAT(QueryOn(pConnection, "SELECT count(*) FROM SymbolSearch"), ElementsAre("3"));
+    sqlite3_close(pConnection);
+    EXPECT_THAT(Query("SELECT Version FROM Lumivale WHERE Name='Security'"), ElementsAre("s2"));
 }
 
 TEST_F(SymbolLookup, EndsItsRetriesAtAStopAndLeavesTheTablesAsTheyWere) {
