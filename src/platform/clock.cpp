@@ -2,6 +2,8 @@
 
 #include <chrono>
 
+#include "platform/stop.h"
+
 namespace qvant::platform {
 
 namespace {
@@ -15,6 +17,20 @@ public:
 };
 
 }  // namespace
+
+std::int64_t IClock::TickMilliseconds() const {
+    const auto sinceStart = std::chrono::steady_clock::now().time_since_epoch();
+    return std::chrono::floor<std::chrono::milliseconds>(sinceStart).count();
+}
+
+bool IClock::SleepUntilTick(std::int64_t nTick) const {
+    std::int64_t nNow = TickMilliseconds();
+    while (nNow < nTick) {
+        if (!SleepFor(std::chrono::milliseconds(nTick - nNow))) return false;
+        nNow = TickMilliseconds();
+    }
+    return !StopRequested();
+}
 
 const IClock& MachineClock() {
     static const CMachineClock clock;

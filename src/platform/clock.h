@@ -20,12 +20,23 @@ struct SystemTime {
     bool operator==(const SystemTime&) const = default;
 };
 
-/// The source of the current time. Any thread.
+/// The source of the current time, and of every pause that lasts as long as the system's own rhythm says (timers, the
+/// loop that keeps a document current). Limits of a wait for somebody else aren't its business: they are real time.
+/// Any thread.
 class IClock {
 public:
     virtual ~IClock() = default;
+
     /// Milliseconds since 1970-01-01 00:00 UTC.
     virtual std::int64_t NowMilliseconds() const = 0;
+
+    /// Milliseconds of a count that only ever grows, whatever is done to the time of day; the machine's unless a clock
+    /// has one of its own.
+    virtual std::int64_t TickMilliseconds() const;
+
+    /// Pauses the calling thread until the count of `TickMilliseconds` is at `nTick`; one that is past returns at once.
+    /// @return false when the thread was told to stop, before the pause or in it
+    virtual bool SleepUntilTick(std::int64_t nTick) const;
 };
 
 /// The machine's clock; lives as long as the process.

@@ -8,6 +8,8 @@
 
 #include "calendar_times.h"
 #include "platform/calendar.h"
+#include "platform/event.h"
+#include "platform/thread.h"
 #include "surroundings.h"
 
 namespace qvant::platform {
@@ -115,6 +117,30 @@ TEST(FromLocal, GivesNothingForWhatTheCalendarCannotHold) {
     EXPECT_EQ(FromLocal(MakeTime(std::numeric_limits<int>::max(), 12, 31, 2'000'000'000)), std::nullopt);
     EXPECT_EQ(FromLocal(MakeTime(std::numeric_limits<int>::min(), 1, 1)), std::nullopt);
     EXPECT_EQ(FromLocal(MakeTime(2000, std::numeric_limits<int>::min(), 1)), std::nullopt);
+}
+
+TEST(SleepUntilTick, PausesUntilTheCountIsThere) {
+    const std::int64_t nTick = MachineClock().TickMilliseconds() + 20;
+    EXPECT_TRUE(MachineClock().SleepUntilTick(nTick));
+    EXPECT_GE(MachineClock().TickMilliseconds(), nTick);
+}
+
+TEST(SleepUntilTick, ReturnsAtOnceFromAPauseThatIsPast) {
+    EXPECT_TRUE(MachineClock().SleepUntilTick(MachineClock().TickMilliseconds()));
+}
+
+TEST(SleepUntilTick, IsCutShortByAStop) {
+    constexpr std::int64_t WEEK = std::int64_t{7} * 24 * 3600 * 1000;
+    CEvent asleep(CEvent::Reset::Manual, false);
+    bool bWhole = true;
+    CThread thread;
+    ASSERT_TRUE(thread.Start("Sleeper", [&] {
+        asleep.Set();
+        bWhole = MachineClock().SleepUntilTick(MachineClock().TickMilliseconds() + WEEK);
+    }));
+    asleep.Wait();
+    thread.StopAndJoin();
+    EXPECT_FALSE(bWhole);
 }
 
 }  // namespace
