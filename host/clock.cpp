@@ -36,6 +36,16 @@ void CClock::Set(std::int32_t nDate, std::int32_t nTime) {
     transaction.Commit();
 }
 
+Record CClock::Read() const {
+    const auto table = m_tables.Find(u"QvantSystemTime");
+    const auto Get = [&table](TextView strKey) { return table ? table->GetValue(strKey) : Value(); };
+    Record clock;
+    clock.arFields.emplace_back(Column("date", Form::Date), Get(u"SystemDate"));
+    clock.arFields.emplace_back(Column("time", Form::Time), Get(u"SystemTime"));
+    clock.arFields.emplace_back(Column("ticking", Form::Flag), std::int64_t{m_thread.has_value()});
+    return clock;
+}
+
 void CClock::StartTicking() {
     if (m_thread) return;
     const Seconds now = CurrentSecond();

@@ -6,6 +6,7 @@
 #include <optional>
 #include <thread>
 
+#include "listing.h"
 #include "tables.h"
 
 namespace qvant::host {
@@ -17,6 +18,9 @@ public:
 
     /// Writes a date (decimal yyyymmdd) and a time (decimal hhmmss) in one transaction.
     void Set(std::int32_t nDate, std::int32_t nTime);
+
+    /// What the table has now: date and time, empty when there is none, and whether the clock ticks.
+    Record Read() const;
 
     /// Writes the UTC date and time at once, and again at the beginning of every second.
     void StartTicking();

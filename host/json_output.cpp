@@ -70,6 +70,16 @@ void Put(JsonWriter& writer, const Event& event) {
     writer.EndObject();
 }
 
+void Put(JsonWriter& writer, const Column& column, const Value& value) {
+    Put(writer, column.strName);
+    const auto* pNumber = std::get_if<std::int64_t>(&value);
+    if (pNumber && column.nForm == Form::Flag) {
+        writer.Bool(*pNumber != 0);
+    } else {
+        Put(writer, value);
+    }
+}
+
 void Put(JsonWriter& writer, const Listing& listing) {
     writer.StartObject();
     writer.Key("total");
@@ -78,10 +88,7 @@ void Put(JsonWriter& writer, const Listing& listing) {
     writer.StartArray();
     for (const auto& arRow : listing.arRows) {
         writer.StartObject();
-        for (std::size_t i = 0; i < arRow.size(); ++i) {
-            Put(writer, listing.arColumns[i]);
-            Put(writer, arRow[i]);
-        }
+        for (std::size_t i = 0; i < arRow.size(); ++i) Put(writer, listing.arColumns[i], arRow[i]);
         writer.EndObject();
     }
     writer.EndArray();
@@ -90,10 +97,7 @@ void Put(JsonWriter& writer, const Listing& listing) {
 
 void Put(JsonWriter& writer, const Record& record) {
     writer.StartObject();
-    for (const auto& [strName, value] : record.arFields) {
-        Put(writer, strName);
-        Put(writer, value);
-    }
+    for (const auto& [column, value] : record.arFields) Put(writer, column, value);
     writer.EndObject();
 }
 

@@ -4,8 +4,10 @@
 #include <iterator>
 
 #include "failure.h"
+#include "holidays.h"
 #include "input.h"
 #include "name_tree.h"
+#include "rates.h"
 #include "symbol_card.h"
 #include "symbol_search.h"
 #include "words.h"
@@ -53,13 +55,14 @@ std::vector<Value> ReadRows(const CRequest& request) {
 
 CRequests::Handler CRequests::FindHandler(TextView strName) {
     static constexpr std::pair<TextView, Handler> HANDLERS[] = {
-        {u"status", &CRequests::Status}, {u"topic", &CRequests::Topic},      {u"set", &CRequests::Set},
-        {u"rows", &CRequests::Rows},     {u"clear", &CRequests::Clear},      {u"drop", &CRequests::Drop},
-        {u"get", &CRequests::Get},       {u"keys", &CRequests::Keys},        {u"dump", &CRequests::Dump},
-        {u"tables", &CRequests::Tables}, {u"find", &CRequests::FindSymbols}, {u"card", &CRequests::Card},
-        {u"tree", &CRequests::Tree},     {u"watch", &CRequests::Watch},      {u"unwatch", &CRequests::Unwatch},
-        {u"clock", &CRequests::Clock},   {u"wait", &CRequests::Wait},        {u"sleep", &CRequests::Sleep},
-        {u"help", &CRequests::Help},     {u"quit", &CRequests::Quit}};
+        {u"status", &CRequests::Status}, {u"topic", &CRequests::Topic},       {u"set", &CRequests::Set},
+        {u"rows", &CRequests::Rows},     {u"clear", &CRequests::Clear},       {u"drop", &CRequests::Drop},
+        {u"get", &CRequests::Get},       {u"keys", &CRequests::Keys},         {u"dump", &CRequests::Dump},
+        {u"tables", &CRequests::Tables}, {u"find", &CRequests::FindSymbols},  {u"card", &CRequests::Card},
+        {u"tree", &CRequests::Tree},     {u"watch", &CRequests::Watch},       {u"unwatch", &CRequests::Unwatch},
+        {u"clock", &CRequests::Clock},   {u"holidays", &CRequests::Holidays}, {u"rates", &CRequests::Rates},
+        {u"wait", &CRequests::Wait},     {u"sleep", &CRequests::Sleep},       {u"help", &CRequests::Help},
+        {u"quit", &CRequests::Quit}};
     const auto it = std::ranges::find(HANDLERS, strName, &std::pair<TextView, Handler>::first);
     if (it == std::end(HANDLERS)) throw CFailure("unknown request " + Quote(strName));
     return it->second;
@@ -177,14 +180,30 @@ void CRequests::Unwatch(const CRequest& request, Reply&) {
     if (!m_watches.Unwatch(path)) throw CFailure(Quote(path.strTable) + " isn't watched");
 }
 
-void CRequests::Clock(const CRequest& request, Reply&) {
-    if (!request.Has(u"tick")) {
+void CRequests::Clock(const CRequest& request, Reply& reply) {
+    if (!request.Has(u"tick") && !request.Has(u"date") && !request.Has(u"time")) {
+        reply.Add("clock", m_clock.Read());
+    } else if (!request.Has(u"tick")) {
         m_clock.Set(request.GetInteger(u"date"), request.GetInteger(u"time"));
     } else if (request.GetFlag(u"tick")) {
         m_clock.StartTicking();
     } else {
         m_clock.StopTicking();
     }
+}
+
+void CRequests::Holidays(const CRequest& request, Reply& reply) {
+    HolidayFilter filter{request.GetText(u"exchange", u""), std::nullopt};
+    if (request.Has(u"year")) filter.nYear = request.GetInteger(u"year");
+    reply.Add("holidays",
+              ListHolidays(m_tables, filter, static_cast<std::size_t>(request.GetCount(u"first", SHOWN_ROWS))));
+}
+
+void CRequests::Rates(const CRequest& request, Reply& reply) {
+    host::Rates rates = ListRates(m_tables, request.GetText(u"name", u""));
+    reply.Add("rates", std::move(rates.currencies));
+    reply.Add("risk_free", std::move(rates.riskFree));
+    reply.Add("version", std::move(rates.version));
 }
 
 void CRequests::Wait(const CRequest& request, Reply& reply) {

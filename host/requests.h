@@ -58,6 +58,8 @@ private:
     void Watch(const CRequest& request, Reply& reply);
     void Unwatch(const CRequest& request, Reply& reply);
     void Clock(const CRequest& request, Reply& reply);
+    void Holidays(const CRequest& request, Reply& reply);
+    void Rates(const CRequest& request, Reply& reply);
     void Wait(const CRequest& request, Reply& reply);
     void Sleep(const CRequest& request, Reply& reply);
     void Help(const CRequest& request, Reply& reply);

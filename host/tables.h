@@ -44,6 +44,9 @@ public:
     /// All names, sorted.
     std::vector<Text> GetNames() const;
 
+    /// The table, if there is one of that name.
+    std::optional<CStoreTable> Find(TextView strName) const;
+
     /// The table or sub-table. @throws CFailure when it isn't there
     CStoreTable Open(const TablePath& path) const;
 
@@ -56,7 +59,6 @@ private:
         DWORD dwCookie;
     };
 
-    std::optional<CStoreTable> Find(TextView strName) const;
     void Persist(const CStoreTable& table) const;
 
     const std::filesystem::path m_pathStorage;

@@ -1,5 +1,6 @@
 #include "text.h"
 
+#include <algorithm>
 #include <charconv>
 
 #include <unicode/utf16.h>
@@ -11,6 +12,8 @@ namespace {
 
 /// An error names what was wrong with it, and needn't repeat a line of megabytes to do so.
 constexpr std::size_t QUOTED_UNITS = 80;
+
+char16_t Fold(char16_t ch) { return ch >= u'a' && ch <= u'z' ? static_cast<char16_t>(ch - u'a' + u'A') : ch; }
 
 }  // namespace
 
@@ -49,6 +52,12 @@ std::string Narrow(TextView strText) {
 std::string Quote(TextView strText) {
     const bool bLong = strText.size() > QUOTED_UNITS;
     return '"' + Narrow(strText.substr(0, QUOTED_UNITS)) + (bLong ? "...\"" : "\"");
+}
+
+bool EqualsNoCase(TextView strOne, TextView strOther) { return std::ranges::equal(strOne, strOther, {}, Fold, Fold); }
+
+bool ContainsNoCase(TextView strText, TextView strPart) {
+    return strPart.empty() || !std::ranges::search(strText, strPart, {}, Fold, Fold).empty();
 }
 
 std::optional<std::int64_t> ParseInteger(TextView strText) {

@@ -20,6 +20,10 @@ std::string Narrow(TextView strText);
 /// The text for an error message: in quotes, and cut when it is long.
 std::string Quote(TextView strText);
 
+/// Comparisons that take the letters from A to Z, which is what names are made of, for their small ones.
+bool EqualsNoCase(TextView strOne, TextView strOther);
+bool ContainsNoCase(TextView strText, TextView strPart);
+
 /// A whole decimal number with nothing around it; none when it isn't one or needs more than 64 bits.
 std::optional<std::int64_t> ParseInteger(TextView strText);
 

@@ -127,8 +127,10 @@ std::string ShowList(const std::vector<Text>& arList) {
     return strShown.empty() ? "(none)\n" : strShown;
 }
 
-/// The name of a column or a field for a person.
-Text Label(std::string_view strName) {
+/// The name of a column or a field for a person, who reads the unit behind the value.
+Text Label(const Column& column) {
+    std::string_view strName = column.strName;
+    if (column.nForm == Form::Duration && strName.ends_with("_ms")) strName.remove_suffix(3);
     Text strLabel = Widen(strName);
     std::ranges::replace(strLabel, u'_', u' ');
     return strLabel;
@@ -157,11 +159,11 @@ std::string ShowListing(const Listing& listing) {
     std::string strShown = Counted(listing.nTotal, std::string(listing.strThing).c_str()) + '\n';
     if (listing.arRows.empty()) return strShown;
     std::vector<Cells> arLines(1);
-    for (const std::string_view strColumn : listing.arColumns)
-        arLines.front().push_back(MakeCell(Label(strColumn), CELL_WIDTH));
+    for (const Column& column : listing.arColumns) arLines.front().push_back(MakeCell(Label(column), CELL_WIDTH));
     for (const auto& arRow : listing.arRows) {
         Cells& arCells = arLines.emplace_back();
-        for (const Value& value : arRow) arCells.push_back(MakeCell(ToText(value), CELL_WIDTH));
+        for (std::size_t i = 0; i < arRow.size(); ++i)
+            arCells.push_back(MakeCell(ToText(arRow[i], listing.arColumns[i].nForm), CELL_WIDTH));
     }
     strShown += Align(arLines, KEY_WIDTH);
     const std::size_t nMore = listing.nTotal - listing.arRows.size();
@@ -170,13 +172,9 @@ std::string ShowListing(const Listing& listing) {
 
 std::string ShowRecord(const Record& record) {
     std::vector<Cells> arLines;
-    for (const auto& [strName, value] : record.arFields) {
-        Text strText = ToText(value);
-        if (const auto* pList = std::get_if<std::vector<Text>>(&value)) {
-            strText.clear();
-            for (const Text& strItem : *pList) strText.append(strText.empty() ? u"" : u"  ").append(strItem);
-        }
-        if (!strText.empty()) arLines.push_back({MakeCell(Label(strName), CELL_WIDTH), MakeCell(strText, CELL_WIDTH)});
+    for (const auto& [column, value] : record.arFields) {
+        const Text strText = ToText(value, column.nForm);
+        if (!strText.empty()) arLines.push_back({MakeCell(Label(column), CELL_WIDTH), MakeCell(strText, CELL_WIDTH)});
     }
     return Align(arLines, KEY_WIDTH);
 }

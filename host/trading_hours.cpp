@@ -65,14 +65,6 @@ Sessions ReadSessions(TextView strList, const Form& form) {
     return arSessions;
 }
 
-std::optional<sys_days> ToDay(std::int64_t nDate) {
-    if (nDate < 1'01'01 || nDate > 9999'12'31) return std::nullopt;
-    const std::chrono::year_month_day date(std::chrono::year(static_cast<int>(nDate / 10000)),
-                                           std::chrono::month(static_cast<unsigned>(nDate / 100 % 100)),
-                                           std::chrono::day(static_cast<unsigned>(nDate % 100)));
-    return date.ok() ? std::optional(sys_days(date)) : std::nullopt;
-}
-
 /// The list of the day, out of DATE:LIST|DATE:LIST. A date belongs to the UTC place of the list's first time. One that
 /// begins with "-" has no times, and its date is the day itself.
 std::optional<TextView> FindDated(TextView strLists, sys_days today, minutes offset) {
@@ -130,12 +122,6 @@ Text ShowZone(minutes offset) {
     return Widen(szZone);
 }
 
-/// A table that the host has, by its name.
-std::optional<CStoreTable> FindTable(const CTables& tables, TextView strName) {
-    const DWORD dwCookie = tables.GetCookie(strName);
-    return dwCookie ? CStoreTable::FromCookie(dwCookie) : std::nullopt;
-}
-
 /// The symbol's first fields; empty ones count for nothing.
 Text TakeFields(TextView strSymbol, int nFields) {
     Text strKey;
@@ -151,7 +137,7 @@ Text TakeFields(TextView strSymbol, int nFields) {
 /// The security of a symbol, as the service published it.
 /// @throws CFailure that says what is missing
 JsonDocument ReadSecurity(const CTables& tables, TextView strSymbol) {
-    const auto securities = FindTable(tables, u"Security.Info");
+    const auto securities = tables.Find(u"Security.Info");
     if (!securities) throw CFailure("there is no table \"Security.Info\"");
     const Text strKey = TakeFields(strSymbol, 4);
     const auto group = securities->GetTable(TakeFields(strSymbol, 3));
@@ -198,7 +184,7 @@ Hours ReadHours(const JsonDocument& security, sys_days today, minutes offset) {
 }  // namespace
 
 sys_days ReadToday(const CTables& tables) {
-    if (const auto clock = FindTable(tables, u"QvantSystemTime")) {
+    if (const auto clock = tables.Find(u"QvantSystemTime")) {
         const auto nDate = ParseInteger(ToText(clock->GetValue(u"SystemDate")));
         if (const auto day = nDate ? ToDay(*nDate) : std::nullopt) return *day;
     }

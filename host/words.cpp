@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <utility>
 
 #include "failure.h"
 #include "qvant/lumivale.h"
@@ -238,6 +239,7 @@ void ReadTree(CArguments& arguments, CRequestMaker& maker) {
 }
 
 void ReadClock(CArguments& arguments, CRequestMaker& maker) {
+    if (arguments.IsEmpty()) return;
     if (arguments.TakeIf(u"tick")) {
         const bool bOn = arguments.TakeIf(u"on");
         if (!bOn && !arguments.TakeIf(u"off")) throw UsageFault();
@@ -246,6 +248,29 @@ void ReadClock(CArguments& arguments, CRequestMaker& maker) {
     }
     maker.AddNumber(u"date", arguments.TakeNumber());
     maker.AddNumber(u"time", arguments.TakeNumber());
+}
+
+void ReadHolidays(CArguments& arguments, CRequestMaker& maker) {
+    bool bExchange = false;
+    bool bYear = false;
+    while (!arguments.IsEmpty()) {
+        if (const auto nFirst = arguments.TakeEnding(u"first")) {
+            maker.AddNumber(u"first", *nFirst);
+            return;
+        }
+        const Token& token = arguments.Take();
+        const auto nYear = token.bQuoted ? std::nullopt : ParseInteger(token.strText);
+        if (std::exchange(nYear ? bYear : bExchange, true)) throw UsageFault();
+        if (nYear) {
+            maker.AddNumber(u"year", *nYear);
+        } else {
+            maker.AddText(u"exchange", token.strText);
+        }
+    }
+}
+
+void ReadRates(CArguments& arguments, CRequestMaker& maker) {
+    if (!arguments.IsEmpty()) maker.AddText(u"name", arguments.TakeText());
 }
 
 void ReadField(const Text& strField, JsonValue& match, CRequestMaker& maker) {
@@ -309,9 +334,12 @@ constexpr Word WORDS[] = {
      ReadTree},
     {{"watch", "TABLE[/SUB...]", "show the events of a table from now on", Argument::Table}, ReadTable},
     {{"unwatch", "TABLE[/SUB...]", "show them no more", Argument::Table}, ReadTable},
-    {{"clock", "DATE TIME, or tick on|off", "set the system's clock, as yyyymmdd and hhmmss, or let it run in UTC",
-      Argument::Clock},
+    {{"clock", "[DATE TIME, or tick on|off]",
+      "show the system's clock, set it, as yyyymmdd and hhmmss, or let it run in UTC", Argument::Clock},
      ReadClock},
+    {{"holidays", "[EXCHANGE] [YEAR] [first N]", "list the holidays of a year, or those from today on", Argument::None},
+     ReadHolidays},
+    {{"rates", "[NAME]", "list exchange rates and risk-free rates", Argument::None}, ReadRates},
     {{"wait", "KIND [FIELD=TEXT ...] [after N] [timeout MS]", "wait for an event whose fields contain the texts",
       Argument::Kind},
      ReadWait},
