@@ -57,7 +57,9 @@ std::string Quote(TextView strText) {
 bool EqualsNoCase(TextView strOne, TextView strOther) { return std::ranges::equal(strOne, strOther, {}, Fold, Fold); }
 
 bool ContainsNoCase(TextView strText, TextView strPart) {
-    return strPart.empty() || !std::ranges::search(strText, strPart, {}, Fold, Fold).empty();
+    const auto same = [](char16_t ch, char16_t chOther) { return Fold(ch) == Fold(chOther); };
+    return std::search(strText.begin(), strText.end(), strPart.begin(), strPart.end(), same) != strText.end() ||
+           strPart.empty();
 }
 
 std::optional<std::int64_t> ParseInteger(TextView strText) {

@@ -1,12 +1,20 @@
 #include "json_file.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <iterator>
 
+#include <fcntl.h>
 #include <rapidjson/error/en.h>
+#include <rapidjson/prettywriter.h>
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace qvant::refserver {
 
@@ -44,6 +52,28 @@ std::string ReadText(const std::filesystem::path& file) {
     return strText;
 }
 
+void ReplaceText(const std::filesystem::path& file, std::string_view text) {
+    // No name that a data folder looks at.
+    std::string strTemporary = file.string() + ".XXXXXX";
+    const int hFile = mkostemp(strTemporary.data(), O_CLOEXEC);
+    if (hFile < 0) throw CWorldError(file.string() + ": " + std::strerror(errno));
+    struct stat old {};
+    if (stat(file.c_str(), &old) == 0) fchmod(hFile, old.st_mode & 07777);
+    bool bWritten = true;
+    while (bWritten && !text.empty()) {
+        const ssize_t nWritten = write(hFile, text.data(), text.size());
+        bWritten = nWritten > 0 || (nWritten < 0 && errno == EINTR);
+        text.remove_prefix(nWritten > 0 ? static_cast<std::size_t>(nWritten) : 0);
+    }
+    bWritten = bWritten && fsync(hFile) == 0;
+    const int nError = errno;
+    close(hFile);
+    if (bWritten && rename(strTemporary.c_str(), file.c_str()) == 0) return;
+    const std::string strWhy = std::strerror(bWritten ? errno : nError);
+    unlink(strTemporary.c_str());
+    throw CWorldError(file.string() + ": " + strWhy);
+}
+
 rapidjson::Document ReadObject(const std::filesystem::path& file) {
     const std::string strText = ReadText(file);
     if (CountLevels(strText) > MostLevels) {
@@ -57,6 +87,14 @@ rapidjson::Document ReadObject(const std::filesystem::path& file) {
     }
     if (!root.IsObject()) throw CWorldError(file.string() + ": isn't an object");
     return root;
+}
+
+std::string ToPrettyJson(const rapidjson::Value& value) {
+    rapidjson::StringBuffer buffer;
+    rapidjson::PrettyWriter<rapidjson::StringBuffer> writer(buffer);
+    writer.SetIndent(' ', 2);
+    value.Accept(writer);
+    return std::string(buffer.GetString(), buffer.GetSize()) + "\n";
 }
 
 std::string ToJson(const rapidjson::Value& value) {

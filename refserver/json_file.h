@@ -13,9 +13,16 @@ namespace qvant::refserver {
 
 std::string ReadText(const std::filesystem::path& file);
 
+/// Puts a text in the place of a file, whole: who reads at that moment has the old one or the new one.
+/// @throw CWorldError  it can't be written; the old file stands
+void ReplaceText(const std::filesystem::path& file, std::string_view text);
+
 /// Reads a file that holds one JSON object.
 /// @throw CWorldError  it can't be read, isn't JSON in UTF-8, isn't an object or is nested without end
 rapidjson::Document ReadObject(const std::filesystem::path& file);
+
+/// JSON over several lines, for files that people read.
+std::string ToPrettyJson(const rapidjson::Value& value);
 
 /// Compact JSON.
 std::string ToJson(const rapidjson::Value& value);

@@ -11,6 +11,7 @@
 #include "generator.h"
 #include "http_server.h"
 #include "options.h"
+#include "publisher.h"
 #include "reference_service.h"
 #include "stop_signal.h"
 #include "world_keeper.h"
@@ -52,6 +53,14 @@ int Run(const ServeOptions& options) {
 
 int Run(const GenerateOptions& options) {
     GenerateWorld(options);
+    return 0;
+}
+
+int Run(const PublishOptions& options) {
+    for (const auto& publication : Publish(options)) {
+        std::cout << publication.strDocument << ": " << publication.strOldVersion << " -> " << publication.strNewVersion
+                  << "\n";
+    }
     return 0;
 }
 

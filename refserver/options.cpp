@@ -1,6 +1,8 @@
 #include "options.h"
 
+#include <algorithm>
 #include <charconv>
+#include <iterator>
 #include <limits>
 
 namespace qvant::refserver {
@@ -88,15 +90,66 @@ Options ParseGenerate(CArguments& arguments) {
     return options;
 }
 
+/// A version goes out within URLs as it stands, and into lists whose items ":" and "|" part.
+std::string CheckVersion(const std::string& strVersion) {
+    const bool bPlain = std::all_of(strVersion.begin(), strVersion.end(), [](char c) {
+        return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '.' || c == '-' ||
+               c == '_';
+    });
+    if (!bPlain || strVersion.empty()) {
+        throw COptionError("publish: the version \"" + strVersion +
+                           "\" isn't made of letters, digits, \".\", \"-\" and \"_\"");
+    }
+    return strVersion;
+}
+
+struct FamilyName {
+    std::string_view name;
+    DocumentFamily nFamily;
+    bool bNamed;  // the family has several, and the next word names one
+};
+
+constexpr FamilyName Families[] = {{"securities", DocumentFamily::Securities, false},
+                                   {"contracts", DocumentFamily::Contracts, true},
+                                   {"stocks", DocumentFamily::Stocks, false}};
+
+Options ParsePublish(CArguments& arguments) {
+    PublishOptions options;
+    const FamilyName* pFamily = nullptr;
+    for (std::string strName; arguments.Next(strName);) {
+        if (strName == "--help" || strName == "-h") return HelpRequest{};
+        if (strName == "--data") {
+            options.data = arguments.Value(strName);
+        } else if (strName == "--version") {
+            options.strVersion = CheckVersion(arguments.Value(strName));
+        } else if (strName.starts_with("-")) {
+            throw COptionError("unknown option \"" + strName + "\" of publish");
+        } else if (pFamily) {
+            throw COptionError("publish: \"" + strName + "\" is one word too many");
+        } else {
+            pFamily = std::find_if(std::begin(Families), std::end(Families),
+                                   [&](const FamilyName& family) { return family.name == strName; });
+            if (pFamily == std::end(Families))
+                throw COptionError("publish: there are no \"" + strName + "\" to publish");
+            if (pFamily->bNamed) options.strName = arguments.Value("publish: " + strName);
+        }
+    }
+    if (options.data.empty()) throw COptionError("publish: --data DIR is missing");
+    if (!pFamily) throw COptionError("publish: what to publish is missing");
+    options.nFamily = pFamily->nFamily;
+    return options;
+}
+
 }  // namespace
 
 Options ParseOptions(const std::vector<std::string>& arArguments) {
     CArguments arguments(arArguments);
     try {
-        if (arArguments.empty() || arArguments.front() != "generate") return ParseServe(arguments);
-        std::string strCommand;
-        arguments.Next(strCommand);
-        return ParseGenerate(arguments);
+        const std::string strCommand = arArguments.empty() ? "" : arArguments.front();
+        if (strCommand != "generate" && strCommand != "publish") return ParseServe(arguments);
+        std::string strTaken;
+        arguments.Next(strTaken);
+        return strCommand == "publish" ? ParsePublish(arguments) : ParseGenerate(arguments);
     } catch (const CFaultError& error) {
         throw COptionError("--fault: " + std::string(error.what()));
     }
@@ -107,6 +160,7 @@ std::string HelpText() {
 
   lumivale-refserver --data DIR [--port N] [--address A] [--fault F]...
   lumivale-refserver generate --products N --contracts M [--listed L] --seed S --out DIR
+  lumivale-refserver publish --data DIR securities|contracts NAME|stocks [--version V]
 
 Serving:
   --data DIR      the data folder: world.json, permissions.json and the files *.json of
@@ -142,10 +196,18 @@ Generating:
   --seed S        the same seed gives the same files; default 1
   --out DIR       the data folder to make; it must not hold a world already
 
+Publishing gives a document a new version, so that whoever holds it finds news when it asks the
+next time; a server of the folder may run meanwhile. It prints the document with its old and its
+new version.
+  securities      the securities document
+  contracts NAME  the contract list of the classification NAME
+  stocks          the stock infos
+  --version V     how the new version begins; without it the old beginning is counted up
+
   --help, --version
 
-Exit status: 0 after SIGINT or SIGTERM or a finished generate, 1 when the data, the address or
-the output can't be used, 2 for bad options.
+Exit status: 0 after SIGINT or SIGTERM, a finished generate or a publication, 1 when the data, the
+address or the output can't be used, 2 for bad options.
 )";
 }
 

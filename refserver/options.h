@@ -27,10 +27,20 @@ struct GenerateOptions {
     std::filesystem::path out;
 };
 
+/// The documents that can be published.
+enum class DocumentFamily { Securities, Contracts, Stocks };
+
+struct PublishOptions {
+    std::filesystem::path data;
+    DocumentFamily nFamily = DocumentFamily::Securities;
+    std::string strName;     // of a classification
+    std::string strVersion;  // empty: the one behind that of the document
+};
+
 struct HelpRequest {};
 struct VersionRequest {};
 
-using Options = std::variant<ServeOptions, GenerateOptions, HelpRequest, VersionRequest>;
+using Options = std::variant<ServeOptions, GenerateOptions, PublishOptions, HelpRequest, VersionRequest>;
 
 /// A command line that can't be followed; the text says why.
 class COptionError : public std::runtime_error {

@@ -10,6 +10,7 @@
 
 #include "classification.h"
 #include "contract_rules.h"
+#include "document_versions.h"
 #include "gzip.h"
 #include "json_file.h"
 #include "securities_merger.h"
@@ -26,20 +27,10 @@ constexpr std::array<const char*, 4> Folders = {"securities", "contracts", "clas
 
 /// What "world.json" says.
 struct WorldSettings {
-    std::string strVersion;
-    std::string strFixedVersion;  // as JSON; empty: versions follow the content
+    CDocumentVersions versions;
     std::string strBroker;
     std::map<std::string, std::vector<std::string>> mapListTypes;
 };
-
-std::string ReadFixedVersion(const rapidjson::Value& root, const fs::path& file) {
-    const auto it = root.FindMember("fixedVersion");
-    if (it == root.MemberEnd()) return {};
-    if (!it->value.IsString() && !it->value.IsInt64()) {
-        throw CWorldError(file.string() + ": \"fixedVersion\" is neither a string nor an integer");
-    }
-    return ToJson(it->value);
-}
 
 std::vector<std::string> ReadPrefixes(const rapidjson::Value& list, const fs::path& file) {
     const std::string strFault = file.string() + ": a list type isn't an array of key prefixes";
@@ -63,10 +54,7 @@ void ReadListTypes(const rapidjson::Value& root, const fs::path& file, WorldSett
 
 WorldSettings ReadSettings(const fs::path& file) {
     const auto root = ReadObject(file);
-    WorldSettings settings;
-    settings.strVersion = ReadString(root, "version", file);
-    settings.strBroker = ReadString(root, "broker", file);
-    settings.strFixedVersion = ReadFixedVersion(root, file);
+    WorldSettings settings{CDocumentVersions(root, file), ReadString(root, "broker", file), {}};
     ReadListTypes(root, file, settings);
     return settings;
 }
@@ -78,12 +66,15 @@ std::uint64_t Hash(std::string_view text) {
     return nHash;
 }
 
-std::string MakeVersion(const WorldSettings& settings, std::string_view securities) {
-    if (!settings.strFixedVersion.empty()) return settings.strFixedVersion;
+/// @param document  its name in "versions"
+/// @return JSON
+std::string MakeVersion(const WorldSettings& settings, std::string_view document, std::string_view content) {
+    if (!settings.versions.GetFixed().empty()) return settings.versions.GetFixed();
     char hash[17];
     std::snprintf(hash, sizeof hash, "%016llx",
-                  static_cast<unsigned long long>(Hash(securities) ^ Hash(settings.strBroker)));
-    return ToJson(settings.strVersion.empty() ? std::string(hash) : settings.strVersion + "-" + hash);
+                  static_cast<unsigned long long>(Hash(content) ^ Hash(settings.strBroker)));
+    const std::string& strBeginning = settings.versions.GetBeginning(document);
+    return ToJson(strBeginning.empty() ? std::string(hash) : strBeginning + "-" + hash);
 }
 
 ReadyBody MakeBody(std::string strText) {
@@ -100,7 +91,7 @@ std::string PlainVersion(const std::string& strJson) {
 }
 
 WorldDocument MakeDocument(const WorldSettings& settings, const std::string& strSecurities) {
-    const std::string strVersion = MakeVersion(settings, strSecurities);
+    const std::string strVersion = MakeVersion(settings, SecuritiesDocument, strSecurities);
     const std::string strHead = "{\"LastVersion\":" + strVersion;
     std::string strWhole;
     strWhole.reserve(strSecurities.size() + 256);
@@ -116,9 +107,10 @@ WorldDocument MakeDocument(const WorldSettings& settings, const std::string& str
     return document;
 }
 
+/// @param name        its name in "versions"
 /// @param strMembers  compact JSON of the document's members, without the braces around them
-VersionedDocument MakeVersioned(const WorldSettings& settings, std::string strMembers) {
-    const std::string strVersion = MakeVersion(settings, strMembers);
+VersionedDocument MakeVersioned(const WorldSettings& settings, std::string_view name, std::string strMembers) {
+    const std::string strVersion = MakeVersion(settings, name, strMembers);
     const std::string strHead = "{\"LastVersion\":" + strVersion;
     VersionedDocument document;
     document.strVersion = PlainVersion(strVersion);
@@ -130,12 +122,12 @@ VersionedDocument MakeVersioned(const WorldSettings& settings, std::string strMe
 }
 
 /// A document that goes out as its file has it.
-VersionedDocument ReadVersioned(const WorldSettings& settings, const fs::path& file) {
+VersionedDocument ReadVersioned(const WorldSettings& settings, std::string_view name, const fs::path& file) {
     const auto root = ReadObject(file);
     // The server gives the version; two of them would leave the choice to the client.
     if (root.HasMember("LastVersion")) throw CWorldError(file.string() + ": has a \"LastVersion\" of its own");
     const std::string strText = ToJson(root);
-    return MakeVersioned(settings, strText.substr(1, strText.size() - 2));
+    return MakeVersioned(settings, name, strText.substr(1, strText.size() - 2));
 }
 
 ListedSecurities ListSecurities(const CSecuritiesMerger& merger, const CContractRules& rules) {
@@ -170,8 +162,9 @@ void ReadClassifications(const std::vector<fs::path>& arFiles, const fs::path& f
     const auto listed = ListSecurities(merger, rules);
     for (const auto& file : arFiles) {
         if (file.parent_path() != folder / "classifications") continue;
-        world.mapClassifications[file.stem().string()] =
-            MakeVersioned(settings, ExpandClassification(file, rules, listed));
+        const std::string strName = file.stem().string();
+        world.mapClassifications[strName] =
+            MakeVersioned(settings, ClassificationDocument(strName), ExpandClassification(file, rules, listed));
     }
 }
 
@@ -205,9 +198,11 @@ World ReadWorld(const fs::path& folder) {
     for (std::size_t n = 1; n < arFiles.size(); ++n) {
         const fs::path& file = arFiles[n];
         if (file.parent_path() == folder / "securities") merger.AddFile(file);
-        if (file.parent_path() == folder / "stkinfo")
-            world.mapStockInfo[file.stem().string()] = ReadVersioned(settings, file);
-        if (file == folder / PermissionsFile) world.permissions = ReadVersioned(settings, file);
+        if (file.parent_path() == folder / "stkinfo") {
+            const std::string strExchange = file.stem().string();
+            world.mapStockInfo[strExchange] = ReadVersioned(settings, StockInfoDocument(strExchange), file);
+        }
+        if (file == folder / PermissionsFile) world.permissions = ReadVersioned(settings, PermissionsDocument, file);
     }
     ReadClassifications(arFiles, folder, settings, merger, world);
     world.nFiles = arFiles.size();
