@@ -1,8 +1,10 @@
 #include "net/server_list.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "base/failure.h"
+#include "base/format.h"
 #include "base/split.h"
 
 namespace qvant {
@@ -16,9 +18,45 @@ void CServerList::Assign(TextView strUrls, const std::function<unsigned()>& rand
     const std::lock_guard lock(m_mutex);
     m_arServers = std::move(arServers);
     m_nServerIndex = 0;
+    m_result = {};
     ++m_nGeneration;
     if (m_arServers.empty()) throw CFailure(CFailure::INVALID_ARGUMENT);
     m_strServer = m_arServers.front();
+}
+
+void CServerList::StartLatencyTest(CLatencyTest& test, IHost& host) {
+    std::vector<Text> arServers;
+    std::uint64_t nGeneration = 0;
+    {
+        const std::lock_guard lock(m_mutex);
+        arServers = m_arServers;
+        nGeneration = m_nGeneration;
+        if (m_arServers.size() == 1) m_strServer = m_arServers.front();
+    }
+    if (arServers.size() < 2) {
+        test.Skip();
+        return;
+    }
+    auto result = test.Run(arServers);
+    if (!result || !TakeResult(std::move(*result), nGeneration)) return;
+    host.LogMessage(Format(u"The fastest server:%s", GetServer()));
+}
+
+/// Servers that failed are ranked as well: with all of them down the list is rewritten in the order that equal ones
+/// have, and the random start is gone.
+/// @return false for a list that was replaced meanwhile
+bool CServerList::TakeResult(LatencyResult result, std::uint64_t nGeneration) {
+    std::vector<Text> arRanked = RankServers(result.m_mapLatency);
+    const std::lock_guard lock(m_mutex);
+    if (nGeneration != m_nGeneration) return false;
+    m_result = std::move(result);
+    if (arRanked.size() == m_arServers.size()) {
+        m_arServers = std::move(arRanked);
+        // A walk that is under way counts in the old order.
+        ++m_nGeneration;
+    }
+    m_strServer = m_arServers.front();
+    return true;
 }
 
 bool CServerList::Walk(const std::function<bool(const Text& strServer)>& ask) {
@@ -65,6 +103,19 @@ std::size_t CServerList::GetIndex() const {
 Text CServerList::GetServer() const {
     const std::lock_guard lock(m_mutex);
     return m_strServer;
+}
+
+ServerListing CServerList::GetListing() const {
+    const std::lock_guard lock(m_mutex);
+    ServerListing listing{.arServers = {}, .nIndex = m_nServerIndex};
+    for (const Text& strServer : m_arServers) {
+        ServerRow row{.strServer = strServer, .measured = {}, .bInUse = strServer == m_strServer};
+        if (const auto it = m_result.m_mapLatency.find(strServer); it != m_result.m_mapLatency.end()) {
+            row.measured = {it->second, m_result.m_mapInterval.at(strServer)};
+        }
+        listing.arServers.push_back(std::move(row));
+    }
+    return listing;
 }
 
 }  // namespace qvant

@@ -46,6 +46,10 @@ WaitResult CThread::Wait() {
     return IsStarted() ? m_finished.Wait() : WaitResult::Signalled;
 }
 
+WaitResult CThread::WaitFor(std::chrono::milliseconds limit) {
+    return IsStarted() ? m_finished.WaitFor(limit) : WaitResult::Signalled;
+}
+
 void CThread::StopAndJoin() {
     if (!m_thread.joinable()) return;
     m_thread.request_stop();

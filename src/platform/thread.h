@@ -1,6 +1,7 @@
 /// A thread with a name, an owner that joins it, and a stop signal.
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <string>
 #include <thread>
@@ -36,6 +37,7 @@ public:
     /// Waits until `run` has returned, or until the calling thread is told to stop. The thread stays joinable.
     /// Without a thread it returns at once.
     WaitResult Wait();
+    WaitResult WaitFor(std::chrono::milliseconds limit);
 
     /// Whether `run` has returned.
     bool HasEnded() const { return m_finished.IsSet(); }

@@ -8,6 +8,7 @@
 #include "base/format.h"
 #include "platform/files.h"
 #include "platform/module.h"
+#include "platform/stop.h"
 #include "qvant/lumivale.h"
 
 namespace qvant {
@@ -43,6 +44,7 @@ CLumivale::CLumivale(IHost& host, const platform::IClock& clock)
       m_clock(clock),
       m_databases(host, *this),
       m_session(clock),
+      m_latencyTest(host, m_session, clock),
       m_errors(host, clock),
       m_times(m_zones, clock),
       m_parser(host, m_times),
@@ -63,9 +65,11 @@ CLumivale::CLumivale(IHost& host, const platform::IClock& clock)
                    [this] { m_words = m_settings.ReadSymbolWords(m_state.AppsLanguage); }),
       m_login({host, *this, m_state, m_options, m_settings, m_session, m_tables, m_storage, m_securities, m_contracts,
                m_stockInfo, m_rights, m_databases, m_hThreadPreProcessData, m_hEventSymbolLookUp},
-              {[this](TextView strUrls) { SelectServers(strUrls); },
-               [this](const Text& strUrls) { StartPermissionQuery(strUrls); }, [this] { StartSymbolLookup(); }}),
-      m_hEventLatencyEnd(std::make_unique<platform::CEvent>(platform::CEvent::Reset::Manual, false)) {
+              {[this](TextView strUrls) {
+                   AssignServers(strUrls);
+                   StartLatencyTest();
+               },
+               [this](const Text& strUrls) { StartPermissionQuery(strUrls); }, [this] { StartSymbolLookup(); }}) {
     CreateCommonFolders();
 }
 
@@ -194,6 +198,7 @@ void CLumivale::RemoveStaleFiles() const {
 
 void CLumivale::ReadOptions() {
     m_options = m_settings.ReadOptions();
+    m_latencyTest.SetResponseInterval(m_options.nResponseInterval);
     m_stockInfo.SetCgi(m_options.bStkInfoCgi);
     m_errors.SetHideErrorMsg(m_options.nHideErrorMsg);
     m_host.LogMessage(Format(u"HideErrorMsg:%ld, ResponseInterval=%d, stkinfo cgi=%x", m_options.nHideErrorMsg,
@@ -203,22 +208,24 @@ void CLumivale::ReadOptions() {
 void CLumivale::TakeStoredServers() {
     m_state.m_strLumivaleURL = m_settings.ReadServerList();
     if (m_state.m_strLumivaleURL.empty()) return;
-    SelectServers(m_state.m_strLumivaleURL);
+    AssignServers(m_state.m_strLumivaleURL);
     // A list of separators only names no server that could become the one in use.
     if (m_servers.GetCount() == 0) throw CFailure(CFailure::INVALID_ARGUMENT);
     m_hThreadPreProcessData.Start("PreProcessData", [this] { RunPreProcessData(); });
 }
 
 /// Takes a server list over. Its random start shares the load of cold starts out among the servers.
-void CLumivale::SelectServers(TextView strUrls) {
+void CLumivale::AssignServers(TextView strUrls) {
     std::minstd_rand random(static_cast<std::uint32_t>(m_clock.NowMilliseconds() / 1000));
     m_servers.Assign(strUrls, [&random] { return static_cast<unsigned>(random()); });
-    if (m_hEventLatencyEnd) m_hEventLatencyEnd->Set();
 }
 
+/// The servers are measured before the run state is read, and so without the proxy that it names.
 void CLumivale::RunPreProcessData() {
     const platform::CApartment apartment;
     try {
+        StartLatencyTest();
+        if (platform::StopRequested()) return;
         m_preProcess.PreProcessData();
     } catch (...) {
         m_host.LogMessage(Format(u"PreProcessData Fail, Error : %x", CodeOfCurrentFailure()));
@@ -276,6 +283,7 @@ void CLumivale::Stop() {
     m_tables.pSystemTime.reset();
     m_threadSymbolLookUp.RequestStop();
     for (platform::CThread& thread : m_listTradePermission) thread.RequestStop();
+    m_latencyTest.StopWorkers();
     m_hEventSymbolLookUp.Wait();
     m_hEventHolidayReady.Wait();
 }
@@ -283,16 +291,17 @@ void CLumivale::Stop() {
 void CLumivale::Exit() {
     m_hEventTimerIdle.Wait();
     EndThreads();
-    // Without any server list no selection ever ends, and the wait costs its whole limit: a host that exits before
+    // Without any server list no latency test ever ends, and the wait costs its whole limit: a host that exits before
     // the first sign-in has always waited these ten seconds.
-    if (m_hEventLatencyEnd) m_hEventLatencyEnd->WaitFor(SERVER_SELECTION_LIMIT);
-    m_hEventLatencyEnd.reset();
+    if (m_bLatencyEndOpen) m_latencyTest.WaitForEnd(SERVER_SELECTION_LIMIT);
+    m_bLatencyEndOpen = false;
     m_contracts.CloseBlock();
     CleanUp();
 }
 
 void CLumivale::EndThreads() {
     m_hThreadPreProcessData.StopAndJoin();
+    m_latencyTest.StopWorkers();
     m_threadSymbolLookUp.StopAndJoin();
     m_listTradePermission.clear();
 }

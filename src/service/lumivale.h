@@ -22,6 +22,7 @@
 #include "model/symbol_lookup.h"
 #include "model/underlying_lists.h"
 #include "net/error_report.h"
+#include "net/latency_test.h"
 #include "net/server_list.h"
 #include "net/session.h"
 #include "platform/event.h"
@@ -72,7 +73,8 @@ private:
     void RemoveStaleFiles() const;
     void ReadOptions();
     void TakeStoredServers();
-    void SelectServers(TextView strUrls);
+    void AssignServers(TextView strUrls);
+    void StartLatencyTest() { m_servers.StartLatencyTest(m_latencyTest, m_host); }
     void RunPreProcessData();
     void MakeUnderlyingList();
     void LoadLanguage();
@@ -95,6 +97,7 @@ private:
     Options m_options;
     CSession m_session;
     CServerList m_servers;
+    CLatencyTest m_latencyTest;
     CErrorReport m_errors;
     CTimeZones m_zones;
     CExchangeTimes m_times;
@@ -114,8 +117,8 @@ private:
 
     platform::CEvent m_hEventHolidayReady{platform::CEvent::Reset::Manual, true};
     platform::CEvent m_hEventTimerIdle{platform::CEvent::Reset::Manual, true};
-    std::unique_ptr<platform::CEvent> m_hEventLatencyEnd;  ///< until the exit: set once a server list stands
-    std::atomic<bool> m_bSystemTimeOpen{false};            ///< from the start to the stop
+    bool m_bLatencyEndOpen = true;               ///< until the exit, which waits for the end of a latency test once
+    std::atomic<bool> m_bSystemTimeOpen{false};  ///< from the start to the stop
     platform::CThread m_hThreadPreProcessData;
     platform::CThread m_threadSymbolLookUp;
     std::list<platform::CThread> m_listTradePermission;  ///< the queries that run, and ended ones

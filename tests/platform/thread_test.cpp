@@ -41,6 +41,16 @@ TEST(CThread, DoesNothingWhereNothingWasStarted) {
     EXPECT_EQ(thread.Wait(), WaitResult::Signalled);
 }
 
+TEST(CThread, IsWaitedForNoLongerThanTheLimit) {
+    CEvent end(CEvent::Reset::Manual, false);
+    CThread thread;
+    EXPECT_EQ(thread.WaitFor(std::chrono::hours(1)), WaitResult::Signalled);
+    ASSERT_TRUE(thread.Start("waiting", [&end] { end.Wait(); }));
+    EXPECT_EQ(thread.WaitFor(std::chrono::milliseconds(1)), WaitResult::TimedOut);
+    end.Set();
+    EXPECT_EQ(thread.WaitFor(std::chrono::hours(1)), WaitResult::Signalled);
+}
+
 TEST(CThread, HasItsOwnStopSignal) {
     CEvent running(CEvent::Reset::Manual, false);
     bool bStopped = false;

@@ -6,7 +6,8 @@ namespace qvant::test {
 
 CDocumentServer::CDocumentServer() {
     m_server.set_tcp_nodelay(true);
-    for (const char* pszPath : {"/OutsideData_getMainForm.do", "/Classification_getClassification.do"}) {
+    for (const char* pszPath :
+         {"/OutsideData_getMainForm.do", "/OutsideData_getMainLastVer.do", "/Classification_getClassification.do"}) {
         m_server.Get(pszPath, [this](const httplib::Request& request, httplib::Response& response) {
             Answer(request, response);
         });
