@@ -1,7 +1,6 @@
 #include "service/lumivale.h"
 
 #include <chrono>
-#include <new>
 #include <random>
 
 #include "base/failure.h"
@@ -9,6 +8,7 @@
 #include "platform/files.h"
 #include "platform/module.h"
 #include "qvant/lumivale.h"
+#include "service/failure_code.h"
 
 namespace qvant {
 
@@ -21,19 +21,6 @@ void CreateCommonFolders() {
     if (!strCommon) return;
     platform::CreateFolders(*strCommon + u"/Qvant/HotChange/");
     platform::CreateFolders(*strCommon + u"/Qvant/ExpireDate/");
-}
-
-/// The code that a failure has at the border of the library.
-HRESULT CodeOfCurrentFailure() noexcept {
-    try {
-        throw;
-    } catch (const CFailure& failure) {
-        return failure.GetCode();
-    } catch (const std::bad_alloc&) {
-        return E_OUTOFMEMORY;
-    } catch (...) {
-        return E_UNEXPECTED;
-    }
 }
 
 }  // namespace
@@ -59,17 +46,28 @@ CLumivale::CLumivale(IHost& host, const platform::IClock& clock)
       m_contracts({host, m_session, m_servers, m_errors, m_storage, m_builder, m_state, clock},
                   {[this] { return m_stockInfo.QueryStkInfo(); }, [this] { m_stockInfo.LoadStkInfo(); },
                    [this] { MakeSymbolLookupList(); }}),
-      m_preProcess({m_state, m_settings, m_session, m_tables, m_securities, m_contracts},
+      m_preProcess({m_state, m_settings, m_session, m_tables, m_securities, m_contracts, m_lockPass},
                    [this] { m_words = m_settings.ReadSymbolWords(m_state.AppsLanguage); }),
-      m_login({host, *this, m_state, m_options, m_settings, m_session, m_tables, m_storage, m_securities, m_contracts,
-               m_stockInfo, m_rights, m_databases, m_hThreadPreProcessData, m_hEventSymbolLookUp},
+      m_timer(clock, [this] { return GetStop(); }),
+      m_refresh({host, clock, m_state, m_settings, m_session, m_tables, m_storage, m_securities, m_contracts, m_timer,
+                 m_lockPass, m_hEventSymbolLookUp, m_hEventTimerIdle},
+                {}),
+      m_events({host, clock, m_state, m_settings, m_tables, m_parser.m_mapResetTime, m_contracts, m_refresh, m_lockPass,
+                m_hEventSymbolLookUp},
+               {[this] { return GetStop(); }, [this] { m_words = m_settings.ReadSymbolWords(m_state.AppsLanguage); }}),
+      m_login({host, m_events.GetLanguageSink(), m_state, m_options, m_settings, m_session, m_tables, m_storage,
+               m_securities, m_contracts, m_stockInfo, m_rights, m_databases, m_hThreadPreProcessData,
+               m_hEventSymbolLookUp, m_lockPass},
               {[this](TextView strUrls) { SelectServers(strUrls); },
-               [this](const Text& strUrls) { StartPermissionQuery(strUrls); }, [this] { StartSymbolLookup(); }}),
+               [this](const Text& strUrls) { StartPermissionQuery(strUrls); }, [this] { StartSymbolLookup(); },
+               [this] { m_refresh.Start(); }}),
       m_hEventLatencyEnd(std::make_unique<platform::CEvent>(platform::CEvent::Reset::Manual, false)) {
     CreateCommonFolders();
 }
 
 CLumivale::~CLumivale() {
+    TellToStop();
+    EndTimers();
     EndThreads();
     CleanUp();
 }
@@ -107,6 +105,17 @@ std::stop_token CLumivale::BeginCall() {
     return m_stop.get_token();
 }
 
+/// The stop signal of what the service does by itself.
+std::stop_token CLumivale::GetStop() {
+    const std::lock_guard lock(m_mutexStop);
+    return m_stop.get_token();
+}
+
+void CLumivale::TellToStop() {
+    const std::lock_guard lock(m_mutexStop);
+    m_stop.request_stop();
+}
+
 void CLumivale::Run(LONG nSubStatus) {
     const std::lock_guard lock(m_mutexStatus);
     const platform::CStopScope stopScope(BeginCall());
@@ -115,7 +124,8 @@ void CLumivale::Run(LONG nSubStatus) {
     if (nSubStatus == SYSTEM_STATUS_LOGIN) m_login.Run();
 }
 
-/// Tells the sub-status that runs on another thread to end, then takes its turn.
+/// Tells the sub-status that runs on another thread, the timers' callbacks and the reactions to the store to end, then
+/// takes its turn. What they hold, and the sub-status waits for, is free by then.
 void CLumivale::RunStopping(void (CLumivale::*pStep)()) {
     struct CPending {
         CLumivale& service;
@@ -134,8 +144,11 @@ void CLumivale::RunStopping(void (CLumivale::*pStep)()) {
     (this->*pStep)();
 }
 
+/// The tables change hands, so a refresh pass and a change of the language have to end first.
 void CLumivale::Init() {
     EndThreads();
+    const platform::CStoppableHold pass(m_lockPass);
+    if (!pass) return;
     RegisterWithHost();
     FindHomeDir();
     RemoveStaleFiles();
@@ -148,7 +161,8 @@ void CLumivale::Init() {
     m_zones.LoadCities(m_settings.GetCitiesPath());
     m_zones.LoadTimeZones(m_clock);
     m_tables.pCqyz = m_host.OpenTable(u"CQYZ", nullptr);
-    m_tables.pSystemTime = m_host.OpenTable(u"QvantSystemTime", this);
+    m_tables.pSystemTime.reset();  // first, so that the sink has one delivery thread at a time
+    m_tables.pSystemTime = m_host.OpenTable(u"QvantSystemTime", &m_events.GetClockSink());
     m_bSystemTimeOpen = m_tables.pSystemTime != nullptr;
     ReadOptions();
     TakeStoredServers();
@@ -274,6 +288,7 @@ void CLumivale::Start() {
 void CLumivale::Stop() {
     m_bSystemTimeOpen = false;
     m_tables.pSystemTime.reset();
+    m_refresh.Stop();
     m_threadSymbolLookUp.RequestStop();
     for (platform::CThread& thread : m_listTradePermission) thread.RequestStop();
     m_hEventSymbolLookUp.Wait();
@@ -282,13 +297,22 @@ void CLumivale::Stop() {
 
 void CLumivale::Exit() {
     m_hEventTimerIdle.Wait();
+    EndTimers();
     EndThreads();
     // Without any server list no selection ever ends, and the wait costs its whole limit: a host that exits before
     // the first sign-in has always waited these ten seconds.
     if (m_hEventLatencyEnd) m_hEventLatencyEnd->WaitFor(SERVER_SELECTION_LIMIT);
     m_hEventLatencyEnd.reset();
+    // A change of the language, which was told to end, may still be about to.
+    const platform::CStoppableHold pass(m_lockPass);
     m_contracts.CloseBlock();
     CleanUp();
+}
+
+/// A burst whose timers are gone would hold up every later pass.
+void CLumivale::EndTimers() {
+    m_refresh.Stop();
+    m_timer.EndAll();
 }
 
 void CLumivale::EndThreads() {
