@@ -4,6 +4,7 @@
 #include <set>
 #include <unordered_map>
 
+#include "base/locked_maps.h"
 #include "model/exchange_times.h"
 #include "model/json_document.h"
 #include "store/base_data.h"
@@ -31,8 +32,9 @@ public:
     TextMap m_mapPinyin;           ///< full security key to pinyin
     TextMap m_mapMainType;         ///< full security key to main type
     TextMap m_mapCloseTime;        ///< four-part key to HHMM01
-    TextMap m_mapResetTime;        ///< reset time to itself
     TextMap m_mapSymbolResetTime;  ///< four-part key to HHMM00
+    /// Reset time to itself. It is asked on every tick of the host's clock, while a pass fills it too.
+    CLumMapStringToString m_mapResetTime;
 
 private:
     bool WriteOpenTimes(const OpenTimeMap& mapOpenTimes);

@@ -1,5 +1,6 @@
 #include "platform/thread.h"
 
+#include <cerrno>
 #include <system_error>
 #include <utility>
 
@@ -35,7 +36,8 @@ bool CThread::Start(std::string strName, std::function<void()> run, Priority pri
                 RunThread(std::move(stop), strName, std::move(run), priority);
                 m_finished.Set();
             });
-    } catch (const std::system_error&) {
+    } catch (const std::system_error& error) {
+        errno = error.code().value();
         return false;
     }
     return true;

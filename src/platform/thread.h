@@ -28,7 +28,7 @@ public:
     /// Runs `run` on a new thread whose stop signal is this object's; a thread started before is stopped and joined.
     /// An exception that leaves `run` ends the thread and nothing else.
     /// @param strName  at most 15 bytes are shown by the system's tools
-    /// @return false when the system has no thread to give
+    /// @return false when the system has no thread to give; `errno` then says why
     bool Start(std::string strName, std::function<void()> run, Priority priority = Priority::Normal);
 
     /// True from a successful `Start` to `Join`, whether or not `run` has returned.
@@ -41,6 +41,9 @@ public:
 
     /// Whether `run` has returned.
     bool HasEnded() const { return m_finished.IsSet(); }
+
+    /// Whether the caller is this very thread.
+    bool IsCurrent() const { return m_thread.get_id() == std::this_thread::get_id(); }
 
     void RequestStop() { m_thread.request_stop(); }
 

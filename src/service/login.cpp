@@ -17,14 +17,25 @@ void AppendList(std::vector<Text>& arList, TextView strList) {
 
 void CLogin::Run() {
     ReadProxy();
-    if (!WaitForFirstLoad()) return;
+    if (!WaitForFirstLoad() || !TakeUser()) return;
+    // The wrapper of the sign-in before this one goes first, so that the sink has one delivery thread at a time. That
+    // waits for a change of language that runs in it, and so nothing may be held here that the change waits for.
+    m_parts.tables.pGeneralService.reset();
+    m_parts.tables.pGeneralService = m_parts.host.OpenTable(u"GeneralService", &m_parts.sink);
+    m_steps.startRefresh();
+}
+
+/// The steps that touch the reference data: they wait for a refresh pass or a change of the language to end.
+/// @return false when the service was told to stop meanwhile
+bool CLogin::TakeUser() {
+    const platform::CStoppableHold pass(m_parts.lockPass);
+    if (!pass) return false;
     ReadUser();
     const Servers servers = ReadServers();
     TakeTradePermissions();
     TakeServers(servers);
     Refresh(servers, TakeExchanges());
-    if (platform::StopRequested()) return;
-    m_parts.tables.pGeneralService = m_parts.host.OpenTable(u"GeneralService", &m_parts.sink);
+    return !platform::StopRequested();
 }
 
 /// An empty address leaves the values of the last run.

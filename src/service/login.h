@@ -13,6 +13,7 @@
 #include "net/server_list.h"
 #include "net/session.h"
 #include "platform/event.h"
+#include "platform/stoppable_lock.h"
 #include "platform/thread.h"
 #include "service/settings.h"
 #include "service/tables.h"
@@ -39,6 +40,7 @@ struct LoginParts {
     CRecordDatabases& databases;
     platform::CThread& threadPreProcess;
     platform::CEvent& eventSymbolLookUp;
+    platform::CStoppableLock& lockPass;  ///< held by whoever works on the reference data
 };
 
 /// What sign-in starts and doesn't wait for.
@@ -46,6 +48,7 @@ struct LoginSteps {
     std::function<void(TextView strUrls)> selectServers;        ///< makes a list of URLs the servers of the service
     std::function<void(const Text& strUrls)> queryPermissions;  ///< asks for the trade permissions, on a thread
     std::function<void()> makeSymbolLookupList;                 ///< on a thread
+    std::function<void()> startRefresh;                         ///< arms the timer of the refresh passes
 };
 
 /// One call on the host's thread; every step returns when its work is done, or at once when the service is told to
@@ -65,6 +68,7 @@ private:
 
     void ReadProxy();
     bool WaitForFirstLoad();
+    bool TakeUser();
     void ReadUser();
     Servers ReadServers();
     void TakeTradePermissions();

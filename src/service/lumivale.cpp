@@ -1,7 +1,6 @@
 #include "service/lumivale.h"
 
 #include <chrono>
-#include <new>
 #include <random>
 
 #include "base/failure.h"
@@ -10,6 +9,7 @@
 #include "platform/module.h"
 #include "platform/stop.h"
 #include "qvant/lumivale.h"
+#include "service/failure_code.h"
 
 namespace qvant {
 
@@ -22,19 +22,6 @@ void CreateCommonFolders() {
     if (!strCommon) return;
     platform::CreateFolders(*strCommon + u"/Qvant/HotChange/");
     platform::CreateFolders(*strCommon + u"/Qvant/ExpireDate/");
-}
-
-/// The code that a failure has at the border of the library.
-HRESULT CodeOfCurrentFailure() noexcept {
-    try {
-        throw;
-    } catch (const CFailure& failure) {
-        return failure.GetCode();
-    } catch (const std::bad_alloc&) {
-        return E_OUTOFMEMORY;
-    } catch (...) {
-        return E_UNEXPECTED;
-    }
 }
 
 }  // namespace
@@ -61,19 +48,30 @@ CLumivale::CLumivale(IHost& host, const platform::IClock& clock)
       m_contracts({host, m_session, m_servers, m_errors, m_storage, m_builder, m_state, clock},
                   {[this] { return m_stockInfo.QueryStkInfo(); }, [this] { m_stockInfo.LoadStkInfo(); },
                    [this] { MakeSymbolLookupList(); }}),
-      m_preProcess({m_state, m_settings, m_session, m_tables, m_securities, m_contracts},
+      m_preProcess({m_state, m_settings, m_session, m_tables, m_securities, m_contracts, m_lockPass},
                    [this] { m_words = m_settings.ReadSymbolWords(m_state.AppsLanguage); }),
-      m_login({host, *this, m_state, m_options, m_settings, m_session, m_tables, m_storage, m_securities, m_contracts,
-               m_stockInfo, m_rights, m_databases, m_hThreadPreProcessData, m_hEventSymbolLookUp},
+      m_timer(clock, [this] { return GetStop(); }),
+      m_refresh({host, clock, m_state, m_settings, m_session, m_tables, m_storage, m_securities, m_contracts, m_timer,
+                 m_lockPass, m_hEventSymbolLookUp, m_hEventTimerIdle},
+                {}),
+      m_events({host, clock, m_state, m_settings, m_tables, m_parser.m_mapResetTime, m_contracts, m_refresh, m_lockPass,
+                m_hEventSymbolLookUp},
+               {[this] { return GetStop(); }, [this] { m_words = m_settings.ReadSymbolWords(m_state.AppsLanguage); }}),
+      m_login({host, m_events.GetLanguageSink(), m_state, m_options, m_settings, m_session, m_tables, m_storage,
+               m_securities, m_contracts, m_stockInfo, m_rights, m_databases, m_hThreadPreProcessData,
+               m_hEventSymbolLookUp, m_lockPass},
               {[this](TextView strUrls) {
                    AssignServers(strUrls);
                    StartLatencyTest();
                },
-               [this](const Text& strUrls) { StartPermissionQuery(strUrls); }, [this] { StartSymbolLookup(); }}) {
+               [this](const Text& strUrls) { StartPermissionQuery(strUrls); }, [this] { StartSymbolLookup(); },
+               [this] { m_refresh.Start(); }}) {
     CreateCommonFolders();
 }
 
 CLumivale::~CLumivale() {
+    TellToStop();
+    EndTimers();
     EndThreads();
     CleanUp();
 }
@@ -111,6 +109,17 @@ std::stop_token CLumivale::BeginCall() {
     return m_stop.get_token();
 }
 
+/// The stop signal of what the service does by itself.
+std::stop_token CLumivale::GetStop() {
+    const std::lock_guard lock(m_mutexStop);
+    return m_stop.get_token();
+}
+
+void CLumivale::TellToStop() {
+    const std::lock_guard lock(m_mutexStop);
+    m_stop.request_stop();
+}
+
 void CLumivale::Run(LONG nSubStatus) {
     const std::lock_guard lock(m_mutexStatus);
     const platform::CStopScope stopScope(BeginCall());
@@ -119,7 +128,8 @@ void CLumivale::Run(LONG nSubStatus) {
     if (nSubStatus == SYSTEM_STATUS_LOGIN) m_login.Run();
 }
 
-/// Tells the sub-status that runs on another thread to end, then takes its turn.
+/// Tells the sub-status that runs on another thread, the timers' callbacks and the reactions to the store to end, then
+/// takes its turn. What they hold, and the sub-status waits for, is free by then.
 void CLumivale::RunStopping(void (CLumivale::*pStep)()) {
     struct CPending {
         CLumivale& service;
@@ -138,8 +148,11 @@ void CLumivale::RunStopping(void (CLumivale::*pStep)()) {
     (this->*pStep)();
 }
 
+/// The tables change hands, so a refresh pass and a change of the language have to end first.
 void CLumivale::Init() {
     EndThreads();
+    const platform::CStoppableHold pass(m_lockPass);
+    if (!pass) return;
     RegisterWithHost();
     FindHomeDir();
     RemoveStaleFiles();
@@ -152,7 +165,8 @@ void CLumivale::Init() {
     m_zones.LoadCities(m_settings.GetCitiesPath());
     m_zones.LoadTimeZones(m_clock);
     m_tables.pCqyz = m_host.OpenTable(u"CQYZ", nullptr);
-    m_tables.pSystemTime = m_host.OpenTable(u"QvantSystemTime", this);
+    m_tables.pSystemTime.reset();  // first, so that the sink has one delivery thread at a time
+    m_tables.pSystemTime = m_host.OpenTable(u"QvantSystemTime", &m_events.GetClockSink());
     m_bSystemTimeOpen = m_tables.pSystemTime != nullptr;
     ReadOptions();
     TakeStoredServers();
@@ -281,6 +295,7 @@ void CLumivale::Start() {
 void CLumivale::Stop() {
     m_bSystemTimeOpen = false;
     m_tables.pSystemTime.reset();
+    m_refresh.Stop();
     m_threadSymbolLookUp.RequestStop();
     for (platform::CThread& thread : m_listTradePermission) thread.RequestStop();
     m_latencyTest.StopWorkers();
@@ -290,13 +305,22 @@ void CLumivale::Stop() {
 
 void CLumivale::Exit() {
     m_hEventTimerIdle.Wait();
+    EndTimers();
     EndThreads();
     // Without any server list no latency test ever ends, and the wait costs its whole limit: a host that exits before
     // the first sign-in has always waited these ten seconds.
     if (m_bLatencyEndOpen) m_latencyTest.WaitForEnd(SERVER_SELECTION_LIMIT);
     m_bLatencyEndOpen = false;
+    // A change of the language, which was told to end, may still be about to.
+    const platform::CStoppableHold pass(m_lockPass);
     m_contracts.CloseBlock();
     CleanUp();
+}
+
+/// A burst whose timers are gone would hold up every later pass.
+void CLumivale::EndTimers() {
+    m_refresh.Stop();
+    m_timer.EndAll();
 }
 
 void CLumivale::EndThreads() {

@@ -26,12 +26,16 @@
 #include "net/server_list.h"
 #include "net/session.h"
 #include "platform/event.h"
+#include "platform/stoppable_lock.h"
 #include "platform/thread.h"
 #include "qvant/component.h"
 #include "service/login.h"
 #include "service/pre_process.h"
+#include "service/refresh.h"
 #include "service/settings.h"
+#include "service/store_events.h"
 #include "service/tables.h"
+#include "service/timer.h"
 #include "store/host.h"
 #include "store/record_databases.h"
 #include "symbols/time_zones.h"
@@ -43,7 +47,7 @@ namespace qvant {
 ///
 /// Any thread may call. The sub-statuses run one at a time; a stop or exit that comes while another runs tells it to
 /// end first, so that neither ever waits for a server.
-class CLumivale : private CBaseDataEventReceiver, private CDataBaseEventReceiver {
+class CLumivale : private CDataBaseEventReceiver {
 public:
     CLumivale(IHost& host, const platform::IClock& clock);
     ~CLumivale() override;
@@ -54,11 +58,16 @@ public:
     /// Takes a request of another module. @return 0
     HRESULT OnTopicCommand(TextView strTopic, LONG nType, LONG nParameter, TextView strText, VARIANT* pData) noexcept;
 
+    /// The timers as they stand.
+    std::vector<TimerState> ListTimers() const { return m_timer.List(); }
+
 private:
     /// Lines of the record databases go where all others go.
     void OnWriteLog(const Text& strLine) override { m_host.LogMessage(strLine); }
 
     std::stop_token BeginCall();
+    std::stop_token GetStop();
+    void TellToStop();
     void Run(LONG nSubStatus);
     void RunStopping(void (CLumivale::*pStep)());
     void Init();
@@ -66,6 +75,7 @@ private:
     void Stop();
     void Exit();
     void EndThreads();
+    void EndTimers();
     void CleanUp();
 
     void RegisterWithHost();
@@ -84,12 +94,14 @@ private:
 
     IHost& m_host;
     const platform::IClock& m_clock;
-    std::mutex m_mutexStop;  ///< guards the two below
-    std::stop_source m_stop;
+    std::mutex m_mutexStop;   ///< guards the two below
+    std::stop_source m_stop;  ///< of the running sub-status, the timers' callbacks and the reactions to the store
     int m_nStopsPending = 0;
     std::recursive_mutex m_mutexStatus;  ///< one sub-status at a time; the host may call again from inside an event
 
+    platform::CStoppableLock m_lockPass;  ///< held by whoever works on the reference data
     platform::CEvent m_hEventSymbolLookUp{platform::CEvent::Reset::Manual, true};
+    platform::CEvent m_hEventTimerIdle{platform::CEvent::Reset::Manual, true};
     RunState m_state;
     KeptTables m_tables;
     CRecordDatabases m_databases;
@@ -113,10 +125,12 @@ private:
     CSymbolLookup m_lookup;
     CContractListDocument m_contracts;
     CPreProcess m_preProcess;
+    CTimer m_timer;
+    CRefresh m_refresh;
+    CStoreEvents m_events;
     CLogin m_login;
 
     platform::CEvent m_hEventHolidayReady{platform::CEvent::Reset::Manual, true};
-    platform::CEvent m_hEventTimerIdle{platform::CEvent::Reset::Manual, true};
     bool m_bLatencyEndOpen = true;               ///< until the exit, which waits for the end of a latency test once
     std::atomic<bool> m_bSystemTimeOpen{false};  ///< from the start to the stop
     platform::CThread m_hThreadPreProcessData;

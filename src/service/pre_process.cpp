@@ -6,6 +6,8 @@
 namespace qvant {
 
 void CPreProcess::PreProcessData() {
+    const platform::CStoppableHold pass(m_parts.lockPass);
+    if (!pass) return;
     ReadRunState();
     PublishCurrencyPairs();
     m_parts.session.SetRequestId(m_parts.session.BuildRequestId(u"PreProcessData"));

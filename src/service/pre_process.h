@@ -5,6 +5,7 @@
 #include "documents/securities_document.h"
 #include "model/run_state.h"
 #include "net/session.h"
+#include "platform/stoppable_lock.h"
 #include "service/settings.h"
 #include "service/tables.h"
 
@@ -18,6 +19,7 @@ struct PreProcessParts {
     const KeptTables& tables;
     CSecuritiesDocument& securities;
     CContractListDocument& contracts;
+    platform::CStoppableLock& lockPass;  ///< held by whoever works on the reference data
 };
 
 class CPreProcess {

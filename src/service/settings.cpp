@@ -96,11 +96,15 @@ void CSettings::ReadExchangeList(RunState& state) const {
     for (Text& strExchange : SplitTokens(strExchanges, u"|")) state.m_mapExchanges.insert(std::move(strExchange));
 }
 
-void CSettings::SaveExchangeList(TextView strExchanges) const {
+void CSettings::SaveText(TextView strKey, TextView strValue) const {
     CreateSettingsFile(m_strIniPath);
-    const platform::ProfileValue arValues[] = {{u"ExgList", strExchanges}};
+    const platform::ProfileValue arValues[] = {{strKey, strValue}};
     platform::WriteProfileTexts(SECTION, arValues, m_strIniPath);
 }
+
+void CSettings::SaveExchangeList(TextView strExchanges) const { SaveText(u"ExgList", strExchanges); }
+
+void CSettings::SaveLanguage(TextView strLanguage) const { SaveText(u"AppsLanguage", strLanguage); }
 
 bool CSettings::SaveSettings(const RunState& state, const ProxySettings& proxy, const CBaseData* pLumivale,
                              TextView strClassification, TextView strLanguage, TextView strCurrencyRate) const {

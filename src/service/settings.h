@@ -45,6 +45,9 @@ public:
     /// Saves `ExgList` alone, as a sign-in with other exchanges does.
     void SaveExchangeList(TextView strExchanges) const;
 
+    /// Saves `AppsLanguage` alone, as a change of the language does.
+    void SaveLanguage(TextView strLanguage) const;
+
     /// Saves the run state. The version comes from the store and not from the member: only what the store has counts.
     /// @param pLumivale  the record "Lumivale"; without it nothing can be saved
     /// @return false when nothing was saved
@@ -63,6 +66,7 @@ public:
     Text GetCitiesPath() const { return m_strHomeDir + u"ComShared/cities.txt"; }
 
 private:
+    void SaveText(TextView strKey, TextView strValue) const;
     Text ReadText(TextView strKey, TextView strDefault = u"", std::size_t nSize = 256) const;
 
     Text m_strHomeDir;

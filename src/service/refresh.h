@@ -1,0 +1,88 @@
+/// The refresh pass, and the timers that run it.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+
+#include "documents/contract_list_document.h"
+#include "documents/securities_document.h"
+#include "model/run_state.h"
+#include "model/storage_tables.h"
+#include "net/session.h"
+#include "platform/clock.h"
+#include "platform/event.h"
+#include "platform/stoppable_lock.h"
+#include "service/settings.h"
+#include "service/tables.h"
+#include "service/timer.h"
+#include "store/host.h"
+
+namespace qvant {
+
+/// What a pass works with; all outlive it.
+struct RefreshParts {
+    IHost& host;
+    const platform::IClock& clock;
+    RunState& state;
+    const CSettings& settings;
+    CSession& session;
+    const KeptTables& tables;
+    CStorageTables& storage;
+    CSecuritiesDocument& securities;
+    CContractListDocument& contracts;
+    CTimer& timer;
+    platform::CStoppableLock& lockPass;  ///< held by whoever works on the reference data
+    platform::CEvent& eventSymbolLookUp;
+    platform::CEvent& eventTimerIdle;  ///< unsignalled while a timer's callback runs
+};
+
+/// Any thread. A pass runs on its timer's thread, one at a time with all other work on the reference data.
+class CRefresh {
+public:
+    static constexpr std::uint32_t TIMER_PERIODIC = 100;  ///< every 37 minutes
+    static constexpr std::uint32_t TIMER_BURST = 101;     ///< the first pass of a burst
+    static constexpr std::uint32_t TIMER_COUNTED = 102;   ///< each further one
+
+    /// @param queryCurrency  asks for the currency rates
+    CRefresh(const RefreshParts& parts, std::function<void()> queryCurrency)
+        : m_parts(parts), m_queryCurrency(std::move(queryCurrency)) {}
+
+    /// Arms timer 100.
+    void Start();
+    /// Begins a burst: as many passes, the first one at once and the others a minute after the one before.
+    void StartBurst(std::int32_t nPasses);
+    /// Whether passes of a burst are left.
+    bool IsBurst() const { return m_nRefreshCount > 0; }
+    /// Ends a burst and kills the timers of passes; one that runs is to be told to end before.
+    void Stop();
+
+    /// The callback of all timers.
+    void OnLumTimer(std::uint32_t nId);
+
+    /// One pass: asks for newer documents, loads what came, and saves the settings when something did. A stop ends it.
+    /// A failure becomes a line of the log.
+    /// @param bCounted  the pass is one of a burst
+    /// @param strWord   the word of its request id
+    void TimerQueryAll(bool bCounted, TextView strWord);
+
+    /// Whether the rates have been judged for today.
+    bool IsCurrencyChecked() const { return m_bCurrencyChecked; }
+
+    platform::CStoppableLock DataLock;  ///< a pass against a change of the language
+
+private:
+    void Arm(std::uint32_t nId, std::uint32_t nInterval);
+    void RunPass(TextView strWord);
+    void Query(TextView strWord);
+    void SaveSettings();
+    void JudgeCurrency();
+    void CountPass();
+
+    const RefreshParts m_parts;
+    const std::function<void()> m_queryCurrency;
+    std::atomic<std::int32_t> m_nRefreshCount{-1};  ///< passes left of a burst
+    std::atomic<bool> m_bCurrencyChecked{false};
+};
+
+}  // namespace qvant
