@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <iostream>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include <fcntl.h>
@@ -65,6 +66,7 @@ struct Ends {
     std::unique_ptr<CFileLines> pInput;
     std::unique_ptr<CFileWriter> pWriter;
     std::unique_ptr<IOutput> pOutput;
+    std::unique_ptr<CRefreshProgress> pProgress;  ///< with a prompt alone
     std::unique_ptr<CCurtain> pCurtain;
 
     /// In the order in which they are read.
@@ -94,7 +96,9 @@ Ends MakeEnds(const Options& options, int nScript, CTables& tables, CStop& stop)
     } else {
         ends.pOutput = std::make_unique<CTextOutput>(ends.Writer());
     }
-    ends.pCurtain = std::make_unique<CCurtain>(*ends.pOutput, !(ends.pScript && ends.pPrompt));
+    if (ends.pPrompt) ends.pProgress = std::make_unique<CRefreshProgress>(*ends.pOutput, *ends.pPrompt, *ends.pPrompt);
+    IOutput& shown = ends.pProgress ? static_cast<IOutput&>(*ends.pProgress) : *ends.pOutput;
+    ends.pCurtain = std::make_unique<CCurtain>(shown, !(ends.pScript && ends.pPrompt));
     return ends;
 }
 
@@ -113,6 +117,10 @@ int RunHost(const Options& options, int nScript) {
         std::cerr << "lumivale-host: " << failure.what() << '\n';
         return EXIT_NO_MODULE;
     }
+    std::optional<CRefreshProgress::CWatch> watch;
+    if (ends.pProgress)
+        watch.emplace(*ends.pProgress,
+                      [&service = *pService] { return ReadRefreshState(service.GetState(u"refresh")); });
     CRequests requests(tables, *pService, log, stop, options.pathHome);
     for (ILineSource* pSource : ends.Sources()) {
         if (pSource == ends.pPrompt.get()) ends.pCurtain->Raise();

@@ -11,6 +11,7 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include "cell.h"
 #include "event.h"
 #include "words.h"
 
@@ -121,6 +122,8 @@ void CPrompt::SetEditing(bool bEditing) {
     m_bEditing = bEditing;
     Print(m_strPending);
     m_strPending.clear();
+    m_bProgress = false;
+    if (bEditing) ShowProgress();
 }
 
 void CPrompt::Write(std::string_view strLines) {
@@ -130,6 +133,17 @@ void CPrompt::Write(std::string_view strLines) {
         return;
     }
     m_strPending += strLines;
+    Wake();
+}
+
+void CPrompt::SetProgress(Text strLine) {
+    const std::lock_guard lock(m_mutex);
+    if (strLine == m_strProgress) return;
+    m_strProgress = std::move(strLine);
+    if (m_bEditing) Wake();
+}
+
+void CPrompt::Wake() {
     const std::uint64_t nOne = 1;
     [[maybe_unused]] const auto nWritten = write(m_nWake, &nOne, sizeof nOne);
 }
@@ -164,14 +178,22 @@ void CPrompt::ShowPending() {
     m_strPending.clear();
 }
 
-/// Clears the rows of the line that is being typed, writes over them, and has the line drawn again below.
+/// Clears the progress and the rows of the line that is being typed, writes over them, and has both drawn again below.
 void CPrompt::ShowAbove(std::string_view strLines) {
     const LineInfo* pLine = el_line(m_pEdit);
-    const std::size_t nRows = (PROMPT_WIDTH + CountCharacters(pLine->buffer, pLine->cursor)) / TerminalWidth();
+    const std::size_t nRows =
+        (PROMPT_WIDTH + CountCharacters(pLine->buffer, pLine->cursor)) / TerminalWidth() + (m_bProgress ? 1 : 0);
     if (nRows > 0) Print("\033[" + std::to_string(nRows) + "A");
     Print("\r\033[J");
     Print(strLines);
+    ShowProgress();
     el_set(m_pEdit, EL_REFRESH);
+}
+
+/// In one row, so that it can be found again and cleared.
+void CPrompt::ShowProgress() {
+    m_bProgress = !m_strProgress.empty();
+    if (m_bProgress) Print(MakeCell(m_strProgress, TerminalWidth() - 2).strText + '\n');
 }
 
 unsigned char CPrompt::Complete() {
@@ -186,6 +208,7 @@ unsigned char CPrompt::Complete() {
     if (!strRest.empty()) return el_insertstr(m_pEdit, strRest.c_str()) == 0 ? CC_REFRESH : CC_ERROR;
     std::string strList;
     for (const std::string& strCandidate : arCandidates) strList += strCandidate + '\n';
+    const std::lock_guard lock(m_mutex);
     ShowAbove(strList);
     return CC_NORM;
 }

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "input.h"
+#include "refresh_progress.h"
 
 struct editline;
 struct history;
@@ -17,7 +18,7 @@ namespace qvant::host {
 
 /// Reading belongs to the host thread; any thread may write. While a line is being typed, what is written appears
 /// above it and leaves it as it is.
-class CPrompt final : public ILineSource, public ILineWriter {
+class CPrompt final : public ILineSource, public ILineWriter, public IProgressLine {
 public:
     /// @param tableNames  gives the names for completion
     CPrompt(CStop& stop, std::function<std::vector<std::string>()> tableNames);
@@ -27,6 +28,7 @@ public:
 
     std::optional<std::string> Read() override;
     void Write(std::string_view strLines) override;
+    void SetProgress(Text strLine) override;
 
 private:
     int ReadKey(wchar_t* pKey);
@@ -34,6 +36,8 @@ private:
     unsigned char Complete();
     void ShowPending();
     void ShowAbove(std::string_view strLines);
+    void ShowProgress();
+    void Wake();
     void SetEditing(bool bEditing);
     std::vector<std::string> GetCandidates(std::string_view strBefore) const;
 
@@ -47,6 +51,8 @@ private:
     std::mutex m_mutex;
     bool m_bEditing = false;
     std::string m_strPending;  ///< lines that wait for the host thread to show them above the prompt
+    Text m_strProgress;        ///< the line that stands right above the prompt
+    bool m_bProgress = false;  ///< there is one on the screen
 };
 
 }  // namespace qvant::host

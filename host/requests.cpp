@@ -8,6 +8,7 @@
 #include "input.h"
 #include "name_tree.h"
 #include "rates.h"
+#include "service_state.h"
 #include "symbol_card.h"
 #include "symbol_search.h"
 #include "words.h"
@@ -55,14 +56,14 @@ std::vector<Value> ReadRows(const CRequest& request) {
 
 CRequests::Handler CRequests::FindHandler(TextView strName) {
     static constexpr std::pair<TextView, Handler> HANDLERS[] = {
-        {u"status", &CRequests::Status}, {u"topic", &CRequests::Topic},       {u"set", &CRequests::Set},
-        {u"rows", &CRequests::Rows},     {u"clear", &CRequests::Clear},       {u"drop", &CRequests::Drop},
-        {u"get", &CRequests::Get},       {u"keys", &CRequests::Keys},         {u"dump", &CRequests::Dump},
-        {u"tables", &CRequests::Tables}, {u"find", &CRequests::FindSymbols},  {u"card", &CRequests::Card},
-        {u"tree", &CRequests::Tree},     {u"watch", &CRequests::Watch},       {u"unwatch", &CRequests::Unwatch},
-        {u"clock", &CRequests::Clock},   {u"holidays", &CRequests::Holidays}, {u"rates", &CRequests::Rates},
-        {u"wait", &CRequests::Wait},     {u"sleep", &CRequests::Sleep},       {u"help", &CRequests::Help},
-        {u"quit", &CRequests::Quit}};
+        {u"status", &CRequests::Status},     {u"topic", &CRequests::Topic},      {u"set", &CRequests::Set},
+        {u"rows", &CRequests::Rows},         {u"clear", &CRequests::Clear},      {u"drop", &CRequests::Drop},
+        {u"get", &CRequests::Get},           {u"keys", &CRequests::Keys},        {u"dump", &CRequests::Dump},
+        {u"tables", &CRequests::Tables},     {u"find", &CRequests::FindSymbols}, {u"card", &CRequests::Card},
+        {u"tree", &CRequests::Tree},         {u"watch", &CRequests::Watch},      {u"unwatch", &CRequests::Unwatch},
+        {u"clock", &CRequests::Clock},       {u"timers", &CRequests::Timers},    {u"servers", &CRequests::Servers},
+        {u"holidays", &CRequests::Holidays}, {u"rates", &CRequests::Rates},      {u"wait", &CRequests::Wait},
+        {u"sleep", &CRequests::Sleep},       {u"help", &CRequests::Help},        {u"quit", &CRequests::Quit}};
     const auto it = std::ranges::find(HANDLERS, strName, &std::pair<TextView, Handler>::first);
     if (it == std::end(HANDLERS)) throw CFailure("unknown request " + Quote(strName));
     return it->second;
@@ -204,6 +205,15 @@ void CRequests::Rates(const CRequest& request, Reply& reply) {
     reply.Add("rates", std::move(rates.currencies));
     reply.Add("risk_free", std::move(rates.riskFree));
     reply.Add("version", std::move(rates.version));
+}
+
+void CRequests::Timers(const CRequest&, Reply& reply) {
+    reply.Add("timers", ListTimers(m_service.GetState(u"timers")));
+    reply.Add("refresh", ReadRefresh(m_service.GetState(u"refresh")));
+}
+
+void CRequests::Servers(const CRequest&, Reply& reply) {
+    reply.Add("servers", ListServers(m_service.GetState(u"servers")));
 }
 
 void CRequests::Wait(const CRequest& request, Reply& reply) {

@@ -60,6 +60,8 @@ private:
     void Clock(const CRequest& request, Reply& reply);
     void Holidays(const CRequest& request, Reply& reply);
     void Rates(const CRequest& request, Reply& reply);
+    void Timers(const CRequest& request, Reply& reply);
+    void Servers(const CRequest& request, Reply& reply);
     void Wait(const CRequest& request, Reply& reply);
     void Sleep(const CRequest& request, Reply& reply);
     void Help(const CRequest& request, Reply& reply);

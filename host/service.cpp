@@ -128,6 +128,7 @@ private:
 CService::CService(const std::filesystem::path& pathModule, CEventLog& log, CTables& tables, CStop& stop)
     : m_stop(stop),
       m_pManager(MakeManager(pathModule)),
+      m_pInspect(m_pManager.As<IQvantInspect>(IID_IQvantInspect)),
       m_connection(m_pManager.Get(), IID__IQvantManagerEvents,
                    ComPtr<CDispatchSink>::Attach(new CManagerSink(log, tables))) {}
 
@@ -156,6 +157,16 @@ HRESULT CService::SendTopic(TextView strTopic, std::int32_t nType, std::int32_t 
     const CBstr bstrTopic(strTopic);
     const CBstr bstrText(strText);
     return m_pManager->OnTopicCommand(bstrTopic.Get(), nType, nParameter, bstrText.Get(), &data);
+}
+
+JsonDocument CService::GetState(TextView strWhat) const {
+    const CBstr bstrWhat(strWhat);
+    BSTR bstrState = nullptr;
+    if (!m_pInspect || FAILED(m_pInspect->GetState(bstrWhat.Get(), &bstrState)))
+        throw CFailure("the service doesn't show its " + Narrow(strWhat));
+    const std::string strState = Narrow(TextView(bstrState, SysStringLen(bstrState)));
+    SysFreeString(bstrState);
+    return ParseJsonLine(strState);
 }
 
 void CService::End() {

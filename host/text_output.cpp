@@ -1,9 +1,7 @@
 #include <algorithm>
 #include <cstdio>
 
-#include <unicode/uchar.h>
-#include <unicode/utf16.h>
-
+#include "cell.h"
 #include "output.h"
 
 namespace qvant::host {
@@ -13,39 +11,6 @@ namespace {
 constexpr std::size_t CELL_WIDTH = 100;  ///< columns of a value in a table; longer ones are cut
 constexpr std::size_t KEY_WIDTH = 40;    ///< keys longer than this don't widen the column of the others
 constexpr int KIND_WIDTH = 14;
-
-bool IsWide(UChar32 nPoint) {
-    const int nWidth = u_getIntPropertyValue(nPoint, UCHAR_EAST_ASIAN_WIDTH);
-    return nWidth == U_EA_FULLWIDTH || nWidth == U_EA_WIDE;
-}
-
-/// One line of text, cut to a number of columns, and the columns that it takes.
-struct Cell {
-    std::string strText;
-    std::size_t nWidth = 0;
-};
-
-/// Control characters become blanks: what a module logs must not move the person's cursor.
-Cell MakeCell(TextView strText, std::size_t nLimit) {
-    Text strShown;
-    Cell cell;
-    for (std::size_t i = 0; i < strText.size();) {
-        UChar32 nPoint = 0;
-        U16_NEXT_OR_FFFD(strText.data(), i, strText.size(), nPoint);
-        if (u_iscntrl(nPoint)) nPoint = ' ';
-        const std::size_t nWidth = IsWide(nPoint) ? 2 : 1;
-        if (cell.nWidth + nWidth > nLimit) {
-            strShown += u'\u2026';
-            ++cell.nWidth;
-            break;
-        }
-        cell.nWidth += nWidth;
-        if (nPoint > 0xFFFF) strShown += static_cast<char16_t>(U16_LEAD(nPoint));
-        strShown += static_cast<char16_t>(nPoint > 0xFFFF ? U16_TRAIL(nPoint) : nPoint);
-    }
-    cell.strText = Narrow(strShown);
-    return cell;
-}
 
 std::string OneLine(TextView strText) { return MakeCell(strText, Text::npos - 2).strText; }
 

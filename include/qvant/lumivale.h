@@ -15,6 +15,8 @@ inline constexpr IID IID_IQvantManager{0xAEC43E4B, 0x1D0F, 0x444A, {0x9E, 0xB2, 
 inline constexpr IID IID__IQvantManagerEvents{
     0x943D030E, 0xF13E, 0x44C6, {0x9C, 0xC9, 0x36, 0xB1, 0x45, 0x5A, 0xC9, 0x3F}};
 
+inline constexpr IID IID_IQvantInspect{0x45242153, 0x8387, 0x4F7F, {0x91, 0xC0, 0x0A, 0xC2, 0x1B, 0x7E, 0x45, 0xED}};
+
 /// The service's own interface: the seven slots of a dispatch interface and nothing more.
 struct ILumivale : IDispatch {
 protected:
@@ -38,6 +40,37 @@ struct IQvantManager : IDispatch {
 
 protected:
     ~IQvantManager() = default;
+};
+
+/// A look at what the service does in the background, for people and tests. The service object answers to it by
+/// QueryInterface; who never asks for it notices nothing of it.
+struct IQvantInspect : IUnknown {
+    /// Gives a state as JSON text. Any thread may call, at any time, from inside an event too: it changes nothing and
+    /// waits for nothing that runs.
+    ///
+    /// "timers": those that are armed, and killed ones whose callback still runs; times in milliseconds, `due` from
+    /// now on, null once it was killed:
+    ///
+    ///     {"timers":[{"id":100,"interval":2220000,"due":2219000,"running":false},...]}
+    ///
+    /// "servers": the list in trial order. `state` is what the last test of their speed found, "untested", "answered",
+    /// "failed" or "late"; `latency` and `handicap` are milliseconds, null where there is nothing to tell. The rank
+    /// goes by their sum.
+    ///
+    ///     {"servers":[{"url":"http://...","state":"answered","latency":31,"handicap":50,"inUse":true},...]}
+    ///
+    /// "refresh": passes that have ended since the object was made, passes that are left of a burst or null,
+    /// milliseconds that the last pass took or null, whether one runs:
+    ///
+    ///     {"passes":3,"left":7,"last":24,"running":false}
+    ///
+    /// @param bstrWhat    which of them
+    /// @param pbstrState  gets the text; null on failure
+    /// @return S_OK; E_POINTER for a null `pbstrState`; E_INVALIDARG for another state; E_OUTOFMEMORY
+    virtual HRESULT STDMETHODCALLTYPE GetState(BSTR bstrWhat, BSTR* pbstrState) = 0;
+
+protected:
+    ~IQvantInspect() = default;
 };
 
 namespace qvant {

@@ -10,6 +10,7 @@
 #include "platform/stop.h"
 #include "qvant/lumivale.h"
 #include "service/failure_code.h"
+#include "service/inspection.h"
 
 namespace qvant {
 
@@ -98,6 +99,13 @@ HRESULT CLumivale::OnSystemStatus(LONG nStatus, LONG nSubStatus) noexcept {
     } catch (...) {
         return CodeOfCurrentFailure();
     }
+}
+
+std::optional<Text> CLumivale::GetState(TextView strWhat) const {
+    if (strWhat == u"timers") return DescribeTimers(m_timer.List(), m_clock.TickMilliseconds());
+    if (strWhat == u"servers") return DescribeServers(m_servers.GetListing());
+    if (strWhat == u"refresh") return DescribeRefresh(m_refresh.GetState());
+    return std::nullopt;
 }
 
 HRESULT CLumivale::OnTopicCommand(TextView, LONG, LONG, TextView, VARIANT*) noexcept { return S_OK; }

@@ -6,6 +6,7 @@
 #include <list>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <stop_token>
 #include <string>
 
@@ -57,6 +58,10 @@ public:
 
     /// Takes a request of another module. @return 0
     HRESULT OnTopicCommand(TextView strTopic, LONG nType, LONG nParameter, TextView strText, VARIANT* pData) noexcept;
+
+    /// What the service does in the background, as the inspection interface gives it. Any thread.
+    /// @param strWhat  "timers", "servers" or "refresh"; nothing for any other
+    std::optional<Text> GetState(TextView strWhat) const;
 
     /// The timers as they stand.
     std::vector<TimerState> ListTimers() const { return m_timer.List(); }

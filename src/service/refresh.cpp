@@ -29,6 +29,27 @@ bool IsBetween(int nHour, int nAbove, int nBelow) { return nHour > nAbove && nHo
 
 }  // namespace
 
+class CRefresh::CShown {
+public:
+    explicit CShown(CRefresh& refresh) : m_refresh(refresh), m_nStart(refresh.m_parts.clock.TickMilliseconds()) {
+        const std::lock_guard lock(m_refresh.m_mutexState);
+        m_refresh.m_stateShown.bRunning = true;
+    }
+    CShown(const CShown&) = delete;
+    CShown& operator=(const CShown&) = delete;
+    ~CShown() {
+        const std::lock_guard lock(m_refresh.m_mutexState);
+        RefreshState& state = m_refresh.m_stateShown;
+        ++state.nPasses;
+        state.nLastDuration = m_refresh.m_parts.clock.TickMilliseconds() - m_nStart;
+        state.bRunning = false;
+    }
+
+private:
+    CRefresh& m_refresh;
+    const std::int64_t m_nStart;
+};
+
 void CRefresh::Start() { Arm(TIMER_PERIODIC, PERIODIC_INTERVAL); }
 
 void CRefresh::StartBurst(std::int32_t nPasses) {
@@ -67,6 +88,7 @@ void CRefresh::RunPass(TextView strWord) {
     if (!data) return;
     const platform::CStoppableHold pass(m_parts.lockPass);
     if (!pass) return;
+    const CShown shown(*this);
     try {
         Query(strWord);
     } catch (...) {
@@ -99,6 +121,17 @@ void CRefresh::SaveSettings() {
     const RunState& state = m_parts.state;
     m_parts.settings.SaveSettings(state, m_parts.session.GetProxy(), m_parts.storage.GetLumivale(),
                                   state.m_strClassification, state.AppsLanguage, state.m_strCurrencyRate);
+}
+
+RefreshState CRefresh::GetState() const {
+    RefreshState state;
+    {
+        const std::lock_guard lock(m_mutexState);
+        state = m_stateShown;
+    }
+    const std::int32_t nLeft = m_nRefreshCount;
+    if (nLeft > 0) state.nLeft = nLeft;
+    return state;
 }
 
 /// Once a day the rates are judged, at nine or later; the day after, their date tells that the judgement is old.

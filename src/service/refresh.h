@@ -4,6 +4,8 @@
 #include <atomic>
 #include <cstdint>
 #include <functional>
+#include <mutex>
+#include <optional>
 
 #include "documents/contract_list_document.h"
 #include "documents/securities_document.h"
@@ -37,6 +39,14 @@ struct RefreshParts {
     platform::CEvent& eventTimerIdle;  ///< unsignalled while a timer's callback runs
 };
 
+/// How far the passes are.
+struct RefreshState {
+    std::int64_t nPasses = 0;                   ///< ended ones
+    std::optional<std::int64_t> nLeft;          ///< of a burst
+    std::optional<std::int64_t> nLastDuration;  ///< of the last one, in milliseconds of the clock
+    bool bRunning = false;                      ///< one is at work; not while it waits for others to end theirs
+};
+
 /// Any thread. A pass runs on its timer's thread, one at a time with all other work on the reference data.
 class CRefresh {
 public:
@@ -66,12 +76,17 @@ public:
     /// @param strWord   the word of its request id
     void TimerQueryAll(bool bCounted, TextView strWord);
 
+    RefreshState GetState() const;
+
     /// Whether the rates have been judged for today.
     bool IsCurrencyChecked() const { return m_bCurrencyChecked; }
 
     platform::CStoppableLock DataLock;  ///< a pass against a change of the language
 
 private:
+    /// Tells of the pass that runs while it lives.
+    class CShown;
+
     void Arm(std::uint32_t nId, std::uint32_t nInterval);
     void RunPass(TextView strWord);
     void Query(TextView strWord);
@@ -83,6 +98,8 @@ private:
     const std::function<void()> m_queryCurrency;
     std::atomic<std::int32_t> m_nRefreshCount{-1};  ///< passes left of a burst
     std::atomic<bool> m_bCurrencyChecked{false};
+    mutable std::mutex m_mutexState;
+    RefreshState m_stateShown;  ///< guarded by it; but for the passes left
 };
 
 }  // namespace qvant

@@ -120,7 +120,8 @@ TEST_F(HostingTest, TheClassObjectRefusesNullAndForeignClasses) {
 TEST_F(HostingTest, TheObjectAnswersForItsInterfacesWithOneIdentity) {
     IQvantManager* pManager = CreateManager();
     auto* pIdentity = Query<IUnknown>(pManager, IID_IUnknown);
-    for (const IID& iid : {IID_ILumivale, IID_IQvantManager, IID_IDispatch, IID_IConnectionPointContainer}) {
+    for (const IID& iid :
+         {IID_ILumivale, IID_IQvantManager, IID_IDispatch, IID_IQvantInspect, IID_IConnectionPointContainer}) {
         auto* pInterface = Query<IUnknown>(pIdentity, iid);
         ASSERT_NE(pInterface, nullptr);
         auto* pSame = Query<IUnknown>(pInterface, IID_IUnknown);
@@ -133,6 +134,33 @@ TEST_F(HostingTest, TheObjectAnswersForItsInterfacesWithOneIdentity) {
     EXPECT_EQ(pDispatch, static_cast<IDispatch*>(pManager));
     pDispatch->Release();
     pIdentity->Release();
+    EXPECT_EQ(pManager->Release(), 0u);
+}
+
+TEST_F(HostingTest, TheObjectShowsItsStatesAndRefusesOthers) {
+    IQvantManager* pManager = CreateManager();
+    auto* pInspect = Query<IQvantInspect>(pManager, IID_IQvantInspect);
+    ASSERT_NE(pInspect, nullptr);
+    const auto GetState = [pInspect](const char16_t* pszWhat, Text& strState) {
+        BSTR bstrWhat = SysAllocString(pszWhat);
+        BSTR bstrState = bstrWhat;
+        const HRESULT hr = pInspect->GetState(bstrWhat, &bstrState);
+        strState = bstrState ? Text(bstrState, SysStringLen(bstrState)) : Text(u"null");
+        SysFreeString(bstrState);
+        SysFreeString(bstrWhat);
+        return hr;
+    };
+    Text strState;
+    for (const auto* pszWhat : {u"timers", u"servers", u"refresh"}) {
+        EXPECT_EQ(GetState(pszWhat, strState), S_OK);
+        EXPECT_THAT(Narrow(strState), ::testing::StartsWith("{\""));
+    }
+    for (const auto* pszWhat : {u"dances", u"", static_cast<const char16_t*>(nullptr)}) {
+        EXPECT_EQ(GetState(pszWhat, strState), E_INVALIDARG);
+        EXPECT_EQ(strState, u"null");
+    }
+    EXPECT_EQ(pInspect->GetState(nullptr, nullptr), E_POINTER);
+    pInspect->Release();
     EXPECT_EQ(pManager->Release(), 0u);
 }
 

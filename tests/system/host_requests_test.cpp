@@ -169,8 +169,8 @@ TEST_F(HostRequests, ListTheWordsWithOneLineForEach) {
     for (const auto& line : reply["help"].GetArray())
         arFirst.emplace_back(line.GetString(), std::string_view(line.GetString()).find(' '));
     EXPECT_THAT(arFirst, ElementsAre("status", "topic", "set", "rows", "clear", "drop", "get", "keys", "dump", "tables",
-                                     "find", "card", "tree", "watch", "unwatch", "clock", "holidays", "rates", "wait",
-                                     "sleep", "help", "quit"));
+                                     "find", "card", "tree", "watch", "unwatch", "clock", "timers", "servers",
+                                     "holidays", "rates", "wait", "sleep", "help", "quit"));
     EXPECT_EQ(host.Ask("help wait")["help"].Size(), 1u);
 }
 

@@ -4,6 +4,12 @@
 
 namespace qvant {
 
+namespace {
+
+TextView ViewOf(BSTR bstr) { return bstr ? TextView(bstr, SysStringLen(bstr)) : TextView(); }
+
+}  // namespace
+
 std::atomic<ULONG> CLumivaleObject::s_nObjects{0};
 
 IUnknown* CLumivaleObject::Create(IUnknown* pOuter) { return &(new CLumivaleObject(pOuter))->m_inner; }
@@ -33,6 +39,8 @@ HRESULT CLumivaleObject::CInner::QueryInterface(REFIID riid, void** ppv) {
         *ppv = static_cast<IQvantManager*>(&m_object);
     else if (riid == IID_ILumivale)
         *ppv = static_cast<ILumivale*>(&m_object);
+    else if (riid == IID_IQvantInspect)
+        *ppv = static_cast<IQvantInspect*>(&m_object);
     else if (riid == IID_IConnectionPointContainer)
         *ppv = static_cast<IConnectionPointContainer*>(&m_object);
     if (!*ppv) return E_NOINTERFACE;
@@ -97,8 +105,20 @@ HRESULT CLumivaleObject::OnSystemStatus(LONG nStatus, LONG nSubStatus) {
 }
 
 HRESULT CLumivaleObject::OnTopicCommand(BSTR strTopic, LONG nType, LONG nParameter, BSTR strText, VARIANT* pData) {
-    const auto view = [](BSTR bstr) { return bstr ? TextView(bstr, SysStringLen(bstr)) : TextView(); };
-    return m_service.OnTopicCommand(view(strTopic), nType, nParameter, view(strText), pData);
+    return m_service.OnTopicCommand(ViewOf(strTopic), nType, nParameter, ViewOf(strText), pData);
+}
+
+HRESULT CLumivaleObject::GetState(BSTR strWhat, BSTR* pstrState) {
+    if (!pstrState) return E_POINTER;
+    *pstrState = nullptr;
+    try {
+        const auto strState = m_service.GetState(ViewOf(strWhat));
+        if (!strState) return E_INVALIDARG;
+        *pstrState = SysAllocStringLen(strState->data(), static_cast<UINT>(strState->size()));
+        return *pstrState ? S_OK : E_OUTOFMEMORY;
+    } catch (...) {
+        return E_OUTOFMEMORY;
+    }
 }
 
 }  // namespace qvant

@@ -1,4 +1,4 @@
-/// The service as a component: identity, aggregation, the two interfaces and the two connection points.
+/// The service as a component: identity, aggregation, the interfaces and the two connection points.
 #pragma once
 
 #include <atomic>
@@ -13,7 +13,10 @@
 namespace qvant {
 
 /// Free-threaded; any thread may call. Made by the class factory, destroyed by its last reference.
-class CLumivaleObject final : private IConnectionPointContainer, private ILumivale, private IQvantManager {
+class CLumivaleObject final : private IConnectionPointContainer,
+                              private ILumivale,
+                              private IQvantManager,
+                              private IQvantInspect {
 public:
     /// @param pOuter  the aggregating object, whose identity the interfaces then share; null for none
     /// @return the object's own IUnknown, with one reference
@@ -55,6 +58,7 @@ private:
 
     HRESULT OnSystemStatus(LONG nStatus, LONG nSubStatus) override;
     HRESULT OnTopicCommand(BSTR strTopic, LONG nType, LONG nParameter, BSTR strText, VARIANT* pData) override;
+    HRESULT GetState(BSTR strWhat, BSTR* pstrState) override;
 
     static std::atomic<ULONG> s_nObjects;
 

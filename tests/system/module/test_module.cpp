@@ -12,10 +12,12 @@
 /// | "box" | shows a message box |
 /// | "result" | gives `lParam` as the result of the call |
 /// | "environment" | gives the value of the environment variable named by the text |
+/// | "state" | shows the data, a text, as the state that the text names; without data it shows that state no more |
 /// | "hang" | writes "hanging" to the log and never comes back |
 #include <atomic>
 #include <condition_variable>
 #include <cstdlib>
+#include <map>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -63,12 +65,16 @@ private:
     BSTR m_bstr;
 };
 
-class CModule final : public IQvantManager, public IConnectionPointContainer, public IConnectionPoint {
+class CModule final : public IQvantManager,
+                      public IQvantInspect,
+                      public IConnectionPointContainer,
+                      public IConnectionPoint {
 public:
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override {
         *ppv = nullptr;
         if (riid == IID_IUnknown || riid == IID_IDispatch || riid == IID_IQvantManager)
             *ppv = static_cast<IQvantManager*>(this);
+        if (riid == IID_IQvantInspect) *ppv = static_cast<IQvantInspect*>(this);
         if (riid == IID_IConnectionPointContainer) *ppv = static_cast<IConnectionPointContainer*>(this);
         if (*ppv) AddRef();
         return *ppv ? S_OK : E_NOINTERFACE;
@@ -90,6 +96,15 @@ public:
     HRESULT STDMETHODCALLTYPE OnSystemStatus(LONG nStatus, LONG nSubStatus) override;
     HRESULT STDMETHODCALLTYPE OnTopicCommand(BSTR strTopic, LONG lMsgTYPE, LONG lParam, BSTR strParam,
                                              VARIANT* pData) override;
+
+    HRESULT STDMETHODCALLTYPE GetState(BSTR bstrWhat, BSTR* pbstrState) override {
+        const std::lock_guard lock(m_mutexStates);
+        const auto it = m_mapStates.find(std::u16string(bstrWhat, SysStringLen(bstrWhat)));
+        *pbstrState = nullptr;
+        if (it == m_mapStates.end()) return E_INVALIDARG;
+        *pbstrState = SysAllocStringLen(it->second.data(), static_cast<UINT>(it->second.size()));
+        return S_OK;
+    }
 
     HRESULT STDMETHODCALLTYPE EnumConnectionPoints(IEnumConnectionPoints**) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE FindConnectionPoint(REFIID riid, IConnectionPoint** ppPoint) override {
@@ -123,11 +138,14 @@ private:
     void Read(BSTR bstrTable, VARIANT* pData);
     void Send(LONG nType, LONG nParameter, BSTR bstrText, VARIANT* pData);
     void GiveVariable(BSTR bstrName, VARIANT* pData);
+    void KeepState(BSTR bstrName, const VARIANT& data);
     [[noreturn]] void Hang();
 
     std::atomic<ULONG> m_nReferences{1};
     std::atomic<bool> m_bStopped{false};
     IDispatch* m_pSink = nullptr;
+    std::mutex m_mutexStates;
+    std::map<std::u16string, std::u16string> m_mapStates;
 };
 
 HRESULT CModule::OnSystemStatus(LONG nStatus, LONG nSubStatus) {
@@ -158,6 +176,7 @@ HRESULT CModule::OnTopicCommand(BSTR strTopic, LONG lMsgTYPE, LONG lParam, BSTR 
         Fire(EVENT_REPORT_ERROR, {VARIANT{}, Borrowed(strParam), Integer(lParam), Integer(lMsgTYPE)});
     if (strName == u"box") QvantShowMessageBox(u"Title", strParam);
     if (strName == u"environment") GiveVariable(strParam, pData);
+    if (strName == u"state") KeepState(strParam, *pData);
     if (strName == u"hang") Hang();
     return strName == u"result" ? lParam : S_OK;
 }
@@ -207,6 +226,16 @@ void CModule::GiveVariable(BSTR bstrName, VARIANT* pData) {
     const std::u16string strWide(strValue.begin(), strValue.end());
     pData->vt = VT_BSTR;
     pData->bstrVal = SysAllocStringLen(strWide.data(), static_cast<UINT>(strWide.size()));
+}
+
+void CModule::KeepState(BSTR bstrName, const VARIANT& data) {
+    const std::lock_guard lock(m_mutexStates);
+    const std::u16string strName(bstrName, SysStringLen(bstrName));
+    if (data.vt == VT_BSTR) {
+        m_mapStates[strName] = std::u16string(data.bstrVal, SysStringLen(data.bstrVal));
+    } else {
+        m_mapStates.erase(strName);
+    }
 }
 
 void CModule::Hang() {
