@@ -35,7 +35,7 @@ protected:
     /// The URLs in this order, as the list.
     void Assign(const std::vector<Text>& arUrls) {
         Text strUrls;
-        for (const Text& strUrl : arUrls) strUrls += (strUrls.empty() ? u"" : u"|") + strUrl;
+        for (const Text& strUrl : arUrls) strUrls.append(strUrl).append(u"|");
         m_list.Assign(strUrls, [] { return 0U; });
     }
     void AssignAll() {
