@@ -1,6 +1,6 @@
 # What went wrong in a start, a line each; nothing when all is well. Input: all lines of the host. $mode: the start;
 # $changed: what differs from the start before it, "user", "world" (the data served), "language" or
-# nothing; $moved: the server isn't where it was.
+# nothing; $moved: a server isn't where it was; $fastest: the server that is to come first.
 def logged($what): any(.[]; .event == "WriteLog" and (.line | test($what)));
 def reply($name): map(select(.reply == $name)) | last;
 def size($name; $section): reply("dump " + $name) | .dump[$section] // [] | length;
@@ -22,6 +22,8 @@ def builds: fetches or $changed == "language";
      | "\($table) is empty"),
     (("rows", "tables") as $section | select(size("Security.Info"; $section) == 0)
      | "Security.Info has no \($section)"),
+    (select($mode != "offline" and (any(.[]; .event == "WriteLog" and (.line | endswith("The fastest server:" + $fastest)))
+        | not)) | "\($fastest) wasn't found to be the fastest server"),
     (select(logged("LoadSecuritiesInfo-End") | not) | "no securities document was loaded"),
     (select(logged("LoadContractList-End") | not) | "no contract list was loaded"),
     (.[] | select(.event == "WriteLog" and (.line | contains("LoadContractList open file fail"))) | .line),

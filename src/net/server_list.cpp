@@ -38,17 +38,18 @@ void CServerList::StartLatencyTest(CLatencyTest& test, IHost& host) {
         return;
     }
     auto result = test.Run(arServers);
-    if (!result || !TakeResult(std::move(*result), nGeneration)) return;
-    host.LogMessage(Format(u"The fastest server:%s", GetServer()));
+    if (!result) return;
+    const auto strFastest = TakeResult(std::move(*result), nGeneration);
+    if (strFastest) host.LogMessage(Format(u"The fastest server:%s", *strFastest));
 }
 
 /// Servers that failed are ranked as well: with all of them down the list is rewritten in the order that equal ones
 /// have, and the random start is gone.
-/// @return false for a list that was replaced meanwhile
-bool CServerList::TakeResult(LatencyResult result, std::uint64_t nGeneration) {
+/// @return the head of the list; nothing for a list that was replaced meanwhile
+std::optional<Text> CServerList::TakeResult(LatencyResult result, std::uint64_t nGeneration) {
     std::vector<Text> arRanked = RankServers(result.m_mapLatency);
     const std::lock_guard lock(m_mutex);
-    if (nGeneration != m_nGeneration) return false;
+    if (nGeneration != m_nGeneration) return std::nullopt;
     m_result = std::move(result);
     if (arRanked.size() == m_arServers.size()) {
         m_arServers = std::move(arRanked);
@@ -56,7 +57,7 @@ bool CServerList::TakeResult(LatencyResult result, std::uint64_t nGeneration) {
         ++m_nGeneration;
     }
     m_strServer = m_arServers.front();
-    return true;
+    return m_strServer;
 }
 
 bool CServerList::Walk(const std::function<bool(const Text& strServer)>& ask) {

@@ -60,7 +60,7 @@ public:
     ServerListing GetListing() const;
 
 private:
-    bool TakeResult(LatencyResult result, std::uint64_t nGeneration);
+    std::optional<Text> TakeResult(LatencyResult result, std::uint64_t nGeneration);
     void SetServer(const Text& strServer, std::uint64_t nGeneration);
     void MoveTo(std::size_t nPosition, std::uint64_t nGeneration);
 

@@ -35,7 +35,7 @@ protected:
     /// The URLs in this order, as the list.
     void Assign(const std::vector<Text>& arUrls) {
         Text strUrls;
-        for (const Text& strUrl : arUrls) strUrls += (strUrls.empty() ? u"" : u"|") + strUrl;
+        for (const Text& strUrl : arUrls) strUrls.append(strUrl).append(u"|");
         m_list.Assign(strUrls, [] { return 0U; });
     }
     void AssignAll() {
@@ -148,6 +148,7 @@ TEST_F(LatencyTest, EndsWithTheFourthGoodAnswerAndHearsNobodyAfterIt) {
     EXPECT_EQ(arLatencies[4], LATENCY_UNREPORTED);
     EXPECT_EQ(arLatencies[5], LATENCY_UNREPORTED);
 
+    WaitForAllRequests();
     m_arServers[4].AnswerWell();
     m_arServers[5].AnswerWell();
     ASSERT_TRUE(WaitForThreads(WORKER, 0));
@@ -350,6 +351,7 @@ TEST_F(LatencyTest, SweepsTheWorkersOfTheTestBefore) {
     Serve(2);
     AssignAll();
     Run();
+    WaitForAllRequests();
     EXPECT_TRUE(WaitForThreads(WORKER, 2));
     EXPECT_EQ(CountThreads(WORKER), 2);
     Assign({Url(0), Url(1)});
