@@ -58,6 +58,12 @@ void CDrivenClock::NoteReturn() const {
     m_changed.notify_all();
 }
 
+void CDrivenClock::Pass(std::int64_t nMilliseconds) {
+    const std::lock_guard lock(m_mutex);
+    m_nNow += nMilliseconds;
+    m_nTick += nMilliseconds;
+}
+
 void CDrivenClock::SetNow(std::int64_t nNow) {
     const std::lock_guard lock(m_mutex);
     m_nNow = nNow;
@@ -72,17 +78,18 @@ void CDrivenClock::AdvanceTo(std::int64_t nTick) {
 /// @return false when nobody is: the clock stands at `nTick`
 bool CDrivenClock::ReleaseNext(std::int64_t nTick) {
     const std::lock_guard lock(m_mutex);
-    std::int64_t nNext = std::max(nTick, m_nTick);
+    std::int64_t nNext = nTick;
     bool bDue = false;
     for (const Sleeper& sleeper : m_listSleepers) {
         if (sleeper.nDue > nNext) continue;
         nNext = sleeper.nDue;
         bDue = true;
     }
+    nNext = std::max(nNext, m_nTick);
     m_nNow += nNext - m_nTick;
     m_nTick = nNext;
     for (Sleeper& sleeper : m_listSleepers) {
-        if (sleeper.nDue != nNext) continue;
+        if (sleeper.nDue > nNext) continue;
         sleeper.bReleased = true;
         ++m_nAwake;
     }

@@ -34,6 +34,8 @@ public:
 
     void AdvanceTo(std::int64_t nTick);
     void Advance(std::int64_t nMilliseconds) { AdvanceTo(TickMilliseconds() + nMilliseconds); }
+    /// Time that the caller's own work takes: it goes by, and nobody is woken before the clock is advanced.
+    void Pass(std::int64_t nMilliseconds);
     /// Sets the time of day and leaves the count.
     void SetNow(std::int64_t nNow);
 
