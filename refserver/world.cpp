@@ -21,6 +21,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* PermissionsFile = "permissions.json";
+constexpr const char* CurrencyFile = "currency.json";
 // The folders whose every file whose name ends in ".json" belongs to the world.
 constexpr std::array<const char*, 4> Folders = {"securities", "contracts", "classifications", "stkinfo"};
 
@@ -192,7 +193,9 @@ std::vector<fs::path> ListWorldFiles(const fs::path& folder) {
             if (entry.path().extension() == ".json") arFiles.push_back(entry.path());
         }
     }
-    if (fs::exists(folder / PermissionsFile, error)) arFiles.push_back(folder / PermissionsFile);
+    for (const char* pFile : {CurrencyFile, PermissionsFile}) {
+        if (fs::exists(folder / pFile, error)) arFiles.push_back(folder / pFile);
+    }
     std::sort(arFiles.begin() + 1, arFiles.end());
     return arFiles;
 }
@@ -208,6 +211,7 @@ World ReadWorld(const fs::path& folder) {
         if (file.parent_path() == folder / "stkinfo")
             world.mapStockInfo[file.stem().string()] = ReadVersioned(settings, file);
         if (file == folder / PermissionsFile) world.permissions = ReadVersioned(settings, file);
+        if (file == folder / CurrencyFile) world.currency = MakeBody(ToJson(ReadObject(file)));
     }
     ReadClassifications(arFiles, folder, settings, merger, world);
     world.nFiles = arFiles.size();
