@@ -48,10 +48,13 @@ CLumivale::CLumivale(IHost& host, const platform::IClock& clock)
       m_parser(host, m_times),
       m_lists(host),
       m_builder({host, m_state, m_lists, m_words, m_localExchanges}),
-      m_storage(host, m_state, [this] { LoadLanguage(); }),
+      m_storage(
+          host, m_state, [this] { LoadLanguage(); }, [this] { StartHardwareReport(); }),
       m_securities({host, m_session, m_servers, m_errors, m_storage, m_parser, m_state},
                    [this] { MakeUnderlyingList(); }),
       m_stockInfo({host, m_session, m_servers, m_errors, m_state}),
+      m_rates({host, m_session, m_servers, m_errors, m_state}),
+      m_hardware({host, clock, m_session}, platform::ReadMachineIdentity),
       m_rights({host, m_session, m_errors, m_storage, m_state}),
       m_lookup({host, clock, m_state, m_builder, m_lists, m_parser, m_stockInfo.m_mapStockLimits, m_databases,
                 m_hEventSymbolLookUp},
@@ -59,10 +62,10 @@ CLumivale::CLumivale(IHost& host, const platform::IClock& clock)
       m_contracts({host, m_session, m_servers, m_errors, m_storage, m_builder, m_state, clock},
                   {[this] { return m_stockInfo.QueryStkInfo(); }, [this] { m_stockInfo.LoadStkInfo(); },
                    [this] { MakeSymbolLookupList(); }}),
-      m_preProcess({m_state, m_settings, m_session, m_tables, m_securities, m_contracts},
+      m_preProcess({m_state, m_settings, m_session, m_tables, m_securities, m_contracts, m_rates},
                    [this] { m_words = m_settings.ReadSymbolWords(m_state.AppsLanguage); }),
       m_login({host, *this, m_state, m_options, m_settings, m_session, m_tables, m_storage, m_securities, m_contracts,
-               m_stockInfo, m_rights, m_databases, m_hThreadPreProcessData, m_hEventSymbolLookUp},
+               m_stockInfo, m_rates, m_rights, m_databases, m_hThreadPreProcessData, m_hEventSymbolLookUp},
               {[this](TextView strUrls) { SelectServers(strUrls); },
                [this](const Text& strUrls) { StartPermissionQuery(strUrls); }, [this] { StartSymbolLookup(); }}),
       m_hEventLatencyEnd(std::make_unique<platform::CEvent>(platform::CEvent::Reset::Manual, false)) {
@@ -266,6 +269,18 @@ void CLumivale::StartPermissionQuery(const Text& strUrls) {
     });
 }
 
+/// Nobody waits for it, but for the next sign-in's and the end of the service.
+void CLumivale::StartHardwareReport() {
+    m_threadHardware.Start("HardwareReport", [this] {
+        const platform::CApartment apartment;
+        try {
+            m_hardware.QueryHardwareInformation();
+        } catch (...) {
+            m_host.LogMessage(Format(u"QueryHardwareInformation Fail, Error : %x", CodeOfCurrentFailure()));
+        }
+    });
+}
+
 void CLumivale::Start() {
     m_host.LogMessage(u"SYSTEM_STATUS_START");
     m_localExchanges.Fill();
@@ -276,6 +291,7 @@ void CLumivale::Stop() {
     m_tables.pSystemTime.reset();
     m_threadSymbolLookUp.RequestStop();
     for (platform::CThread& thread : m_listTradePermission) thread.RequestStop();
+    m_threadHardware.StopAndJoin();
     m_hEventSymbolLookUp.Wait();
     m_hEventHolidayReady.Wait();
 }
@@ -294,6 +310,7 @@ void CLumivale::Exit() {
 void CLumivale::EndThreads() {
     m_hThreadPreProcessData.StopAndJoin();
     m_threadSymbolLookUp.StopAndJoin();
+    m_threadHardware.StopAndJoin();
     m_listTradePermission.clear();
 }
 

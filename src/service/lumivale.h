@@ -11,6 +11,7 @@
 
 #include "documents/contract_list_block.h"
 #include "documents/contract_list_document.h"
+#include "documents/currency_rates.h"
 #include "documents/securities_document.h"
 #include "documents/stock_info.h"
 #include "documents/trade_permissions.h"
@@ -27,6 +28,7 @@
 #include "platform/event.h"
 #include "platform/thread.h"
 #include "qvant/component.h"
+#include "rolls/hardware_report.h"
 #include "service/login.h"
 #include "service/pre_process.h"
 #include "service/settings.h"
@@ -79,6 +81,7 @@ private:
     void MakeSymbolLookupList();
     void StartSymbolLookup();
     void StartPermissionQuery(const Text& strUrls);
+    void StartHardwareReport();
 
     IHost& m_host;
     const platform::IClock& m_clock;
@@ -106,6 +109,8 @@ private:
     CStorageTables m_storage;
     CSecuritiesDocument m_securities;
     CStockInfo m_stockInfo;
+    CCurrencyRates m_rates;
+    CHardwareReport m_hardware;
     CTradePermissions m_rights;
     CSymbolLookup m_lookup;
     CContractListDocument m_contracts;
@@ -118,6 +123,7 @@ private:
     std::atomic<bool> m_bSystemTimeOpen{false};            ///< from the start to the stop
     platform::CThread m_hThreadPreProcessData;
     platform::CThread m_threadSymbolLookUp;
+    platform::CThread m_threadHardware;
     std::list<platform::CThread> m_listTradePermission;  ///< the queries that run, and ended ones
 };
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "documents/contract_list_document.h"
+#include "documents/currency_rates.h"
 #include "documents/securities_document.h"
 #include "model/run_state.h"
 #include "net/session.h"
@@ -18,6 +19,7 @@ struct PreProcessParts {
     const KeptTables& tables;
     CSecuritiesDocument& securities;
     CContractListDocument& contracts;
+    CCurrencyRates& rates;
 };
 
 class CPreProcess {
