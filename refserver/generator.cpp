@@ -9,6 +9,7 @@
 #include <string>
 
 #include "contract_generator.h"
+#include "currency_generator.h"
 #include "generator_file.h"
 #include "generator_tables.h"
 
@@ -141,6 +142,7 @@ void GenerateWorld(const GenerateOptions& options) {
                    [&](auto& file, const auto& row, std::size_t n) { AddProduct(file, dice, row, n); });
     WriteExchanges(securities, StockExchanges, options.nContracts - options.nProducts,
                    [&](auto& file, const auto& row, std::size_t n) { AddStock(file, dice, row, n); });
+    GenerateCurrencyRates(options);
     // Last, so that a folder that was cut off in the making isn't taken for a world.
     WriteSettings(options.out / "world.json", options.nSeed);
 }

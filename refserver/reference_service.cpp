@@ -65,6 +65,7 @@ const CReferenceService::Route CReferenceService::Routes[] = {
     {"/Classification_getClassification.do", &CReferenceService::AnswerClassification},
     {"/stkinfo.do", &CReferenceService::AnswerStockInfo},
     {"/AppsTradePermission.do", &CReferenceService::AnswerPermissions},
+    {"/OutsideData_getDocument.do", &CReferenceService::AnswerNamed},
 };
 
 CReferenceService::CReferenceService(CWorldKeeper& worlds, CFaultList& faults, CAccessLog& log, const CStopSignal& stop)
@@ -143,6 +144,12 @@ HttpReply CReferenceService::AnswerPermissions(const HttpRequest& request) {
     const auto pWorld = m_worlds.GetWorld();
     if (!pWorld->permissions) return MakeError(404, "no permissions in this world");
     return MakeReadyReply(pWorld->permissions->AnswerTo(request.GetQuery("lastVersion")), request.AcceptsGzip());
+}
+
+HttpReply CReferenceService::AnswerNamed(const HttpRequest& request) {
+    const auto pWorld = m_worlds.GetWorld();
+    if (request.GetQuery("doc") != "Currency" || !pWorld->currency) return MakeError(404, "no such document");
+    return MakeReadyReply(*pWorld->currency, request.AcceptsGzip());
 }
 
 HttpReply CReferenceService::AnswerDocument(const HttpRequest& request) {

@@ -22,6 +22,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* PermissionsFile = "permissions.json";
+constexpr const char* CurrencyFile = "currency.json";
 // The folders whose every file whose name ends in ".json" belongs to the world.
 constexpr std::array<const char*, 4> Folders = {"securities", "contracts", "classifications", "stkinfo"};
 
@@ -185,7 +186,9 @@ std::vector<fs::path> ListWorldFiles(const fs::path& folder) {
             if (entry.path().extension() == ".json") arFiles.push_back(entry.path());
         }
     }
-    if (fs::exists(folder / PermissionsFile, error)) arFiles.push_back(folder / PermissionsFile);
+    for (const char* pFile : {CurrencyFile, PermissionsFile}) {
+        if (fs::exists(folder / pFile, error)) arFiles.push_back(folder / pFile);
+    }
     std::sort(arFiles.begin() + 1, arFiles.end());
     return arFiles;
 }
@@ -203,6 +206,7 @@ World ReadWorld(const fs::path& folder) {
             world.mapStockInfo[strExchange] = ReadVersioned(settings, StockInfoDocument(strExchange), file);
         }
         if (file == folder / PermissionsFile) world.permissions = ReadVersioned(settings, PermissionsDocument, file);
+        if (file == folder / CurrencyFile) world.currency = MakeBody(ToJson(ReadObject(file)));
     }
     ReadClassifications(arFiles, folder, settings, merger, world);
     world.nFiles = arFiles.size();

@@ -30,6 +30,8 @@ dump("Security.Info") as $info
   table("NEARMONTHTABLE"; "near contracts, both ways"),
   table("NearbyMonth"; "monthly contracts of CFFEX"),
   table("Symbol.Search.Name"; "instruments, both ways"),
+  table("CurrencyExchangeRate"; "rates of \(dump("CurrencyExchangeRate").rows[0] // "no day")"),
+  table("CurrencyMapping"; "currency pairs"),
   "  AppsTradePermission: " + sample("AppsTradePermission"; 3),
   "",
   "  Looked up in the database",

@@ -17,9 +17,11 @@ def builds: fetches or $changed == "language";
      | "\($step) ended with \(reply("status " + $step) | .result // .error // "no reply")"),
     (("OpenTimeExchange", "orderExchange", "Underlying.List", "Underlying.F.List", "OptionStyle", "Contract.List",
       "ExpireDate", "LongMarginRate", "ShortMarginRate", "HOTMONTHTABLE", "NEARMONTHTABLE", "NearbyMonth",
-      "Symbol.Search.Name", "AppsTradePermission") as $table
+      "Symbol.Search.Name", "CurrencyMapping", "AppsTradePermission") as $table
      | select(size($table; "values") == 0)
      | "\($table) is empty"),
+    # The rates aren't kept on disk.
+    (select($mode != "offline" and size("CurrencyExchangeRate"; "values") == 0) | "CurrencyExchangeRate is empty"),
     (("rows", "tables") as $section | select(size("Security.Info"; $section) == 0)
      | "Security.Info has no \($section)"),
     (select($mode != "offline" and (any(.[]; .event == "WriteLog" and (.line | endswith("The fastest server:" + $fastest)))

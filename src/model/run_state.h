@@ -25,7 +25,7 @@ struct RunState {
     Text Culture;                                      ///< last "AppManager_Culture"
     Text m_strCurrencyRate;                            ///< pairs "first:second", joined by ";"
     TextMap m_mapCurrencyMapping;                      ///< second code of a pair to its first
-    Text m_strCurrencyVersion;                         ///< rates that the client holds, a date in practice
+    Text m_strCurrencyVersion;                         ///< version of the currency rates taken last, in practice a date
     Text m_strHotChangeURL;                            ///< URL lists, joined by "|"
     Text m_strExpireURL;
     Text m_strExgList;                ///< allowed exchanges as last applied, joined by "||"

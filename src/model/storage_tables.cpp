@@ -9,6 +9,7 @@ namespace qvant {
 
 std::uint32_t CStorageTables::InitContractList(CBaseData* pCurrencyMapping) {
     BindChildren();
+    m_startHardwareReport();
     m_state.m_mapCurrencyMapping.clear();
     m_state.m_arClassification.clear();
     m_state.m_mapContractVersion.clear();

@@ -22,9 +22,15 @@ enum Requery : std::uint32_t {
 /// a thread of their own may bring at any time.
 class CStorageTables {
 public:
-    /// @param languageChanged  reads the symbol words and makes the underlying lists anew for `AppsLanguage`
-    CStorageTables(IHost& host, RunState& state, std::function<void()> languageChanged)
-        : m_host(host), m_state(state), m_languageChanged(std::move(languageChanged)) {}
+    /// @param languageChanged      reads the symbol words and makes the underlying lists anew for `AppsLanguage`
+    /// @param startHardwareReport  starts the machine report on a thread of its own; called once the children are bound
+    CStorageTables(
+        IHost& host, RunState& state, std::function<void()> languageChanged,
+        std::function<void()> startHardwareReport = [] {})
+        : m_host(host),
+          m_state(state),
+          m_languageChanged(std::move(languageChanged)),
+          m_startHardwareReport(std::move(startHardwareReport)) {}
 
     /// Binds the children, takes the user's classification, currency pairs and language over.
     /// @param pCurrencyMapping  the table "CurrencyMapping", or null
@@ -66,6 +72,7 @@ private:
     IHost& m_host;
     RunState& m_state;
     const std::function<void()> m_languageChanged;
+    const std::function<void()> m_startHardwareReport;
     std::unique_ptr<CBaseData> m_pLumivale;
     std::mutex m_mutexTradePermission;  ///< guards the next two, and keeps the two ways of copying apart
     std::unique_ptr<CBaseData> m_pAppTradePermission;

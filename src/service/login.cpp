@@ -190,13 +190,17 @@ void CLogin::RefreshChanged() {
         if (!platform::StopRequested()) m_steps.makeSymbolLookupList();
     }
     if (platform::StopRequested()) {
-        // The next sign-in finds another classification and loads what this one didn't.
+        // The next sign-in finds another classification and other pairs, and loads what this one didn't.
         state.m_strClassification.clear();
+        state.m_strCurrencyRate.clear();
         return;
     }
     SaveSettings();
     if (nRequery & L_REQUERY_CURRENCYRATE) {
         m_parts.host.LogMessage(u"LonginOk InitContractList return = L_REQUERY_CURRENCYRATE ");
+        QueryCurrency();
+        // The next sign-in finds other pairs and asks for the rates that this one didn't get.
+        if (platform::StopRequested()) state.m_strCurrencyRate.clear();
     }
 }
 
@@ -208,11 +212,17 @@ void CLogin::RebuildAll() {
     m_parts.host.LogMessage(u"MakeInitData-Start");
     m_parts.contracts.QueryContractList();
     LoadContractList();
+    QueryCurrency();
 }
 
 void CLogin::LoadContractList() {
     if (platform::StopRequested()) return;
     m_parts.contracts.LoadContractList(m_parts.tables.GetContractListTables());
+}
+
+void CLogin::QueryCurrency() {
+    if (platform::StopRequested()) return;
+    m_parts.rates.QueryCurrency(m_parts.tables.pCurrencyExchangeRate.get());
 }
 
 void CLogin::SaveSettings() {

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "documents/contract_list_document.h"
+#include "documents/currency_rates.h"
 #include "documents/securities_document.h"
 #include "documents/stock_info.h"
 #include "documents/trade_permissions.h"
@@ -36,6 +37,7 @@ struct LoginParts {
     CSecuritiesDocument& securities;
     CContractListDocument& contracts;
     CStockInfo& stockInfo;
+    CCurrencyRates& rates;
     CTradePermissions& rights;
     CRecordDatabases& databases;
     platform::CThread& threadPreProcess;
@@ -77,6 +79,7 @@ private:
     void Refresh(const Servers& servers, bool bOtherExchanges);
     void RefreshChanged();
     void LoadContractList();
+    void QueryCurrency();
     void RebuildAll();
     void SaveSettings();
 

@@ -38,10 +38,13 @@ CLumivale::CLumivale(IHost& host, const platform::IClock& clock)
       m_parser(host, m_times),
       m_lists(host),
       m_builder({host, m_state, m_lists, m_words, m_localExchanges}),
-      m_storage(host, m_state, [this] { LoadLanguage(); }),
+      m_storage(
+          host, m_state, [this] { LoadLanguage(); }, [this] { StartHardwareReport(); }),
       m_securities({host, m_session, m_servers, m_errors, m_storage, m_parser, m_state},
                    [this] { MakeUnderlyingList(); }),
       m_stockInfo({host, m_session, m_servers, m_errors, m_state}),
+      m_rates({host, m_session, m_servers, m_errors, m_state}),
+      m_hardware({host, clock, m_session}, platform::ReadMachineIdentity),
       m_rights({host, m_session, m_errors, m_storage, m_state}),
       m_lookup({host, clock, m_state, m_builder, m_lists, m_parser, m_stockInfo.m_mapStockLimits, m_databases,
                 m_hEventSymbolLookUp},
@@ -49,17 +52,17 @@ CLumivale::CLumivale(IHost& host, const platform::IClock& clock)
       m_contracts({host, m_session, m_servers, m_errors, m_storage, m_builder, m_state, clock},
                   {[this] { return m_stockInfo.QueryStkInfo(); }, [this] { m_stockInfo.LoadStkInfo(); },
                    [this] { MakeSymbolLookupList(); }}),
-      m_preProcess({m_state, m_settings, m_session, m_tables, m_securities, m_contracts, m_lockPass},
+      m_preProcess({m_state, m_settings, m_session, m_tables, m_securities, m_contracts, m_rates, m_lockPass},
                    [this] { m_words = m_settings.ReadSymbolWords(m_state.AppsLanguage); }),
       m_timer(clock, [this] { return GetStop(); }),
       m_refresh({host, clock, m_state, m_settings, m_session, m_tables, m_storage, m_securities, m_contracts, m_timer,
                  m_lockPass, m_hEventSymbolLookUp, m_hEventTimerIdle},
-                {}),
+                [this] { m_rates.QueryCurrency(m_tables.pCurrencyExchangeRate.get()); }),
       m_events({host, clock, m_state, m_settings, m_tables, m_parser.m_mapResetTime, m_contracts, m_refresh, m_lockPass,
                 m_hEventSymbolLookUp},
                {[this] { return GetStop(); }, [this] { m_words = m_settings.ReadSymbolWords(m_state.AppsLanguage); }}),
       m_login({host, m_events.GetLanguageSink(), m_state, m_options, m_settings, m_session, m_tables, m_storage,
-               m_securities, m_contracts, m_stockInfo, m_rights, m_databases, m_hThreadPreProcessData,
+               m_securities, m_contracts, m_stockInfo, m_rates, m_rights, m_databases, m_hThreadPreProcessData,
                m_hEventSymbolLookUp, m_lockPass},
               {[this](TextView strUrls) {
                    AssignServers(strUrls);
@@ -295,6 +298,18 @@ void CLumivale::StartPermissionQuery(const Text& strUrls) {
     });
 }
 
+/// Nobody waits for it, but for the next sign-in's and the end of the service.
+void CLumivale::StartHardwareReport() {
+    m_threadHardware.Start("HardwareReport", [this] {
+        const platform::CApartment apartment;
+        try {
+            m_hardware.QueryHardwareInformation();
+        } catch (...) {
+            m_host.LogMessage(Format(u"QueryHardwareInformation Fail, Error : %x", CodeOfCurrentFailure()));
+        }
+    });
+}
+
 void CLumivale::Start() {
     m_host.LogMessage(u"SYSTEM_STATUS_START");
     m_localExchanges.Fill();
@@ -307,6 +322,7 @@ void CLumivale::Stop() {
     m_threadSymbolLookUp.RequestStop();
     for (platform::CThread& thread : m_listTradePermission) thread.RequestStop();
     m_latencyTest.StopWorkers();
+    m_threadHardware.StopAndJoin();
     m_hEventSymbolLookUp.Wait();
     m_hEventHolidayReady.Wait();
 }
@@ -335,6 +351,7 @@ void CLumivale::EndThreads() {
     m_hThreadPreProcessData.StopAndJoin();
     m_latencyTest.StopWorkers();
     m_threadSymbolLookUp.StopAndJoin();
+    m_threadHardware.StopAndJoin();
     m_listTradePermission.clear();
 }
 

@@ -12,6 +12,7 @@
 
 #include "documents/contract_list_block.h"
 #include "documents/contract_list_document.h"
+#include "documents/currency_rates.h"
 #include "documents/securities_document.h"
 #include "documents/stock_info.h"
 #include "documents/trade_permissions.h"
@@ -30,6 +31,7 @@
 #include "platform/stoppable_lock.h"
 #include "platform/thread.h"
 #include "qvant/component.h"
+#include "rolls/hardware_report.h"
 #include "service/login.h"
 #include "service/pre_process.h"
 #include "service/refresh.h"
@@ -96,6 +98,7 @@ private:
     void MakeSymbolLookupList();
     void StartSymbolLookup();
     void StartPermissionQuery(const Text& strUrls);
+    void StartHardwareReport();
 
     IHost& m_host;
     const platform::IClock& m_clock;
@@ -126,6 +129,8 @@ private:
     CStorageTables m_storage;
     CSecuritiesDocument m_securities;
     CStockInfo m_stockInfo;
+    CCurrencyRates m_rates;
+    CHardwareReport m_hardware;
     CTradePermissions m_rights;
     CSymbolLookup m_lookup;
     CContractListDocument m_contracts;
@@ -140,6 +145,7 @@ private:
     std::atomic<bool> m_bSystemTimeOpen{false};  ///< from the start to the stop
     platform::CThread m_hThreadPreProcessData;
     platform::CThread m_threadSymbolLookUp;
+    platform::CThread m_threadHardware;
     std::list<platform::CThread> m_listTradePermission;  ///< the queries that run, and ended ones
 };
 

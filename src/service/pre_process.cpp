@@ -18,6 +18,8 @@ void CPreProcess::PreProcessData() {
     if (platform::StopRequested()) return;
     m_parts.settings.ReadExchangeList(m_parts.state);
     LoadContractList();
+    if (platform::StopRequested()) return;
+    m_parts.rates.QueryCurrency(m_parts.tables.pCurrencyExchangeRate.get());
 }
 
 /// The symbols wait for the sign-in, which knows what the user may see.
@@ -38,17 +40,18 @@ void CPreProcess::ReadRunState() {
 }
 
 void CPreProcess::PublishCurrencyPairs() {
-    std::optional<CTransaction> transaction;
-    if (m_parts.tables.pCurrencyMapping) transaction.emplace(*m_parts.tables.pCurrencyMapping);
+    CBaseData* const pCurrencyMapping = m_parts.tables.pCurrencyMapping.get();
     for (const Text& strPair : SplitTokens(m_parts.state.m_strCurrencyRate, u";")) {
         const std::size_t nColon = strPair.find(u':');
         if (nColon == Text::npos) continue;
         const Text strFirst = strPair.substr(0, nColon);
         const Text strSecond = strPair.substr(nColon + 1);
         m_parts.state.m_mapCurrencyMapping[strSecond] = strFirst;
-        if (transaction) transaction->SetValue(strFirst, strSecond);
+        if (!pCurrencyMapping) continue;
+        CTransaction transaction(*pCurrencyMapping);
+        transaction.SetValue(strFirst, strSecond);
+        transaction.Commit();
     }
-    if (transaction) transaction->Commit();
 }
 
 }  // namespace qvant

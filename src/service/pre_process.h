@@ -2,6 +2,7 @@
 #pragma once
 
 #include "documents/contract_list_document.h"
+#include "documents/currency_rates.h"
 #include "documents/securities_document.h"
 #include "model/run_state.h"
 #include "net/session.h"
@@ -19,6 +20,7 @@ struct PreProcessParts {
     const KeptTables& tables;
     CSecuritiesDocument& securities;
     CContractListDocument& contracts;
+    CCurrencyRates& rates;
     platform::CStoppableLock& lockPass;  ///< held by whoever works on the reference data
 };
 

@@ -67,5 +67,20 @@ TEST_F(StorageTables, LeaveTheRecordOfTheLastSignInAsItIsWithoutStorage) {
     EXPECT_NE(pRecord->GetSubTable(u"left", nullptr), nullptr);
 }
 
+TEST_F(StorageTables, StartTheMachineReportOnceTheRecordIsThereAndBeforeItsTablesGo) {
+    AddTable(*OpenChild(m_host[u"STORAGE"], u"Lumivale"));
+    std::vector<bool> arTablesLeft;
+    CStorageTables storage{m_host, m_state, [] {},
+                           [&] {
+                               const auto pRecord = OpenRecord();
+                               arTablesLeft.push_back(pRecord && pRecord->GetSubTable(u"left", nullptr));
+                           }};
+    storage.InitContractList(nullptr);
+    EXPECT_THAT(arTablesLeft, testing::ElementsAre(true));
+    m_host.Drop(u"STORAGE");
+    storage.InitContractList(nullptr);
+    EXPECT_THAT(arTablesLeft, testing::ElementsAre(true, false)) << "without the storage it runs all the same";
+}
+
 }  // namespace
 }  // namespace qvant

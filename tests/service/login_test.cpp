@@ -28,7 +28,7 @@ TEST_F(ServiceTest, TheQueryCarriesTheUserAndTheRequestId) {
     ASSERT_EQ(m_server.GetTargets().size(), 1u);
     EXPECT_THAT(m_server.GetTargets()[0],
                 StartsWith("/OutsideData_getMainForm.do?lastVersion=-1&type=ALL&ACCOUNT=user1&REGION=TWN&APP_NAME=QDESK"
-                           "&KEY=k1&Z=MakeContractList__"));
+                           "&KEY=k1&Z=MakeContractList_"));
     EXPECT_TRUE(m_host.HasLogged("LoginID:user1, Region=TWN, AppName=QDESK, SessionKey:k1"));
     Leave();
 }

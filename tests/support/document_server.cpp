@@ -6,8 +6,8 @@ namespace qvant::test {
 
 CDocumentServer::CDocumentServer() {
     m_server.set_tcp_nodelay(true);
-    for (const char* pszPath :
-         {"/OutsideData_getMainForm.do", "/OutsideData_getMainLastVer.do", "/Classification_getClassification.do"}) {
+    for (const char* pszPath : {"/OutsideData_getMainForm.do", "/OutsideData_getMainLastVer.do",
+                                "/Classification_getClassification.do", "/OutsideData_getDocument.do"}) {
         m_server.Get(pszPath, [this](const httplib::Request& request, httplib::Response& response) {
             Answer(request, response);
         });
@@ -67,7 +67,7 @@ void CDocumentServer::Answer(const httplib::Request& request, httplib::Response&
     m_arTargets.push_back(request.target);
     m_changed.notify_all();
     m_changed.wait(lock, [this] { return !m_bHang; });
-    const Document& document = m_mapDocuments[request.get_param_value("cname")];
+    const Document& document = m_mapDocuments[request.get_param_value(request.has_param("doc") ? "doc" : "cname")];
     if (m_nStatus != 0) {
         response.status = m_nStatus;
         response.set_content(m_strAlways, "application/json");

@@ -25,7 +25,7 @@ public:
 
     /// The securities document: what a query with any other version gets.
     void Publish(std::string strVersion, std::string strDocument);
-    /// A contract list, by the name that the server knows it by.
+    /// A contract list, or another document, by the name that the server knows it by.
     void PublishList(const std::string& strCname, std::string strVersion, std::string strDocument);
     /// Every further query gets this body, whatever its version.
     void AnswerAlways(std::string strBody, int nStatus = 200);
@@ -50,7 +50,7 @@ private:
     std::thread m_thread;
     mutable std::mutex m_mutex;
     mutable std::condition_variable m_changed;
-    std::map<std::string, Document> m_mapDocuments;  ///< by contract list; the securities document has the empty name
+    std::map<std::string, Document> m_mapDocuments;  ///< by name; the securities document has the empty name
     std::string m_strAlways;
     int m_nStatus = 0;
     bool m_bHang = false;

@@ -1,5 +1,6 @@
 /// Contracts, rights and the symbol search on the road with the real programs: the sample world and its two users.
 
+#include <algorithm>
 #include <csignal>
 #include <fstream>
 #include <map>
@@ -26,6 +27,7 @@ using ::testing::Not;
 
 const fs::path SAMPLE = LUMIVALE_SAMPLE;
 constexpr const char* STATUS_LOGIN = R"({"do":"status","status":1,"sub":9})";
+constexpr const char* STATUS_STOP = R"({"do":"status","status":1,"sub":4})";
 constexpr const char* SYMBOLS_READY =
     R"({"do":"wait","event":"WriteLog","match":{"line":"MakeSymbolLookupList End."},"after":0,"timeout_ms":30000})";
 constexpr const char* RIGHTS_READY =
@@ -37,8 +39,8 @@ std::string ReadBytes(const fs::path& path) {
     return {std::istreambuf_iterator<char>(stream), {}};
 }
 
-bool HoldsText(const rapidjson::Value& line, std::string_view strText) {
-    return std::string_view(line.GetString()).find(strText) != std::string_view::npos;
+bool HoldsText(std::string_view strLine, std::string_view strText) {
+    return strLine.find(strText) != std::string_view::npos;
 }
 
 void ReplaceAll(std::string& strText, const std::string& strOld, const std::string& strNew) {
@@ -101,7 +103,7 @@ protected:
         while (true) {
             const auto line = m_host->ReadNext();
             ASSERT_FALSE(line.IsNull() || line.HasMember("result")) << strText;
-            if (line.HasMember("line") && HoldsText(line["line"], strText)) break;
+            if (line.HasMember("line") && HoldsText(line["line"].GetString(), strText)) break;
         }
         m_host->GetProcess().Signal(SIGKILL);
         m_host->GetProcess().Wait();
@@ -133,6 +135,17 @@ protected:
     /// What the server was asked for, the version that the client holds included.
     std::vector<std::string> Requests() const { return m_server->GetOutput().GetLines(); }
 
+    /// The requests for documents that a client which holds nothing gets; the rates are asked for so each time.
+    std::vector<std::string> FullRequests() const {
+        std::vector<std::string> arFull;
+        for (const std::string& strRequest : Requests()) {
+            if (HoldsText(strRequest, "astVersion=-1") && !HoldsText(strRequest, "doc=Currency")) {
+                arFull.push_back(strRequest);
+            }
+        }
+        return arFull;
+    }
+
     /// The files of the run and their content.
     std::map<std::string, std::string> Files() const {
         std::map<std::string, std::string> mapFiles;
@@ -142,6 +155,18 @@ protected:
             }
         }
         return mapFiles;
+    }
+
+    /// What the table and its version say, as the user's pairs have it.
+    void ExpectRates() {
+        EXPECT_EQ(Get("CurrencyExchangeRate", "USD"), R"("1")");
+        EXPECT_EQ(Get("CurrencyExchangeRate", "RMB"), R"("7.0925")");
+        EXPECT_EQ(Get("CurrencyExchangeRate", "CNY"), R"("7.0925")");
+        EXPECT_EQ(Get("CurrencyExchangeRate", "JPYRMB"), R"("0.0458")");
+        EXPECT_EQ(Get("CurrencyExchangeRate", "RF_TWD"), R"("1.6250")");
+        EXPECT_EQ(Get("CurrencyMapping", "CNY"), R"("RMB")");
+        EXPECT_THAT(m_host->AskFor(R"({"do":"dump","table":"CurrencyExchangeRate"})", "dump"),
+                    HasSubstr(R"("rows":["20261120"])"));
     }
 
     void ExpectContracts() {
@@ -187,10 +212,69 @@ TEST_F(ContractRoadTest, ASecondStartDownloadsNothingAndWritesNothing) {
     ExpectContracts();
     EXPECT_EQ(m_host->Finish(), 0);
     EXPECT_THAT(Log(), Not(Contains(ContainsRegex("have SecuritiesInfo|SaveVer|Update MakeSymbolLookupList"))));
-    const auto arRequests = Requests();
-    EXPECT_THAT(arRequests, Not(Contains(ContainsRegex("[lL]astVersion=-1|stkinfo"))));
-    EXPECT_THAT(arRequests, Contains(HasSubstr("cname=OPTIONS&lastVersion=2026.11-")));
+    EXPECT_THAT(FullRequests(), IsEmpty());
+    EXPECT_THAT(Requests(), Not(Contains(HasSubstr("stkinfo"))));
+    EXPECT_THAT(Requests(), Contains(HasSubstr("cname=OPTIONS&lastVersion=2026.11-")));
     EXPECT_EQ(Files(), mapFiles);
+}
+
+TEST_F(ContractRoadTest, TheRatesAreThereAfterEachSignInAndAnEditArrivesWithTheNextStart) {
+    SignIn("full");
+    ExpectRates();
+    EXPECT_EQ(m_host->Finish(), 0);
+    ServeAnew();
+    SignIn("full");
+    ExpectRates();
+    EXPECT_EQ(m_host->Finish(), 0);
+    const auto arRequests = Requests();
+    EXPECT_EQ(std::count_if(arRequests.begin(), arRequests.end(),
+                            [](const std::string& str) { return HoldsText(str, "doc=Currency"); }),
+              1);
+
+    m_folder.Write("world/currency.json", R"({"FX":{"USD":{"RMB":"7.5"}},"LastVersion":20261123})");
+    SignIn("full");
+    EXPECT_EQ(m_host->AskFor(R"({"do":"dump","table":"CurrencyExchangeRate"})", "dump"),
+              R"({"values":{"CNY":"7.5","RMB":"7.5","USD":"1"},"rows":["20261123"],"tables":{}})");
+    EXPECT_EQ(m_host->Finish(), 0);
+}
+
+TEST_F(ContractRoadTest, AServerWhoseRatesFailLeavesThemAsTheyWere) {
+    SignIn("full");
+    for (const char* pszKind : {R"("status","code":500)", R"("empty")", R"("garbage")", R"("wrong-gzip")", R"("reset")",
+                                R"("cut","bytes":40)"}) {
+        ASSERT_TRUE(PostFaults(*m_server, std::string(R"([{"match":"getDocument","kind":)") + pszKind + "}]"));
+        m_host->Ask(R"({"do":"rows","table":"PERMISSIONS.LUMIVale","rows":["CurrencyRate=)" +
+                    std::string(pszKind).substr(1, 5) + R"("]})");
+        EXPECT_EQ(m_host->AskFor(STATUS_LOGIN, "result"), "0") << pszKind;
+        ExpectRates();
+    }
+    const auto arLog = Log();
+    EXPECT_EQ(std::count_if(arLog.begin(), arLog.end(),
+                            [](const std::string& str) { return HoldsText(str, "Do QueryCurrency."); }),
+              7);
+    EXPECT_EQ(m_host->Finish(), 0);
+}
+
+TEST_F(ContractRoadTest, ASecondSignInOnTheSameDayCollectsNothingOfTheMachineAndTellsWhatWasKept) {
+    constexpr const char* pszReported =
+        R"({"do":"wait","event":"WriteLog","match":{"line":"QueryHardwareInformation HD_SerialNumber:"},"after":0})";
+    SignIn("full");
+    EXPECT_EQ(m_host->AskForError(pszReported), "");
+    // A machine needn't tell everything; what it doesn't is asked for again.
+    m_host->Ask(R"({"do":"set","table":"STORAGE","path":["Lumivale"],)"
+                R"("values":{"HDModel":"M","HDSerialNo":"S","CPUSerialNo":"C"}})");
+    EXPECT_THAT(Log(), Contains(HasSubstr("GetHardwareInformation")));
+    EXPECT_EQ(m_host->Finish(), 0);
+
+    SignIn("full");
+    EXPECT_EQ(m_host->AskForError(R"({"do":"wait","event":"WriteLog","match":{"line":"HD_SerialNumber:S"},"after":0})"),
+              "");
+    EXPECT_EQ(m_host->AskFor(STATUS_STOP, "result"), "0");
+    EXPECT_EQ(Get("PERMISSIONS.General", "HDModel"), R"("M")");
+    EXPECT_EQ(Get("PERMISSIONS.General", "HDSerialNo"), R"("S")");
+    EXPECT_EQ(Get("PERMISSIONS.General", "CPUSerialNo"), R"("C")");
+    EXPECT_EQ(m_host->Finish(), 0);
+    EXPECT_THAT(Log(), Not(Contains(HasSubstr("GetHardwareInformation"))));
 }
 
 TEST_F(ContractRoadTest, AStartWithoutAServerServesTheContractsFromTheDisk) {
@@ -234,7 +318,7 @@ TEST_F(ContractRoadTest, AnotherUsersExchangesHaveEverythingFetchedAndBuiltAnew)
 
     ServeAnew();
     SignIn("full");
-    EXPECT_THAT(Requests(), Not(Contains(HasSubstr("astVersion=-1"))));
+    EXPECT_THAT(FullRequests(), IsEmpty());
     EXPECT_EQ(m_host->Finish(), 0);
 }
 
@@ -259,7 +343,7 @@ TEST_F(ContractRoadTest, AnotherLanguageRenamesTheContractsWithoutADownload) {
     SignIn("full", "ENG");
     EXPECT_EQ(First("kweichow"), "QV.S.SSE.600519");
     EXPECT_EQ(First("沪深"), "");
-    EXPECT_THAT(Requests(), Not(Contains(HasSubstr("astVersion=-1"))));
+    EXPECT_THAT(FullRequests(), IsEmpty());
     EXPECT_EQ(m_host->Finish(), 0);
 }
 

@@ -75,6 +75,37 @@ TEST_F(RefserverDocuments, AnswersAnUnknownListTypeWithEverything) {
     }
 }
 
+TEST_F(RefserverDocuments, SendsTheCurrencyRatesAsTheFileHasThemWhateverTheClientHolds) {
+    constexpr const char* RATES = "/OutsideData_getDocument.do?doc=Currency&lastVersion=";
+    EXPECT_EQ(Get(*m_pServer, std::string(RATES) + "-1").nStatus, 404);
+    m_world.Write("currency.json",
+                  R"({ "RF": {"USD": 3.875}, "FX": {"USD": {"TWD": "31.2"}}, "LastVersion": 20261120 })");
+    for (const char* pszVersion : {"-1", "20261120", ""}) {
+        const auto answer = Get(*m_pServer, std::string(RATES) + pszVersion);
+        EXPECT_EQ(answer.nStatus, 200);
+        EXPECT_EQ(answer.strBody, R"({"RF":{"USD":3.875},"FX":{"USD":{"TWD":"31.2"}},"LastVersion":20261120})");
+    }
+    EXPECT_EQ(Gunzip(Get(*m_pServer, std::string(RATES) + "-1", true).strBody),
+              Get(*m_pServer, std::string(RATES) + "-1").strBody);
+    EXPECT_EQ(Get(*m_pServer, "/OutsideData_getDocument.do?doc=Other").nStatus, 404);
+    EXPECT_EQ(Get(*m_pServer, "/OutsideData_getDocument.do").nStatus, 404);
+}
+
+TEST_F(RefserverDocuments, TakesAnEditOfTheCurrencyRatesUpAndLeavesTheOthersTheirVersions) {
+    const auto rate = [this] {
+        return Get(*m_pServer, "/OutsideData_getDocument.do?doc=Currency&lastVersion=-1").strBody;
+    };
+    const std::string strVersion = LastVersion(*m_pServer);
+    m_world.Write("currency.json", R"({"FX":{"USD":{"TWD":1}}})");
+    EXPECT_EQ(rate(), R"({"FX":{"USD":{"TWD":1}}})");
+    m_world.Write("currency.json", R"({"FX":{"USD":{"TWD":22}}})");
+    EXPECT_EQ(rate(), R"({"FX":{"USD":{"TWD":22}}})");
+    m_world.Write("currency.json", R"({"FX":)");
+    EXPECT_EQ(rate(), R"({"FX":{"USD":{"TWD":22}}})");
+    EXPECT_NE(m_pServer->GetErrors().WaitForText("currency.json"), "");
+    EXPECT_EQ(LastVersion(*m_pServer), strVersion);
+}
+
 TEST_F(RefserverDocuments, RefusesOtherPathsAndMethods) {
     EXPECT_EQ(Get(*m_pServer, "/other.do").nStatus, 404);
     httplib::Client client("127.0.0.1", m_pServer->GetPort());

@@ -124,6 +124,19 @@ TEST_F(RefserverGenerate, GivesStockInfoToEveryStockOfBothChineseExchanges) {
     EXPECT_EQ(Get(*pServer, "/AppsTradePermission.do").nStatus, 200);
 }
 
+TEST_F(RefserverGenerate, GivesRatesOfTheDollarAndARiskFreeRateToEachCurrency) {
+    ASSERT_EQ(Generate("w", 10, 50, 1), 0);
+    ASSERT_EQ(Generate("other", 10, 50, 2), 0);
+    EXPECT_NE(m_folder.Read("w/currency.json"), m_folder.Read("other/currency.json"));
+    const auto pServer = CServerProcess::Serve(m_folder.GetPath() / "w");
+    const auto rates = ToJson(Get(*pServer, "/OutsideData_getDocument.do?doc=Currency&lastVersion=-1").strBody);
+    ASSERT_TRUE(rates.IsObject());
+    EXPECT_EQ(rates["LastVersion"].GetInt(), 20261120);
+    EXPECT_EQ(rates["FX"]["USD"].MemberCount() + 1, rates["RF"].MemberCount());
+    EXPECT_NEAR(std::stod(rates["FX"]["USD"]["TWD"].GetString()), 31.2, 1);
+    EXPECT_NEAR(std::stod(rates["RF"]["USD"].GetString()), 3.9, 1);
+}
+
 TEST_F(RefserverGenerate, RefusesMoreContractsThanTheProductsCanHaveAndLeavesNothing) {
     EXPECT_EQ(Generate("w", 1, 1, 1, 601), 1);
     EXPECT_FALSE(std::filesystem::exists(m_folder.GetPath() / "w"));

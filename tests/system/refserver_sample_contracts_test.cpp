@@ -352,10 +352,20 @@ TEST_F(SampleContracts, AreWhatThePermissionsOfBothUsersName) {
     for (const std::string strFile : {"full.jsonl", "limited.jsonl"}) {
         const User user = ReadUser(strFile);
         EXPECT_FALSE(user.arRows.empty() || user.arExchanges.empty()) << strFile;
+        const auto rates = ToJson(Get(*m_pServer, "/OutsideData_getDocument.do?doc=Currency").strBody);
         for (const auto& strRow : user.arRows) {
+            const auto arPairs = Split(strRow.substr(strRow.find('=') + 1), ';');
+            if (strRow.starts_with("CurrencyRate=")) {
+                EXPECT_GT(arPairs.size(), 1U) << strRow;
+                for (std::size_t n = 0; n + 1 < arPairs.size(); ++n) {
+                    const auto arCodes = Split(arPairs[n], ':');
+                    EXPECT_EQ(arCodes.size(), 2U) << strRow;
+                    EXPECT_TRUE(rates["FX"]["USD"].HasMember(arCodes.back().c_str())) << strRow;
+                }
+                continue;
+            }
             ASSERT_TRUE(strRow.starts_with("Classification=")) << strRow;
-            const auto arNames = Split(strRow.substr(strRow.find('=') + 1), ':');
-            EXPECT_TRUE(m_mapTrees.contains(arNames.back())) << strRow;
+            EXPECT_TRUE(m_mapTrees.contains(Split(arPairs.front(), ':').back())) << strRow;
         }
         for (const auto& strRow : user.arExchanges) {
             ASSERT_TRUE(strRow.ends_with("=1")) << strRow;

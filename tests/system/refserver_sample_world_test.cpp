@@ -246,6 +246,32 @@ TEST_F(SampleWorld, IsServedWholeAndByListType) {
               CountIf([](const std::string& strKey, const Members&) { return strKey.starts_with("QV.S."); }));
 }
 
+TEST(SampleRates, AreThoseOfTheDollarAndPairsThatFollowFromThem) {
+    const auto rates = ToJson(ReadFile(fs::path(LUMIVALE_SAMPLE) / "world" / "currency.json"));
+    ASSERT_TRUE(rates.IsObject());
+    EXPECT_TRUE(IsDate(std::to_string(rates["LastVersion"].GetInt())));
+    const auto toNumber = [](const rapidjson::Value& value) {
+        return value.IsString() ? std::stod(value.GetString()) : value.GetDouble();
+    };
+    std::map<std::string, double> mapDollar{{"USD", 1}};
+    for (const auto& rate : rates["FX"]["USD"].GetObject()) mapDollar[rate.name.GetString()] = toNumber(rate.value);
+    for (const auto& group : rates["FX"].GetObject()) {
+        const std::string strGroup = group.name.GetString();
+        ASSERT_TRUE(mapDollar.contains(strGroup)) << strGroup;
+        for (const auto& rate : group.value.GetObject()) {
+            const std::string strName = rate.name.GetString();
+            if (strGroup == "USD") continue;
+            ASSERT_TRUE(strName.starts_with(strGroup) && mapDollar.contains(strName.substr(3))) << strName;
+            EXPECT_NEAR(toNumber(rate.value), mapDollar[strName.substr(3)] / mapDollar[strGroup], 0.00006) << strName;
+        }
+    }
+    for (const auto& rate : rates["RF"].GetObject()) {
+        EXPECT_TRUE(mapDollar.contains(rate.name.GetString())) << rate.name.GetString();
+        EXPECT_GT(toNumber(rate.value), 0);
+    }
+    for (const char* pszCurrency : {"EUR", "HKD", "JPY", "RMB", "TWD"}) EXPECT_TRUE(mapDollar.contains(pszCurrency));
+}
+
 TEST(SampleHome, HasTheWordsOfEveryLanguageAndTheOtherSettings) {
     const fs::path folder = fs::path(LUMIVALE_SAMPLE) / "home/ComShared";
     const std::string strWords = "\n" + ReadFile(folder / "MsgString.ini");
