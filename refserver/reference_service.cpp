@@ -65,6 +65,7 @@ const CReferenceService::Route CReferenceService::Routes[] = {
     {"/Classification_getClassification.do", &CReferenceService::AnswerClassification},
     {"/stkinfo.do", &CReferenceService::AnswerStockInfo},
     {"/AppsTradePermission.do", &CReferenceService::AnswerPermissions},
+    {"/hx-bin/File.cgi", &CReferenceService::AnswerFile},
 };
 
 CReferenceService::CReferenceService(CWorldKeeper& worlds, CFaultList& faults, CAccessLog& log, const CStopSignal& stop)
@@ -143,6 +144,18 @@ HttpReply CReferenceService::AnswerPermissions(const HttpRequest& request) {
     const auto pWorld = m_worlds.GetWorld();
     if (!pWorld->permissions) return MakeError(404, "no permissions in this world");
     return MakeReadyReply(pWorld->permissions->AnswerTo(request.GetQuery("lastVersion")), request.AcceptsGzip());
+}
+
+/// A file server takes a path of its own; here the name at its end counts. Texts aren't compressed.
+HttpReply CReferenceService::AnswerFile(const HttpRequest& request) {
+    const auto pWorld = m_worlds.GetWorld();
+    const auto path = request.GetQuery("ARG");
+    const bool bHolidays = path.substr(path.rfind('/') + 1) == "OBHoliday.txt";
+    if (!bHolidays || !pWorld->holidays) return MakeError(404, "no such file");
+    HttpReply reply;
+    reply.body = pWorld->holidays;
+    reply.strType = "text/plain";
+    return reply;
 }
 
 HttpReply CReferenceService::AnswerDocument(const HttpRequest& request) {

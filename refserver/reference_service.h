@@ -37,6 +37,7 @@ private:
     HttpReply AnswerClassification(const HttpRequest& request);
     HttpReply AnswerStockInfo(const HttpRequest& request);
     HttpReply AnswerPermissions(const HttpRequest& request);
+    HttpReply AnswerFile(const HttpRequest& request);
     HttpReply AnswerControl(const HttpRequest& request);
     HttpReply AnswerFaults(const HttpRequest& request);
     std::string CountsToJson() const;

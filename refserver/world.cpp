@@ -21,6 +21,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* PermissionsFile = "permissions.json";
+constexpr const char* HolidayFile = "OBHoliday.txt";
 // The folders whose every file whose name ends in ".json" belongs to the world.
 constexpr std::array<const char*, 4> Folders = {"securities", "contracts", "classifications", "stkinfo"};
 
@@ -138,6 +139,19 @@ VersionedDocument ReadVersioned(const WorldSettings& settings, const fs::path& f
     return MakeVersioned(settings, strText.substr(1, strText.size() - 2));
 }
 
+/// A text whose lines end in CR LF, whatever they end in where it is edited. Wide text goes out as it is.
+Body ReadHolidays(const fs::path& file) {
+    std::string strText = ReadText(file);
+    if (strText.starts_with("\xFF\xFE")) return std::make_shared<const std::string>(std::move(strText));
+    std::string strLines;
+    strLines.reserve(strText.size() + strText.size() / 16);
+    for (const char c : strText) {
+        if (c == '\n' && !strLines.ends_with('\r')) strLines += '\r';
+        strLines += c;
+    }
+    return std::make_shared<const std::string>(std::move(strLines));
+}
+
 ListedSecurities ListSecurities(const CSecuritiesMerger& merger, const CContractRules& rules) {
     ListedSecurities listed;
     merger.ForEach([&](const std::string& strKey, std::string_view security) {
@@ -192,7 +206,9 @@ std::vector<fs::path> ListWorldFiles(const fs::path& folder) {
             if (entry.path().extension() == ".json") arFiles.push_back(entry.path());
         }
     }
-    if (fs::exists(folder / PermissionsFile, error)) arFiles.push_back(folder / PermissionsFile);
+    for (const char* pFile : {HolidayFile, PermissionsFile}) {
+        if (fs::exists(folder / pFile, error)) arFiles.push_back(folder / pFile);
+    }
     std::sort(arFiles.begin() + 1, arFiles.end());
     return arFiles;
 }
@@ -207,6 +223,7 @@ World ReadWorld(const fs::path& folder) {
         if (file.parent_path() == folder / "securities") merger.AddFile(file);
         if (file.parent_path() == folder / "stkinfo")
             world.mapStockInfo[file.stem().string()] = ReadVersioned(settings, file);
+        if (file == folder / HolidayFile) world.holidays = ReadHolidays(file);
         if (file == folder / PermissionsFile) world.permissions = ReadVersioned(settings, file);
     }
     ReadClassifications(arFiles, folder, settings, merger, world);

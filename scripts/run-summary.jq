@@ -30,6 +30,7 @@ dump("Security.Info") as $info
   table("NEARMONTHTABLE"; "near contracts, both ways"),
   table("NearbyMonth"; "monthly contracts of CFFEX"),
   table("Symbol.Search.Name"; "instruments, both ways"),
+  table("Holiday"; "days with a holiday"),
   "  AppsTradePermission: " + sample("AppsTradePermission"; 3),
   "",
   "  Looked up in the database",

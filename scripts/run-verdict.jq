@@ -17,7 +17,7 @@ def builds: fetches or $changed == "language";
      | "\($step) ended with \(reply("status " + $step) | .result // .error // "no reply")"),
     (("OpenTimeExchange", "orderExchange", "Underlying.List", "Underlying.F.List", "OptionStyle", "Contract.List",
       "ExpireDate", "LongMarginRate", "ShortMarginRate", "HOTMONTHTABLE", "NEARMONTHTABLE", "NearbyMonth",
-      "Symbol.Search.Name", "AppsTradePermission") as $table
+      "Symbol.Search.Name", "AppsTradePermission", "Holiday") as $table
      | select(size($table; "values") == 0)
      | "\($table) is empty"),
     (("rows", "tables") as $section | select(size("Security.Info"; $section) == 0)

@@ -25,6 +25,7 @@ void CLogin::Run() {
     Refresh(servers, TakeExchanges());
     if (platform::StopRequested()) return;
     m_parts.tables.pGeneralService = m_parts.host.OpenTable(u"GeneralService", &m_parts.sink);
+    m_steps.startHolidays(m_strTradingDayURL);
 }
 
 /// An empty address leaves the values of the last run.

@@ -46,6 +46,7 @@ struct LoginSteps {
     std::function<void(TextView strUrls)> selectServers;        ///< makes a list of URLs the servers of the service
     std::function<void(const Text& strUrls)> queryPermissions;  ///< asks for the trade permissions, on a thread
     std::function<void()> makeSymbolLookupList;                 ///< on a thread
+    std::function<void(const Text& strUrls)> startHolidays;     ///< keeps the holiday calendar current, on a thread
 };
 
 /// One call on the host's thread; every step returns when its work is done, or at once when the service is told to

@@ -48,11 +48,13 @@ CLumivale::CLumivale(IHost& host, const platform::IClock& clock)
       m_parser(host, m_times),
       m_lists(host),
       m_builder({host, m_state, m_lists, m_words, m_localExchanges}),
-      m_storage(host, m_state, [this] { LoadLanguage(); }),
+      m_storage(
+          host, m_state, [this] { LoadLanguage(); }, [this](CBaseData& child) { m_holidays.FillFromDatabase(child); }),
       m_securities({host, m_session, m_servers, m_errors, m_storage, m_parser, m_state},
                    [this] { MakeUnderlyingList(); }),
       m_stockInfo({host, m_session, m_servers, m_errors, m_state}),
       m_rights({host, m_session, m_errors, m_storage, m_state}),
+      m_holidays({host, *this, m_session, m_errors, m_storage, clock, m_hEventHolidayReady}),
       m_lookup({host, clock, m_state, m_builder, m_lists, m_parser, m_stockInfo.m_mapStockLimits, m_databases,
                 m_hEventSymbolLookUp},
                [this] { return m_bSystemTimeOpen.load(); }),
@@ -64,7 +66,8 @@ CLumivale::CLumivale(IHost& host, const platform::IClock& clock)
       m_login({host, *this, m_state, m_options, m_settings, m_session, m_tables, m_storage, m_securities, m_contracts,
                m_stockInfo, m_rights, m_databases, m_hThreadPreProcessData, m_hEventSymbolLookUp},
               {[this](TextView strUrls) { SelectServers(strUrls); },
-               [this](const Text& strUrls) { StartPermissionQuery(strUrls); }, [this] { StartSymbolLookup(); }}),
+               [this](const Text& strUrls) { StartPermissionQuery(strUrls); }, [this] { StartSymbolLookup(); },
+               [this](const Text& strUrls) { StartHolidays(strUrls); }}),
       m_hEventLatencyEnd(std::make_unique<platform::CEvent>(platform::CEvent::Reset::Manual, false)) {
     CreateCommonFolders();
 }
@@ -142,6 +145,7 @@ void CLumivale::Init() {
     m_tables.RegisterAndOpen(m_host);
     m_databases.OpenSearch(m_settings.GetHomeDir(), m_settings.ReadSystemName());
     m_tables.RegisterAndOpenHoliday(m_host);
+    m_holidays.OpenHolidayDb(m_settings.GetHomeDir(), m_databases.GetSystemName());
     m_databases.OpenCqyz(m_settings.GetHomeDir());
     m_builder.m_arAllContract.clear();
     m_tables.RegisterAndOpenContractLists(m_host);
@@ -195,6 +199,7 @@ void CLumivale::RemoveStaleFiles() const {
 void CLumivale::ReadOptions() {
     m_options = m_settings.ReadOptions();
     m_stockInfo.SetCgi(m_options.bStkInfoCgi);
+    m_holidays.SetDefaultHost(m_options.strHolidayHost);
     m_errors.SetHideErrorMsg(m_options.nHideErrorMsg);
     m_host.LogMessage(Format(u"HideErrorMsg:%ld, ResponseInterval=%d, stkinfo cgi=%x", m_options.nHideErrorMsg,
                              m_options.nResponseInterval, m_options.bStkInfoCgi));
@@ -266,6 +271,17 @@ void CLumivale::StartPermissionQuery(const Text& strUrls) {
     });
 }
 
+/// A sign-in before this one may have left a loop of its own, which ends here.
+void CLumivale::StartHolidays(const Text& strUrls) {
+    m_threadHoliday.StopAndJoin();
+    m_holidays.SetTradingDayURL(strUrls);
+    const auto run = [this] {
+        const platform::CApartment apartment;
+        m_holidays.Run(m_tables.pHoliday.get());
+    };
+    m_threadHoliday.Start("Holiday", run, platform::Priority::Lowest);
+}
+
 void CLumivale::Start() {
     m_host.LogMessage(u"SYSTEM_STATUS_START");
     m_localExchanges.Fill();
@@ -276,6 +292,7 @@ void CLumivale::Stop() {
     m_tables.pSystemTime.reset();
     m_threadSymbolLookUp.RequestStop();
     for (platform::CThread& thread : m_listTradePermission) thread.RequestStop();
+    m_threadHoliday.RequestStop();
     m_hEventSymbolLookUp.Wait();
     m_hEventHolidayReady.Wait();
 }
@@ -293,15 +310,19 @@ void CLumivale::Exit() {
 
 void CLumivale::EndThreads() {
     m_hThreadPreProcessData.StopAndJoin();
+    m_threadHoliday.StopAndJoin();
     m_threadSymbolLookUp.StopAndJoin();
     m_listTradePermission.clear();
 }
 
 void CLumivale::CleanUp() {
     m_tables.ReleasePublished();
+    m_storage.ReleaseHoliday();
     m_storage.ReleaseLumivale();
     m_storage.ReleaseAppTradePermission();
     m_contracts.CloseBlock();
+    m_databases.ReleaseSearch();
+    m_holidays.ReleaseDatabase();
     m_databases.Release();
     m_tables.pCqyz.reset();
 }

@@ -11,6 +11,7 @@
 
 #include "documents/contract_list_block.h"
 #include "documents/contract_list_document.h"
+#include "documents/holiday_calendar.h"
 #include "documents/securities_document.h"
 #include "documents/stock_info.h"
 #include "documents/trade_permissions.h"
@@ -79,6 +80,7 @@ private:
     void MakeSymbolLookupList();
     void StartSymbolLookup();
     void StartPermissionQuery(const Text& strUrls);
+    void StartHolidays(const Text& strUrls);
 
     IHost& m_host;
     const platform::IClock& m_clock;
@@ -107,6 +109,7 @@ private:
     CSecuritiesDocument m_securities;
     CStockInfo m_stockInfo;
     CTradePermissions m_rights;
+    CHolidayCalendar m_holidays;
     CSymbolLookup m_lookup;
     CContractListDocument m_contracts;
     CPreProcess m_preProcess;
@@ -118,6 +121,7 @@ private:
     std::atomic<bool> m_bSystemTimeOpen{false};            ///< from the start to the stop
     platform::CThread m_hThreadPreProcessData;
     platform::CThread m_threadSymbolLookUp;
+    platform::CThread m_threadHoliday;
     std::list<platform::CThread> m_listTradePermission;  ///< the queries that run, and ended ones
 };
 
