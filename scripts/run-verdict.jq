@@ -33,6 +33,8 @@ def builds: fetches or $changed == "language";
     (select(stays) | . as $lines | downloads | to_entries[] | . as $one
      | select($lines | logged($one.value))
      | "\(.key) was downloaded though nothing had changed"),
+    (select($mode == "first" and (logged("GetHoliday Update:") | not)) | "the holidays weren't taken over"),
+    (select(stays and logged("GetHoliday Update:")) | "the holidays were written anew though nothing had changed"),
     (select(builds and (logged("Update MakeSymbolLookupList GetRecordCount:[1-9]") | not))
      | "the search database wasn't built"),
     (select(stays and (builds | not) and logged("Update MakeSymbolLookupList"))

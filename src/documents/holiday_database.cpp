@@ -75,11 +75,11 @@ std::int32_t CHolidayDatabase::Open(const Text& strHomeDir, const Text& strSyste
     }
     if (pszFault) m_host.LogMessage(pszFault);
     if (!m_pDbHoliDay) return 1;
-    if (pszFault) m_pDbHoliDay->DropDatabase(DATABASE, HOLIDAY_TABLE);
+    const bool bDropped = pszFault && m_pDbHoliDay->DropDatabase(DATABASE, HOLIDAY_TABLE) == 1;
     CreateTables();
     // The stamp of another layout stays, since it never matches. One that merely couldn't be read may be a good one, of
     // rows that are gone now.
-    if (stamp.state == HolidayStamp::State::QueryFailed) m_pDbHoliDay->DeleteRecord(VERSION_TABLE);
+    if (bDropped && stamp.state == HolidayStamp::State::QueryFailed) m_pDbHoliDay->DeleteRecord(VERSION_TABLE);
     return 1;
 }
 
