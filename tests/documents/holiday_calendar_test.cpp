@@ -148,7 +148,7 @@ TEST_F(HolidayTest, RandomBytesAreReadAsFarAsTheyHaveRows) {
     std::minstd_rand random(815);
     for (int nRound = 0; nRound < 50; ++nRound) {
         std::string strBytes(1 + random() % 3000, '\0');
-        for (char& c : strBytes) c = static_cast<char>(random() % 5 == 0 ? "\r\n\t,|"[random() % 5] : random());
+        for (char& c : strBytes) c = random() % 5 == 0 ? "\r\n\t,|"[random() % 5] : static_cast<char>(random());
         m_host.Forget();
         Fetch(strBytes);
         EXPECT_EQ(m_host.GetLog().back(), "GetHoliday End");
