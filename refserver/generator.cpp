@@ -117,14 +117,34 @@ void WriteExchanges(const fs::path& folder, const Table& table, std::size_t nCou
     }
 }
 
-void WriteSettings(const fs::path& file, std::uint64_t nSeed) {
+void WriteText(const fs::path& file, const std::string& strText) {
     const std::unique_ptr<std::FILE, int (*)(std::FILE*)> pFile(std::fopen(file.c_str(), "wb"), &std::fclose);
-    const std::string strText =
-        "{\n \"version\": \"seed" + std::to_string(nSeed) + "\",\n \"broker\": \"QVGENERATED\"\n}\n";
     if (!pFile || std::fwrite(strText.data(), 1, strText.size(), pFile.get()) != strText.size() ||
         std::fflush(pFile.get()) != 0) {
         throw std::runtime_error(file.string() + ": " + std::strerror(errno));
     }
+}
+
+/// New Year's Day everywhere, and two days a month on which some exchanges have a holiday.
+std::string MakeHolidays(std::uint64_t nSeed) {
+    CDice dice(nSeed);
+    std::string strText = "# Holidays of a generated world\r\n";
+    for (int nMonth = 1; nMonth <= 24; ++nMonth) {
+        const std::string strMonth = std::to_string((2026 + (nMonth - 1) / 12) * 100 + (nMonth - 1) % 12 + 1);
+        const std::size_t nFirst = 2 + dice.Roll(13);
+        for (const std::size_t nDay : {std::size_t{1}, nFirst, nFirst + 1 + dice.Roll(13)}) {
+            const bool bAll = nDay == 1 && nMonth % 12 == 1;
+            std::string strExchanges;
+            for (const auto& row : FuturesExchanges) {
+                if (!bAll && (nDay == 1 || dice.Roll(3) != 0)) continue;
+                strExchanges.append(strExchanges.empty() ? "" : ",").append(row.pCode);
+            }
+            if (strExchanges.empty()) continue;
+            strText.append(strMonth).append(nDay < 10 ? "0" : "").append(std::to_string(nDay));
+            strText.append("\tH\t").append(strExchanges).append("\r\n");
+        }
+    }
+    return strText;
 }
 
 }  // namespace
@@ -143,8 +163,10 @@ void GenerateWorld(const GenerateOptions& options) {
     WriteExchanges(securities, StockExchanges, options.nContracts - options.nProducts,
                    [&](auto& file, const auto& row, std::size_t n) { AddStock(file, dice, row, n); });
     GenerateCurrencyRates(options);
+    WriteText(options.out / "OBHoliday.txt", MakeHolidays(options.nSeed));
     // Last, so that a folder that was cut off in the making isn't taken for a world.
-    WriteSettings(options.out / "world.json", options.nSeed);
+    WriteText(options.out / "world.json",
+              "{\n \"version\": \"seed" + std::to_string(options.nSeed) + "\",\n \"broker\": \"QVGENERATED\"\n}\n");
 }
 
 }  // namespace qvant::refserver

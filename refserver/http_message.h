@@ -33,6 +33,7 @@ using Body = std::shared_ptr<const std::string>;
 struct HttpReply {
     int nStatus = 200;
     Body body;
+    std::string_view strType = "application/json";
     bool bGzip = false;
     std::vector<std::pair<std::string, std::string>> arHeaders;
 };

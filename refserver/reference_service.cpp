@@ -66,6 +66,7 @@ const CReferenceService::Route CReferenceService::Routes[] = {
     {"/stkinfo.do", &CReferenceService::AnswerStockInfo},
     {"/AppsTradePermission.do", &CReferenceService::AnswerPermissions},
     {"/OutsideData_getDocument.do", &CReferenceService::AnswerNamed},
+    {"/hx-bin/File.cgi", &CReferenceService::AnswerFile},
 };
 
 CReferenceService::CReferenceService(CWorldKeeper& worlds, CFaultList& faults, CAccessLog& log, const CStopSignal& stop)
@@ -150,6 +151,18 @@ HttpReply CReferenceService::AnswerNamed(const HttpRequest& request) {
     const auto pWorld = m_worlds.GetWorld();
     if (request.GetQuery("doc") != "Currency" || !pWorld->currency) return MakeError(404, "no such document");
     return MakeReadyReply(*pWorld->currency, request.AcceptsGzip());
+}
+
+/// A file server takes a path of its own; here the name at its end counts. Texts aren't compressed.
+HttpReply CReferenceService::AnswerFile(const HttpRequest& request) {
+    const auto pWorld = m_worlds.GetWorld();
+    const auto path = request.GetQuery("ARG");
+    const bool bHolidays = path.substr(path.rfind('/') + 1) == "OBHoliday.txt";
+    if (!bHolidays || !pWorld->holidays) return MakeError(404, "no such file");
+    HttpReply reply;
+    reply.body = pWorld->holidays;
+    reply.strType = "text/plain";
+    return reply;
 }
 
 HttpReply CReferenceService::AnswerDocument(const HttpRequest& request) {

@@ -38,6 +38,7 @@ private:
     HttpReply AnswerStockInfo(const HttpRequest& request);
     HttpReply AnswerPermissions(const HttpRequest& request);
     HttpReply AnswerNamed(const HttpRequest& request);
+    HttpReply AnswerFile(const HttpRequest& request);
     HttpReply AnswerControl(const HttpRequest& request);
     HttpReply AnswerFaults(const HttpRequest& request);
     std::string CountsToJson() const;

@@ -23,6 +23,7 @@ namespace fs = std::filesystem;
 
 constexpr const char* PermissionsFile = "permissions.json";
 constexpr const char* CurrencyFile = "currency.json";
+constexpr const char* HolidayFile = "OBHoliday.txt";
 // The folders whose every file whose name ends in ".json" belongs to the world.
 constexpr std::array<const char*, 4> Folders = {"securities", "contracts", "classifications", "stkinfo"};
 
@@ -131,6 +132,19 @@ VersionedDocument ReadVersioned(const WorldSettings& settings, std::string_view 
     return MakeVersioned(settings, name, strText.substr(1, strText.size() - 2));
 }
 
+/// A text whose lines end in CR LF, whatever they end in where it is edited. Wide text goes out as it is.
+Body ReadHolidays(const fs::path& file) {
+    std::string strText = ReadText(file);
+    if (strText.starts_with("\xFF\xFE")) return std::make_shared<const std::string>(std::move(strText));
+    std::string strLines;
+    strLines.reserve(strText.size() + strText.size() / 16);
+    for (const char c : strText) {
+        if (c == '\n' && !strLines.ends_with('\r')) strLines += '\r';
+        strLines += c;
+    }
+    return std::make_shared<const std::string>(std::move(strLines));
+}
+
 ListedSecurities ListSecurities(const CSecuritiesMerger& merger, const CContractRules& rules) {
     ListedSecurities listed;
     merger.ForEach([&](const std::string& strKey, std::string_view security) {
@@ -186,7 +200,7 @@ std::vector<fs::path> ListWorldFiles(const fs::path& folder) {
             if (entry.path().extension() == ".json") arFiles.push_back(entry.path());
         }
     }
-    for (const char* pFile : {CurrencyFile, PermissionsFile}) {
+    for (const char* pFile : {CurrencyFile, HolidayFile, PermissionsFile}) {
         if (fs::exists(folder / pFile, error)) arFiles.push_back(folder / pFile);
     }
     std::sort(arFiles.begin() + 1, arFiles.end());
@@ -205,6 +219,7 @@ World ReadWorld(const fs::path& folder) {
             const std::string strExchange = file.stem().string();
             world.mapStockInfo[strExchange] = ReadVersioned(settings, StockInfoDocument(strExchange), file);
         }
+        if (file == folder / HolidayFile) world.holidays = ReadHolidays(file);
         if (file == folder / PermissionsFile) world.permissions = ReadVersioned(settings, PermissionsDocument, file);
         if (file == folder / CurrencyFile) world.currency = MakeBody(ToJson(ReadObject(file)));
     }

@@ -49,13 +49,14 @@ struct World {
     VersionedDocuments mapStockInfo;        // by exchange, as clients spell it
     std::optional<VersionedDocument> permissions;
     std::optional<ReadyBody> currency;  // whole for everybody: its file has the version
+    Body holidays;                      // the text of "OBHoliday.txt"; null: there is none
     std::size_t nSecurities = 0;
     std::size_t nFiles = 0;
 
     const WorldDocument& GetDocument(std::string_view strType) const;
 };
 
-/// The files of a data folder: "world.json" first, then those of its folders, "currency.json" and
+/// The files of a data folder: "world.json" first, then those of its folders, "currency.json", "OBHoliday.txt" and
 /// "permissions.json", by name.
 /// @throw CWorldError  there is no "world.json"
 std::vector<std::filesystem::path> ListWorldFiles(const std::filesystem::path& folder);

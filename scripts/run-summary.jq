@@ -32,6 +32,7 @@ dump("Security.Info") as $info
   table("Symbol.Search.Name"; "instruments, both ways"),
   table("CurrencyExchangeRate"; "rates of \(dump("CurrencyExchangeRate").rows[0] // "no day")"),
   table("CurrencyMapping"; "currency pairs"),
+  table("Holiday"; "days with a holiday"),
   "  AppsTradePermission: " + sample("AppsTradePermission"; 3),
   "",
   "  Looked up in the database",

@@ -17,7 +17,7 @@ def builds: fetches or $changed == "language";
      | "\($step) ended with \(reply("status " + $step) | .result // .error // "no reply")"),
     (("OpenTimeExchange", "orderExchange", "Underlying.List", "Underlying.F.List", "OptionStyle", "Contract.List",
       "ExpireDate", "LongMarginRate", "ShortMarginRate", "HOTMONTHTABLE", "NEARMONTHTABLE", "NearbyMonth",
-      "Symbol.Search.Name", "CurrencyMapping", "AppsTradePermission") as $table
+      "Symbol.Search.Name", "CurrencyMapping", "AppsTradePermission", "Holiday") as $table
      | select(size($table; "values") == 0)
      | "\($table) is empty"),
     # The rates aren't kept on disk.
@@ -37,6 +37,8 @@ def builds: fetches or $changed == "language";
     (select(stays) | . as $lines | downloads | to_entries[] | . as $one
      | select($lines | logged($one.value))
      | "\(.key) was downloaded though nothing had changed"),
+    (select($mode == "first" and (logged("GetHoliday Update:") | not)) | "the holidays weren't taken over"),
+    (select(stays and logged("GetHoliday Update:")) | "the holidays were written anew though nothing had changed"),
     (select(builds and (logged("Update MakeSymbolLookupList GetRecordCount:[1-9]") | not))
      | "the search database wasn't built"),
     (select(stays and (builds | not) and logged("Update MakeSymbolLookupList"))

@@ -116,6 +116,14 @@ Text FromUtf16Bytes(std::string_view strBytes) {
     return strText;
 }
 
+Text WidenMarked(std::string_view strBytes) {
+    constexpr std::string_view UTF16_MARK = "\xFF\xFE";
+    constexpr std::string_view UTF8_MARK = "\xEF\xBB\xBF";
+    if (strBytes.starts_with(UTF16_MARK)) return FromUtf16Bytes(strBytes.substr(UTF16_MARK.size()));
+    if (strBytes.starts_with(UTF8_MARK)) strBytes.remove_prefix(UTF8_MARK.size());
+    return Widen(strBytes);
+}
+
 std::size_t ReplaceAll(Text& strText, TextView strFrom, TextView strTo) {
     if (strFrom.empty()) return 0;
     std::size_t nPosition = strText.find(strFrom);

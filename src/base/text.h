@@ -39,6 +39,9 @@ std::string ToUtf16Bytes(TextView strText);
 /// Units from little-endian bytes; a trailing odd byte is dropped.
 Text FromUtf16Bytes(std::string_view strBytes);
 
+/// Text of a file's bytes: UTF-16 in little-endian order behind its mark, else UTF-8, with or without its mark.
+Text WidenMarked(std::string_view strBytes);
+
 /// Replaces every occurrence of `strFrom`, from the left; an empty `strFrom` replaces nothing.
 /// @return the number of replacements
 std::size_t ReplaceAll(Text& strText, TextView strFrom, TextView strTo);

@@ -65,43 +65,36 @@ void CStorageTables::BindChildren() {
     }
     m_pLumivale = std::move(pLumivale);
     BindTradePermissions(*pStorage);
+    BindHolidays(*pStorage);
 }
 
 /// A user with the right to everything keeps the working table as it is; for any other the last permissions count
 /// until the servers send newer ones. Those may have come already, as they are asked for on a thread of their own.
 void CStorageTables::BindTradePermissions(CBaseData& storage) {
     bool bExisted = false;
-    auto pChild = OpenChild(storage, u"AppTradePermission", &bExisted);
-    bool bUnsaved = false;
-    {
-        const std::lock_guard lock(m_mutexTradePermission);
-        m_pAppTradePermission = std::move(pChild);
-        bUnsaved = m_bTradePermissionUnsaved;
-    }
+    const bool bUnsaved = m_tradePermissions.Bind(OpenChild(storage, u"AppTradePermission", &bExisted));
     // From here on newer permissions reach both tables, whichever way the copy goes.
     const auto pWorking = bExisted || bUnsaved ? m_host.OpenTable(u"AppsTradePermission", nullptr) : nullptr;
-    const std::lock_guard lock(m_mutexTradePermission);
-    if (!m_pAppTradePermission || !pWorking) return;
-    if (bUnsaved) {
-        CopyValues(*pWorking, *m_pAppTradePermission);
-        m_bTradePermissionUnsaved = false;
-    } else if (pWorking->GetString(u"AllAppsTrade") != u"1") {
-        CopyValues(*m_pAppTradePermission, *pWorking);
-    }
+    if (pWorking) m_tradePermissions.Level(*pWorking, pWorking->GetString(u"AllAppsTrade") != u"1");
 }
 
-void CStorageTables::PublishTradePermissions(const CBaseData& working, CTransaction& transaction) {
-    const std::lock_guard lock(m_mutexTradePermission);
+/// The calendar of the last run counts until a fetch brings another one.
+void CStorageTables::BindHolidays(CBaseData& storage) {
+    auto pChild = storage.GetSubTable(u"Holiday", nullptr);
+    m_holidays.Bind(pChild ? std::move(pChild) : MakeHolidays(storage));
+    if (const auto pWorking = m_host.OpenTable(u"Holiday", nullptr)) m_holidays.Level(*pWorking, true);
+}
+
+/// The child is attached once it is filled, and also when there was nothing to fill it with: the next sign-in finds it
+/// and doesn't ask the database again.
+std::unique_ptr<CBaseData> CStorageTables::MakeHolidays(CBaseData& storage) const {
+    auto pChild = CBaseData::CreateNew();
+    if (!pChild) return nullptr;
+    m_fillHolidays(*pChild);
+    CTransaction transaction(storage);
+    transaction.SetTable(u"Holiday", *pChild);
     transaction.Commit();
-    m_bTradePermissionUnsaved = true;
-    if (!m_pAppTradePermission) return;
-    CopyValues(working, *m_pAppTradePermission);
-    m_bTradePermissionUnsaved = false;
-}
-
-void CStorageTables::ReleaseAppTradePermission() {
-    const std::lock_guard lock(m_mutexTradePermission);
-    m_pAppTradePermission.reset();
+    return pChild;
 }
 
 void CStorageTables::StoreUnsavedContractVersions() {

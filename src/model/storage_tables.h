@@ -4,9 +4,9 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <mutex>
 
 #include "model/run_state.h"
+#include "model/storage_twin.h"
 #include "store/base_data.h"
 #include "store/host.h"
 
@@ -18,19 +18,23 @@ enum Requery : std::uint32_t {
     L_REQUERY_CURRENCYRATE = 16    ///< the currency pairs
 };
 
-/// Owned by the service; used by the thread of sign-in and by the passes after it, but for the trade permissions, which
-/// a thread of their own may bring at any time.
+/// Owned by the service; used by the thread of sign-in and by the passes after it, but for the trade permissions and
+/// the holidays, which threads of their own may bring at any time.
 class CStorageTables {
 public:
     /// @param languageChanged      reads the symbol words and makes the underlying lists anew for `AppsLanguage`
     /// @param startHardwareReport  starts the machine report on a thread of its own; called once the children are bound
+    /// @param fillHolidays         writes the holidays of the record database into a new child; leaves it when there
+    ///                             are none
     CStorageTables(
         IHost& host, RunState& state, std::function<void()> languageChanged,
-        std::function<void()> startHardwareReport = [] {})
+        std::function<void()> startHardwareReport = [] {},
+        std::function<void(CBaseData& child)> fillHolidays = [](CBaseData&) {})
         : m_host(host),
           m_state(state),
           m_languageChanged(std::move(languageChanged)),
-          m_startHardwareReport(std::move(startHardwareReport)) {}
+          m_startHardwareReport(std::move(startHardwareReport)),
+          m_fillHolidays(std::move(fillHolidays)) {}
 
     /// Binds the children, takes the user's classification, currency pairs and language over.
     /// @param pCurrencyMapping  the table "CurrencyMapping", or null
@@ -54,15 +58,25 @@ public:
     /// Without the record yet, the copy is made when it is bound. Any thread.
     /// @param working      the table "AppsTradePermission"
     /// @param transaction  on that table
-    void PublishTradePermissions(const CBaseData& working, CTransaction& transaction);
+    void PublishTradePermissions(const CBaseData& working, CTransaction& transaction) {
+        m_tradePermissions.Publish(working, transaction);
+    }
 
-    void ReleaseAppTradePermission();
+    /// The same for the holidays and the record "Holiday".
+    void PublishHolidays(const CBaseData& working, CTransaction& transaction) {
+        m_holidays.Publish(working, transaction);
+    }
+
+    void ReleaseHoliday() { m_holidays.Release(); }
     void ReleaseLumivale() { m_pLumivale.reset(); }
+    void ReleaseAppTradePermission() { m_tradePermissions.Release(); }
 
 private:
     void StoreMarginRates(TextView strTable, const TextMap& mapMargins);
     void BindChildren();
     void BindTradePermissions(CBaseData& storage);
+    void BindHolidays(CBaseData& storage);
+    std::unique_ptr<CBaseData> MakeHolidays(CBaseData& storage) const;
     void StoreUnsavedContractVersions();
     Text ReadPermissions(CBaseData* pCurrencyMapping);
     void TakeClassification(TextView strValue);
@@ -73,10 +87,10 @@ private:
     RunState& m_state;
     const std::function<void()> m_languageChanged;
     const std::function<void()> m_startHardwareReport;
+    const std::function<void(CBaseData& child)> m_fillHolidays;
     std::unique_ptr<CBaseData> m_pLumivale;
-    std::mutex m_mutexTradePermission;  ///< guards the next two, and keeps the two ways of copying apart
-    std::unique_ptr<CBaseData> m_pAppTradePermission;
-    bool m_bTradePermissionUnsaved = false;  ///< the working table is newer than the record
+    CStorageTwin m_tradePermissions;
+    CStorageTwin m_holidays;
     bool m_bLumivaleExisted = false;
 };
 

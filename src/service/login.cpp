@@ -22,6 +22,7 @@ void CLogin::Run() {
     // waits for a change of language that runs in it, and so nothing may be held here that the change waits for.
     m_parts.tables.pGeneralService.reset();
     m_parts.tables.pGeneralService = m_parts.host.OpenTable(u"GeneralService", &m_parts.sink);
+    m_steps.startHolidays(m_strTradingDayURL);
     m_steps.startRefresh();
 }
 

@@ -50,6 +50,7 @@ struct LoginSteps {
     std::function<void(TextView strUrls)> selectServers;        ///< makes a list of URLs the servers of the service
     std::function<void(const Text& strUrls)> queryPermissions;  ///< asks for the trade permissions, on a thread
     std::function<void()> makeSymbolLookupList;                 ///< on a thread
+    std::function<void(const Text& strUrls)> startHolidays;     ///< keeps the holiday calendar current, on a thread
     std::function<void()> startRefresh;                         ///< arms the timer of the refresh passes
 };
 

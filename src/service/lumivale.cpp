@@ -39,13 +39,15 @@ CLumivale::CLumivale(IHost& host, const platform::IClock& clock)
       m_lists(host),
       m_builder({host, m_state, m_lists, m_words, m_localExchanges}),
       m_storage(
-          host, m_state, [this] { LoadLanguage(); }, [this] { StartHardwareReport(); }),
+          host, m_state, [this] { LoadLanguage(); }, [this] { StartHardwareReport(); },
+          [this](CBaseData& child) { m_holidays.FillFromDatabase(child); }),
       m_securities({host, m_session, m_servers, m_errors, m_storage, m_parser, m_state},
                    [this] { MakeUnderlyingList(); }),
       m_stockInfo({host, m_session, m_servers, m_errors, m_state}),
       m_rates({host, m_session, m_servers, m_errors, m_state}),
       m_hardware({host, clock, m_session}, platform::ReadMachineIdentity),
       m_rights({host, m_session, m_errors, m_storage, m_state}),
+      m_holidays({host, *this, m_session, m_errors, m_storage, clock, m_hEventHolidayReady}),
       m_lookup({host, clock, m_state, m_builder, m_lists, m_parser, m_stockInfo.m_mapStockLimits, m_databases,
                 m_hEventSymbolLookUp},
                [this] { return m_bSystemTimeOpen.load(); }),
@@ -69,7 +71,7 @@ CLumivale::CLumivale(IHost& host, const platform::IClock& clock)
                    StartLatencyTest();
                },
                [this](const Text& strUrls) { StartPermissionQuery(strUrls); }, [this] { StartSymbolLookup(); },
-               [this] { m_refresh.Start(); }}) {
+               [this](const Text& strUrls) { StartHolidays(strUrls); }, [this] { m_refresh.Start(); }}) {
     CreateCommonFolders();
 }
 
@@ -170,6 +172,7 @@ void CLumivale::Init() {
     m_tables.RegisterAndOpen(m_host);
     m_databases.OpenSearch(m_settings.GetHomeDir(), m_settings.ReadSystemName());
     m_tables.RegisterAndOpenHoliday(m_host);
+    m_holidays.OpenHolidayDb(m_settings.GetHomeDir(), m_databases.GetSystemName());
     m_databases.OpenCqyz(m_settings.GetHomeDir());
     m_builder.m_arAllContract.clear();
     m_tables.RegisterAndOpenContractLists(m_host);
@@ -225,6 +228,7 @@ void CLumivale::ReadOptions() {
     m_options = m_settings.ReadOptions();
     m_latencyTest.SetResponseInterval(m_options.nResponseInterval);
     m_stockInfo.SetCgi(m_options.bStkInfoCgi);
+    m_holidays.SetDefaultHost(m_options.strHolidayHost);
     m_errors.SetHideErrorMsg(m_options.nHideErrorMsg);
     m_host.LogMessage(Format(u"HideErrorMsg:%ld, ResponseInterval=%d, stkinfo cgi=%x", m_options.nHideErrorMsg,
                              m_options.nResponseInterval, m_options.bStkInfoCgi));
@@ -310,6 +314,17 @@ void CLumivale::StartHardwareReport() {
     });
 }
 
+/// A sign-in before this one may have left a loop of its own, which ends here.
+void CLumivale::StartHolidays(const Text& strUrls) {
+    m_threadHoliday.StopAndJoin();
+    m_holidays.SetTradingDayURL(strUrls);
+    const auto run = [this] {
+        const platform::CApartment apartment;
+        m_holidays.Run(m_tables.pHoliday.get());
+    };
+    m_threadHoliday.Start("Holiday", run, platform::Priority::Lowest);
+}
+
 void CLumivale::Start() {
     m_host.LogMessage(u"SYSTEM_STATUS_START");
     m_localExchanges.Fill();
@@ -320,6 +335,7 @@ void CLumivale::Stop() {
     m_tables.pSystemTime.reset();
     m_refresh.Stop();
     m_threadSymbolLookUp.RequestStop();
+    m_threadHoliday.RequestStop();
     for (platform::CThread& thread : m_listTradePermission) thread.RequestStop();
     m_latencyTest.StopWorkers();
     m_threadHardware.StopAndJoin();
@@ -350,6 +366,7 @@ void CLumivale::EndTimers() {
 void CLumivale::EndThreads() {
     m_hThreadPreProcessData.StopAndJoin();
     m_latencyTest.StopWorkers();
+    m_threadHoliday.StopAndJoin();
     m_threadSymbolLookUp.StopAndJoin();
     m_threadHardware.StopAndJoin();
     m_listTradePermission.clear();
@@ -357,9 +374,12 @@ void CLumivale::EndThreads() {
 
 void CLumivale::CleanUp() {
     m_tables.ReleasePublished();
+    m_storage.ReleaseHoliday();
     m_storage.ReleaseLumivale();
     m_storage.ReleaseAppTradePermission();
     m_contracts.CloseBlock();
+    m_databases.ReleaseSearch();
+    m_holidays.ReleaseDatabase();
     m_databases.Release();
     m_tables.pCqyz.reset();
 }

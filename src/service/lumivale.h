@@ -13,6 +13,7 @@
 #include "documents/contract_list_block.h"
 #include "documents/contract_list_document.h"
 #include "documents/currency_rates.h"
+#include "documents/holiday_calendar.h"
 #include "documents/securities_document.h"
 #include "documents/stock_info.h"
 #include "documents/trade_permissions.h"
@@ -99,6 +100,7 @@ private:
     void StartSymbolLookup();
     void StartPermissionQuery(const Text& strUrls);
     void StartHardwareReport();
+    void StartHolidays(const Text& strUrls);
 
     IHost& m_host;
     const platform::IClock& m_clock;
@@ -132,6 +134,7 @@ private:
     CCurrencyRates m_rates;
     CHardwareReport m_hardware;
     CTradePermissions m_rights;
+    CHolidayCalendar m_holidays;
     CSymbolLookup m_lookup;
     CContractListDocument m_contracts;
     CPreProcess m_preProcess;
@@ -146,6 +149,7 @@ private:
     platform::CThread m_hThreadPreProcessData;
     platform::CThread m_threadSymbolLookUp;
     platform::CThread m_threadHardware;
+    platform::CThread m_threadHoliday;
     std::list<platform::CThread> m_listTradePermission;  ///< the queries that run, and ended ones
 };
 

@@ -59,6 +59,7 @@ Options CSettings::ReadOptions() const {
     options.nResponseInterval = ToInt(readCustom(u"ResponseInterval", u"-1"));
     if (options.nResponseInterval < 0) options.nResponseInterval = DEFAULT_INTERVAL;
     options.bStkInfoCgi = readCustom(u"STKINFO", u"APP") == u"CGI";
+    options.strHolidayHost = readCustom(u"HolidayHost", u"");
     return options;
 }
 

@@ -37,6 +37,14 @@ TEST(Widen, SurvivesEveryPairOfBytes) {
     }
 }
 
+TEST(WidenMarked, TakesEitherFormOfAFileWithAndWithoutItsMark) {
+    EXPECT_EQ(WidenMarked("\xE5\x8F\xB0"), u"\u53F0");
+    EXPECT_EQ(WidenMarked("\xEF\xBB\xBF\xE5\x8F\xB0"), u"\u53F0");
+    EXPECT_EQ(WidenMarked("\xFF\xFE\xF0\x53z"), u"\u53F0") << "half a unit at the end is dropped";
+    EXPECT_EQ(WidenMarked("\xFF\xFE"), u"");
+    EXPECT_EQ(WidenMarked(""), u"");
+}
+
 TEST(Narrow, IsTheWayBackOfWiden) {
     const std::string strBytes = "QV.F.\xE5\x8F\xB0\xE6\x9C\x9F \xF0\x9F\x93\x88";
     EXPECT_EQ(Narrow(Widen(strBytes)), strBytes);

@@ -56,6 +56,44 @@ TEST_F(StorageTables, EmptyTheTablesOfARecordThatWasThereBefore) {
     EXPECT_EQ(OpenRecord()->GetSubTable(u"left", nullptr), nullptr);
 }
 
+TEST_F(StorageTables, AttachTheHolidaysFilledWithWhatTheDatabaseHas) {
+    CStorageTables storage(
+        m_host, m_state, [] {}, [] {},
+        [this](CBaseData& child) {
+            EXPECT_EQ(m_host[u"STORAGE"].GetSubTable(u"Holiday", nullptr), nullptr);
+            CTransaction transaction(child);
+            transaction.SetValue(u"20240101", u"H,CME");
+            transaction.Commit();
+        });
+    m_host[u"STORAGE"];
+    m_host[u"Holiday"];
+    storage.InitContractList(nullptr);
+    const auto pChild = m_host[u"STORAGE"].GetSubTable(u"Holiday", nullptr);
+    ASSERT_NE(pChild, nullptr);
+    EXPECT_EQ(pChild->GetString(u"20240101"), u"H,CME");
+    EXPECT_EQ(m_host[u"Holiday"].GetString(u"20240101"), u"H,CME");
+}
+
+TEST_F(StorageTables, TakeTheHolidaysOfTheRecordThatIsThereAndAskNobody) {
+    CStorageTables storage(
+        m_host, m_state, [] {}, [] {}, [](CBaseData&) { FAIL() << "the record is there"; });
+    const auto pChild = OpenChild(m_host[u"STORAGE"], u"Holiday");
+    {
+        CTransaction transaction(m_host[u"Holiday"]);
+        transaction.SetValue(u"20200101", u"old");
+        transaction.Commit();
+        CTransaction kept(*pChild);
+        kept.SetValue(u"20240101", u"H,CME");
+        kept.Commit();
+    }
+    storage.InitContractList(nullptr);
+    EXPECT_EQ(m_host[u"Holiday"].GetString(u"20240101"), u"H,CME");
+    EXPECT_EQ(m_host[u"Holiday"].GetString(u"20200101"), u"");
+    storage.ReleaseHoliday();
+    m_host.Drop(u"Holiday");
+    storage.InitContractList(nullptr);
+}
+
 TEST_F(StorageTables, LeaveTheRecordOfTheLastSignInAsItIsWithoutStorage) {
     OpenChild(m_host[u"STORAGE"], u"Lumivale");
     m_storage.InitContractList(nullptr);

@@ -50,6 +50,12 @@ TEST_F(SettingsTest, OnlyTheWordCgiTurnsTheStockInfoFlagOn) {
     EXPECT_FALSE(m_settings.ReadOptions().bStkInfoCgi);
 }
 
+TEST_F(SettingsTest, TheHostOfTheHolidaysIsThatOfTheInstallationOrNone) {
+    EXPECT_EQ(m_settings.ReadOptions().strHolidayHost, u"");
+    m_folder.Write("terminal/ComShared/CustomSetting.ini", "[LUMIVale]\nHolidayHost = files.example:8080\n");
+    EXPECT_EQ(m_settings.ReadOptions().strHolidayHost, u"files.example:8080");
+}
+
 TEST_F(SettingsTest, TheRunStateIsReadWithItsListsSplit) {
     WriteRunState(
         "Classification=FUT|OPT:2|\r\nVersion=12\r\nInfoListType=PRO\r\nContractVersion=CME:1|TWF:2|\r\n"

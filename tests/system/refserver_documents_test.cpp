@@ -106,6 +106,20 @@ TEST_F(RefserverDocuments, TakesAnEditOfTheCurrencyRatesUpAndLeavesTheOthersThei
     EXPECT_EQ(LastVersion(*m_pServer), strVersion);
 }
 
+TEST_F(RefserverDocuments, ServesTheHolidayTextByItsNameUncompressedWithLinesThatEndInCrLf) {
+    const std::string strTarget = "/hx-bin/File.cgi?ARG=/Velmora/Hexquote/bin/OBHoliday.txt";
+    EXPECT_EQ(Get(*m_pServer, strTarget).nStatus, 404);
+    m_world.Write("OBHoliday.txt", "# days\n20260101\tH\tCME\r\n20260102\tH\tCBOT");
+    const auto answer = Get(*m_pServer, strTarget, true);
+    EXPECT_EQ(answer.nStatus, 200);
+    EXPECT_EQ(answer.strBody, "# days\r\n20260101\tH\tCME\r\n20260102\tH\tCBOT");
+    EXPECT_EQ(answer.strEncoding, "");
+    m_world.Write("OBHoliday.txt", std::string("\xFF\xFE\n\0x\0", 6));
+    EXPECT_EQ(Get(*m_pServer, strTarget).strBody, std::string("\xFF\xFE\n\0x\0", 6));
+    EXPECT_EQ(Get(*m_pServer, "/hx-bin/File.cgi?ARG=/etc/passwd").nStatus, 404);
+    EXPECT_EQ(Get(*m_pServer, "/hx-bin/File.cgi").nStatus, 404);
+}
+
 TEST_F(RefserverDocuments, RefusesOtherPathsAndMethods) {
     EXPECT_EQ(Get(*m_pServer, "/other.do").nStatus, 404);
     httplib::Client client("127.0.0.1", m_pServer->GetPort());

@@ -75,7 +75,8 @@ TEST_F(RefserverGenerate, GivesTheSameFilesForTheSameSeedOnly) {
     ASSERT_EQ(Generate("b", 80, 500, 7, 4000), 0);
     ASSERT_EQ(Generate("c", 80, 500, 8, 4000), 0);
     EXPECT_EQ(ReadAll("a"), ReadAll("b"));
-    for (const std::string strFile : {"securities/CME.json", "contracts/CME.json", "stkinfo/sse.json", "world.json"}) {
+    for (const std::string strFile :
+         {"securities/CME.json", "contracts/CME.json", "stkinfo/sse.json", "OBHoliday.txt", "world.json"}) {
         EXPECT_NE(m_folder.Read("a/" + strFile), m_folder.Read("c/" + strFile)) << strFile;
     }
 }

@@ -272,6 +272,33 @@ TEST(SampleRates, AreThoseOfTheDollarAndPairsThatFollowFromThem) {
     for (const char* pszCurrency : {"EUR", "HKD", "JPY", "RMB", "TWD"}) EXPECT_TRUE(mapDollar.contains(pszCurrency));
 }
 
+TEST_F(SampleWorld, HasTheHolidaysOfItsExchangesForTwoYears) {
+    const std::string strText = ReadFile(fs::path(LUMIVALE_SAMPLE) / "world/OBHoliday.txt");
+    std::set<std::string> setExchanges;
+    for (const auto& [strKey, members] : m_mapSecurities) setExchanges.insert(Split(strKey, '.').at(2));
+    std::map<std::string, std::set<std::string>> mapYears;  // of each exchange
+    std::string strLast;
+    for (const std::string& strLine : Split(strText, '\n')) {
+        if (strLine.empty()) continue;
+        ASSERT_EQ(strLine.back(), '\r') << strLine;
+        if (strLine == "\r" || strLine.starts_with('#')) continue;
+        const auto arFields = Split(strLine.substr(0, strLine.size() - 1), '\t');
+        ASSERT_EQ(arFields.size(), 3U) << strLine;
+        EXPECT_TRUE(IsDate(arFields[0])) << strLine;
+        EXPECT_LT(strLast, arFields[0]);
+        strLast = arFields[0];
+        EXPECT_EQ(arFields[1], "H");
+        for (const std::string& strExchange : Split(arFields[2], ',')) {
+            EXPECT_TRUE(setExchanges.contains(strExchange)) << strLine;
+            mapYears[strExchange].insert(arFields[0].substr(0, 4));
+        }
+    }
+    EXPECT_EQ(mapYears.size(), setExchanges.size() - 1) << "all but CDE, which trades every day";
+    for (const auto& [strExchange, setYears] : mapYears) {
+        EXPECT_EQ(setYears, (std::set<std::string>{"2026", "2027"})) << strExchange;
+    }
+}
+
 TEST(SampleHome, HasTheWordsOfEveryLanguageAndTheOtherSettings) {
     const fs::path folder = fs::path(LUMIVALE_SAMPLE) / "home/ComShared";
     const std::string strWords = "\n" + ReadFile(folder / "MsgString.ini");

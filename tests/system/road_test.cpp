@@ -248,7 +248,14 @@ TEST_F(RoadTest, TheNextStartRemovesWhatAHostKilledInTheMiddleOfAReplacementLeft
         }
         return arNames;
     };
-    RunOnce();
+    // With holidays, so that no database is left to be written before the file that the process ends over.
+    m_folder.Write("world/OBHoliday.txt", "20260101\tH\tTWF\n");
+    StartHost();
+    m_host->Ask(R"({"do":"set","table":"PERMISSIONS.LUMIVale","values":{"TradingDayURL":")" + m_server->GetUrl() +
+                R"(hx-bin/File.cgi?ARG=OBHoliday.txt"}})");
+    SignIn();
+    m_host->Ask(R"({"do":"wait","event":"WriteLog","match":{"line":"GetHoliday End"},"after":0})");
+    EXPECT_EQ(m_host->Finish(), 0);
     ASSERT_THAT(listConfigs(), UnorderedElementsAre("LUMIVale.ini", "LumivaleInfo.dat"));
     const std::string strLater(TAIPEI_LATER);
     m_folder.Write("world/securities/TWF.json",
