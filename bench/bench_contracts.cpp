@@ -39,7 +39,7 @@ private:
     CSession m_session{platform::MachineClock()};
     CServerList m_servers;
     CErrorReport m_errors{m_model.host, platform::MachineClock()};
-    CStorageTables m_storage{m_model.host, m_model.state, [] {}};
+    CStorageTables m_storage{m_model.host, m_model.state, {}};
     CContractListDocument m_document{{m_model.host, m_session, m_servers, m_errors, m_storage, m_model.builder,
                                       m_model.state, platform::MachineClock()},
                                      {[] { return false; }, [] {}, [] {}}};

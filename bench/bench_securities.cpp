@@ -165,7 +165,7 @@ private:
     CSession m_session{platform::MachineClock()};
     CServerList m_servers;
     CErrorReport m_errors{m_host, platform::MachineClock()};
-    CStorageTables m_storage{m_host, m_state, [] {}};
+    CStorageTables m_storage{m_host, m_state, {}};
     CSecuritiesDocument m_document{{m_host, m_session, m_servers, m_errors, m_storage, m_parser, m_state},
                                    [this] { MakeLists(); }};
     JsonDocument m_docSecurities;

@@ -1,7 +1,7 @@
 /// The latency test of eight servers on loopback, four that answer after 30 ms and four that keep silent, next to one
-/// answer of 30 ms, which takes 42 with its unpacking.
+/// answer of 30 ms.
 ///
-/// `LatencyTest` is to stay within 120 ms, 2.8 times `OneAnswer`. `LatencyTestAgain` follows another test, whose
+/// `LatencyTest` is to stay within 120 ms, four times `OneAnswer`. `LatencyTestAgain` follows another test, whose
 /// workers it has to sweep first.
 
 #include <array>

@@ -9,7 +9,7 @@ namespace qvant {
 
 std::uint32_t CStorageTables::InitContractList(CBaseData* pCurrencyMapping) {
     BindChildren();
-    m_startHardwareReport();
+    m_steps.startHardwareReport();
     m_state.m_mapCurrencyMapping.clear();
     m_state.m_arClassification.clear();
     m_state.m_mapContractVersion.clear();
@@ -90,7 +90,7 @@ void CStorageTables::BindHolidays(CBaseData& storage) {
 std::unique_ptr<CBaseData> CStorageTables::MakeHolidays(CBaseData& storage) const {
     auto pChild = CBaseData::CreateNew();
     if (!pChild) return nullptr;
-    m_fillHolidays(*pChild);
+    m_steps.fillHolidays(*pChild);
     CTransaction transaction(storage);
     transaction.SetTable(u"Holiday", *pChild);
     transaction.Commit();
@@ -166,7 +166,7 @@ std::uint32_t CStorageTables::CompareClassification(const Text& strLanguage) {
     if (strClassification == m_state.m_strClassification && strLanguage == m_state.AppsLanguage) return 0;
     m_state.m_strClassification = strClassification;
     m_state.AppsLanguage = strLanguage;
-    m_languageChanged();
+    m_steps.languageChanged();
     return L_REQUERY_CLASSOFOCATION;
 }
 

@@ -22,19 +22,18 @@ enum Requery : std::uint32_t {
 /// the holidays, which threads of their own may bring at any time.
 class CStorageTables {
 public:
-    /// @param languageChanged      reads the symbol words and makes the underlying lists anew for `AppsLanguage`
-    /// @param startHardwareReport  starts the machine report on a thread of its own; called once the children are bound
-    /// @param fillHolidays         writes the holidays of the record database into a new child; leaves it when there
-    ///                             are none
-    CStorageTables(
-        IHost& host, RunState& state, std::function<void()> languageChanged,
-        std::function<void()> startHardwareReport = [] {},
-        std::function<void(CBaseData& child)> fillHolidays = [](CBaseData&) {})
-        : m_host(host),
-          m_state(state),
-          m_languageChanged(std::move(languageChanged)),
-          m_startHardwareReport(std::move(startHardwareReport)),
-          m_fillHolidays(std::move(fillHolidays)) {}
+    /// What it sets going; whoever tests it alone leaves out what he doesn't need.
+    struct Steps {
+        /// Reads the symbol words and makes the underlying lists anew for `AppsLanguage`.
+        std::function<void()> languageChanged = [] {};
+        /// Writes the holidays of the record database into a new child; leaves it when there are none.
+        std::function<void(CBaseData& child)> fillHolidays = [](CBaseData&) {};
+        /// Starts the machine report on a thread of its own; called once the children are bound.
+        std::function<void()> startHardwareReport = [] {};
+    };
+
+    CStorageTables(IHost& host, RunState& state, Steps steps)
+        : m_host(host), m_state(state), m_steps(std::move(steps)) {}
 
     /// Binds the children, takes the user's classification, currency pairs and language over.
     /// @param pCurrencyMapping  the table "CurrencyMapping", or null
@@ -85,9 +84,7 @@ private:
 
     IHost& m_host;
     RunState& m_state;
-    const std::function<void()> m_languageChanged;
-    const std::function<void()> m_startHardwareReport;
-    const std::function<void(CBaseData& child)> m_fillHolidays;
+    const Steps m_steps;
     std::unique_ptr<CBaseData> m_pLumivale;
     CStorageTwin m_tradePermissions;
     CStorageTwin m_holidays;

@@ -38,9 +38,9 @@ CLumivale::CLumivale(IHost& host, const platform::IClock& clock)
       m_parser(host, m_times),
       m_lists(host),
       m_builder({host, m_state, m_lists, m_words, m_localExchanges}),
-      m_storage(
-          host, m_state, [this] { LoadLanguage(); }, [this] { StartHardwareReport(); },
-          [this](CBaseData& child) { m_holidays.FillFromDatabase(child); }),
+      m_storage(host, m_state,
+                {[this] { LoadLanguage(); }, [this](CBaseData& child) { m_holidays.FillFromDatabase(child); },
+                 [this] { StartHardwareReport(); }}),
       m_securities({host, m_session, m_servers, m_errors, m_storage, m_parser, m_state},
                    [this] { MakeUnderlyingList(); }),
       m_stockInfo({host, m_session, m_servers, m_errors, m_state}),

@@ -91,7 +91,7 @@ protected:
     CSession m_session{platform::MachineClock()};
     CServerList m_servers;
     CErrorReport m_errors{m_host, platform::MachineClock()};
-    CStorageTables m_storage{m_host, m_state, [] {}};
+    CStorageTables m_storage{m_host, m_state, {}};
     CUnderlyingLists m_lists{m_host};
     SymbolWords m_words;
     CLocalExchanges m_localExchanges;

@@ -134,7 +134,8 @@ protected:
     CSession m_session{m_clock};
     CErrorReport m_errors{m_host, m_clock};
     std::optional<CHolidayCalendar> m_calendar;
-    CStorageTables m_storage{m_host, m_state, [] {}, [this](CBaseData& child) { m_calendar->FillFromDatabase(child); }};
+    CStorageTables m_storage{
+        m_host, m_state, {.fillHolidays = [this](CBaseData& child) { m_calendar->FillFromDatabase(child); }}};
     platform::CEvent m_eventHolidayReady{platform::CEvent::Reset::Manual, true};
     std::unique_ptr<CBaseData> m_pHoliday;
 };

@@ -60,7 +60,7 @@ protected:
     CTimeZones m_zones;
     CExchangeTimes m_times{m_zones, platform::MachineClock()};
     CSecuritiesParser m_parser{m_host, m_times};
-    CStorageTables m_storage{m_host, m_state, [] {}};
+    CStorageTables m_storage{m_host, m_state, {}};
     int m_nListsMade = 0;
     CSecuritiesDocument m_document{{m_host, m_session, m_servers, m_errors, m_storage, m_parser, m_state},
                                    [this] { ++m_nListsMade; }};

@@ -48,7 +48,7 @@ protected:
     RunState m_state;
     CSession m_session{platform::MachineClock()};
     CErrorReport m_errors{m_host, platform::MachineClock()};
-    CStorageTables m_storage{m_host, m_state, [] {}};
+    CStorageTables m_storage{m_host, m_state, {}};
     CTradePermissions m_permissions{{m_host, m_session, m_errors, m_storage, m_state}};
 };
 

@@ -23,7 +23,7 @@ protected:
 
     CTestHost m_host;
     RunState m_state;
-    CStorageTables m_storage{m_host, m_state, [] {}};
+    CStorageTables m_storage{m_host, m_state, {}};
 };
 
 TEST_F(StorageTables, TellOfAVersionBeforeReadersSeeIt) {
@@ -57,14 +57,13 @@ TEST_F(StorageTables, EmptyTheTablesOfARecordThatWasThereBefore) {
 }
 
 TEST_F(StorageTables, AttachTheHolidaysFilledWithWhatTheDatabaseHas) {
-    CStorageTables storage(
-        m_host, m_state, [] {}, [] {},
-        [this](CBaseData& child) {
-            EXPECT_EQ(m_host[u"STORAGE"].GetSubTable(u"Holiday", nullptr), nullptr);
-            CTransaction transaction(child);
-            transaction.SetValue(u"20240101", u"H,CME");
-            transaction.Commit();
-        });
+    const auto fill = [this](CBaseData& child) {
+        EXPECT_EQ(m_host[u"STORAGE"].GetSubTable(u"Holiday", nullptr), nullptr);
+        CTransaction transaction(child);
+        transaction.SetValue(u"20240101", u"H,CME");
+        transaction.Commit();
+    };
+    CStorageTables storage(m_host, m_state, {.fillHolidays = fill});
     m_host[u"STORAGE"];
     m_host[u"Holiday"];
     storage.InitContractList(nullptr);
@@ -75,8 +74,7 @@ TEST_F(StorageTables, AttachTheHolidaysFilledWithWhatTheDatabaseHas) {
 }
 
 TEST_F(StorageTables, TakeTheHolidaysOfTheRecordThatIsThereAndAskNobody) {
-    CStorageTables storage(
-        m_host, m_state, [] {}, [] {}, [](CBaseData&) { FAIL() << "the record is there"; });
+    CStorageTables storage(m_host, m_state, {.fillHolidays = [](CBaseData&) { FAIL() << "the record is there"; }});
     const auto pChild = OpenChild(m_host[u"STORAGE"], u"Holiday");
     {
         CTransaction transaction(m_host[u"Holiday"]);
@@ -108,11 +106,11 @@ TEST_F(StorageTables, LeaveTheRecordOfTheLastSignInAsItIsWithoutStorage) {
 TEST_F(StorageTables, StartTheMachineReportOnceTheRecordIsThereAndBeforeItsTablesGo) {
     AddTable(*OpenChild(m_host[u"STORAGE"], u"Lumivale"));
     std::vector<bool> arTablesLeft;
-    CStorageTables storage{m_host, m_state, [] {},
-                           [&] {
-                               const auto pRecord = OpenRecord();
-                               arTablesLeft.push_back(pRecord && pRecord->GetSubTable(u"left", nullptr));
-                           }};
+    const auto report = [&] {
+        const auto pRecord = OpenRecord();
+        arTablesLeft.push_back(pRecord && pRecord->GetSubTable(u"left", nullptr));
+    };
+    CStorageTables storage(m_host, m_state, {.startHardwareReport = report});
     storage.InitContractList(nullptr);
     EXPECT_THAT(arTablesLeft, testing::ElementsAre(true));
     m_host.Drop(u"STORAGE");
