@@ -45,9 +45,8 @@ inline constexpr const char* LIST_2 =
 class RefreshTest : public ::testing::Test {
 protected:
     RefreshTest() {
-        for (const auto* pszTable :
-             {u"STORAGE", u"OpenTimeExchange", u"orderExchange", u"Security.Info", u"Contract.List",
-              u"Contract.List.Name", u"HOTMONTHTABLE", u"NearbyMonth"}) {
+        for (const auto* pszTable : {u"STORAGE", u"OpenTimeExchange", u"orderExchange", u"Security.Info",
+                                     u"Contract.List", u"Contract.List.Name", u"HOTMONTHTABLE", u"NearbyMonth"}) {
             m_host.MakeTable(pszTable);
         }
         const Text strHome = m_folder / "";
@@ -77,8 +76,7 @@ protected:
 
     /// A time of day in UTC, on the day of the test.
     void SetTimeOfDay(int nHour, int nMinute = 0) {
-        m_clock.SetNow(
-            platform::FromUtc({.nYear = 2026, .nMonth = 3, .nDay = 2, .nHour = nHour, .nMinute = nMinute}));
+        m_clock.SetNow(platform::FromUtc({.nYear = 2026, .nMonth = 3, .nDay = 2, .nHour = nHour, .nMinute = nMinute}));
     }
     std::size_t CountLog(std::string_view strLine) const {
         const auto arLog = m_host.GetLog();
@@ -108,9 +106,8 @@ protected:
     SymbolWords m_words;
     CLocalExchanges m_localExchanges;
     CContractBuilder m_builder{{m_host, m_state, m_lists, m_words, m_localExchanges}};
-    CContractListDocument m_contracts{
-        {m_host, m_session, m_servers, m_errors, m_storage, m_builder, m_state, m_clock},
-        {[] { return false; }, [] {}, [] {}}};
+    CContractListDocument m_contracts{{m_host, m_session, m_servers, m_errors, m_storage, m_builder, m_state, m_clock},
+                                      {[] { return false; }, [] {}, [] {}}};
     KeptTables m_tables;
     platform::CStoppableLock m_lockPass;
     platform::CEvent m_eventSymbolLookUp{platform::CEvent::Reset::Manual, true};

@@ -1,11 +1,11 @@
-#include "refresh_fixture.h"
-
 #include <filesystem>
 #include <future>
 
 #include <sys/resource.h>
 #include <sys/syscall.h>
 #include <unistd.h>
+
+#include "refresh_fixture.h"
 
 namespace qvant::test {
 
@@ -38,10 +38,9 @@ TEST_F(RefreshTest, TheTimerPassesEvery37Minutes) {
     m_clock.Advance(PERIOD - 1);
     EXPECT_THAT(m_host.GetLog(), IsEmpty());
     m_clock.Advance(1);
-    EXPECT_THAT(m_host.GetLog(),
-                AllOf(Contains("OnLumTimer ID:100"),
-                      Contains("TimerQueryAll WaitForSingleObject : m_hEventSymbolLookUp"),
-                      Contains("TimerQueryAll m_hEventSymbolLookUp Done")));
+    EXPECT_THAT(m_host.GetLog(), AllOf(Contains("OnLumTimer ID:100"),
+                                       Contains("TimerQueryAll WaitForSingleObject : m_hEventSymbolLookUp"),
+                                       Contains("TimerQueryAll m_hEventSymbolLookUp Done")));
     m_clock.Advance(2 * PERIOD);
     EXPECT_EQ(CountPasses(), 3u);
 }

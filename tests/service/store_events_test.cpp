@@ -177,9 +177,13 @@ TEST_F(StoreEvents, TheDisplayWordsAreReadBehindTheLoad) {
 }
 
 TEST_F(StoreEvents, TheWordOfALanguageIsTheLastThreeUnitsOfAChineseCulture) {
-    for (const auto& [pszCulture, pszWord] :
-         {std::pair{u"zh-CHT", u"CHT"}, {u"zh-CN", u"-CN"}, {u"zh-TW", u"-TW"}, {u"zh-", u"zh-"}, {u"", u"ENG"},
-          {u"x-zh-CHS", u"CHS"}, {u"de-DE", u"ENG"}}) {
+    for (const auto& [pszCulture, pszWord] : {std::pair{u"zh-CHT", u"CHT"},
+                                              {u"zh-CN", u"-CN"},
+                                              {u"zh-TW", u"-TW"},
+                                              {u"zh-", u"zh-"},
+                                              {u"", u"ENG"},
+                                              {u"x-zh-CHS", u"CHS"},
+                                              {u"de-DE", u"ENG"}}) {
         SetCulture(pszCulture);
         EXPECT_EQ(m_state.AppsLanguage, pszWord);
         EXPECT_EQ(ReadSetting(u"AppsLanguage"), pszWord);

@@ -42,8 +42,8 @@ protected:
     }
     /// Waits for the next line of the log that holds the text.
     bool WaitForLine(const std::string& strText) {
-        const auto reply = m_host->Ask(R"({"do":"wait","event":"WriteLog","match":{"line":")" + strText +
-                                       R"("},"timeout_ms":20000})");
+        const auto reply =
+            m_host->Ask(R"({"do":"wait","event":"WriteLog","match":{"line":")" + strText + R"("},"timeout_ms":20000})");
         return reply["ok"].GetBool();
     }
     std::string OpenTime() {
