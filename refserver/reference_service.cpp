@@ -19,10 +19,11 @@ constexpr std::string_view ControlFolder = "/_control/";
 constexpr std::size_t MostCountedPaths = 1000;
 constexpr std::size_t GzipHeaderBytes = 10;
 
-HttpReply MakeReadyReply(const ReadyBody& ready, bool bGzip) {
+/// A body that compression would only make longer goes as it is, which spares the client the unpacking too.
+HttpReply MakeReadyReply(const ReadyBody& ready, bool bAcceptsGzip) {
     HttpReply reply;
-    reply.body = bGzip ? ready.gzipped : ready.plain;
-    reply.bGzip = bGzip;
+    reply.bGzip = bAcceptsGzip && ready.gzipped->size() < ready.plain->size();
+    reply.body = reply.bGzip ? ready.gzipped : ready.plain;
     return reply;
 }
 

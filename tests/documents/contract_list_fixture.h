@@ -12,20 +12,10 @@
 #include "documents/contract_list_document.h"
 #include "platform/stop.h"
 #include "support/document_server.h"
+#include "support/listening_host.h"
 #include "support/scratch_folder.h"
-#include "support/test_host.h"
 
 namespace qvant::test {
-
-/// Runs what the test wants at a line of the log.
-class CListeningHost : public CTestHost {
-public:
-    std::function<void(TextView strLine)> onLog = [](TextView) {};
-    void LogMessage(TextView strText) override {
-        CTestHost::LogMessage(strText);
-        onLog(strText);
-    }
-};
 
 /// A clock that runs what the test wants when it is asked, which a load does right before it makes its block. It stands
 /// at a second of its own in each process, and so do the names of the blocks.

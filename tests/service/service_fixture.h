@@ -47,7 +47,7 @@ protected:
     /// A new service object, as after a restart of the terminal; the store's tables stay.
     void Load() {
         m_service.reset();
-        m_service.emplace(m_host, platform::MachineClock());
+        m_service.emplace(m_host, *m_pClock);
     }
 
     HRESULT Status(SubStatus nSubStatus) { return m_service->OnSystemStatus(SYSTEM_STATUS, nSubStatus); }
@@ -71,6 +71,7 @@ protected:
     CEnvironment m_home{"LUMIVALE_HOME", (m_folder.GetPath() / "terminal").string()};
     CEnvironment m_common{"LUMIVALE_COMMON_DATA", (m_folder.GetPath() / "common").string()};
     CTestHost m_host;
+    const platform::IClock* m_pClock = &platform::MachineClock();  ///< of the next service object
     CDocumentServer m_server;
     std::optional<CLumivale> m_service;
 };

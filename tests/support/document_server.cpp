@@ -57,9 +57,9 @@ std::vector<std::string> CDocumentServer::GetTargets() const {
     return m_arTargets;
 }
 
-void CDocumentServer::WaitForQuery() const {
+void CDocumentServer::WaitForQueries(std::size_t nCount) const {
     std::unique_lock lock(m_mutex);
-    m_changed.wait(lock, [this] { return !m_arTargets.empty(); });
+    m_changed.wait(lock, [&] { return m_arTargets.size() >= nCount; });
 }
 
 void CDocumentServer::Answer(const httplib::Request& request, httplib::Response& response) {
@@ -72,7 +72,8 @@ void CDocumentServer::Answer(const httplib::Request& request, httplib::Response&
         response.status = m_nStatus;
         response.set_content(m_strAlways, "application/json");
     } else if (request.get_param_value("lastVersion") == document.strVersion) {
-        response.set_content("{\"LastVersion\":\"" + document.strVersion + "\"}", "application/json");
+        // As a server would: so little isn't worth compressing.
+        response.set_content("{\"LastVersion\":\"" + document.strVersion + "\"}", "application/octet-stream");
     } else {
         response.set_content(document.strText, "application/json");
     }

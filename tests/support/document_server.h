@@ -35,7 +35,9 @@ public:
 
     /// Targets of the queries so far, query strings included.
     std::vector<std::string> GetTargets() const;
-    void WaitForQuery() const;
+    void WaitForQuery() const { WaitForQueries(1); }
+    /// Waits until so many queries have come in all.
+    void WaitForQueries(std::size_t nCount) const;
 
 private:
     struct Document {
