@@ -157,9 +157,11 @@ std::string NextDay(const std::string& strOld) {
 Publication PublishRates(const PublishOptions& options) {
     const fs::path file = options.data / CurrencyFile;
     auto root = ReadObject(file);
-    const auto it = root.FindMember("LastVersion");
     std::string strOld;
-    if (it != root.MemberEnd()) strOld = it->value.IsString() ? std::string(ToView(it->value)) : ToJson(it->value);
+    if (root.HasMember("LastVersion")) {
+        const rapidjson::Value& old = root["LastVersion"];
+        strOld = old.IsString() ? std::string(ToView(old)) : ToJson(old);
+    }
     const std::string strNew = ChooseVersion(options, "rates", strOld, NextDay(strOld));
     root.RemoveMember("LastVersion");
     const bool bNumber = strNew.size() <= 18 && strNew.find_first_not_of("0123456789") == std::string::npos;
