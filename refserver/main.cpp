@@ -58,8 +58,9 @@ int Run(const GenerateOptions& options) {
 
 int Run(const PublishOptions& options) {
     for (const auto& publication : Publish(options)) {
-        std::cout << publication.strDocument << ": " << publication.strOldVersion << " -> " << publication.strNewVersion
-                  << "\n";
+        const auto& strOld = publication.strOldVersion;
+        std::cout << publication.strDocument << ": " << (strOld.empty() ? "no version" : strOld) << " -> "
+                  << publication.strNewVersion << "\n";
     }
     return 0;
 }

@@ -111,6 +111,8 @@ struct FamilyName {
 
 constexpr FamilyName Families[] = {{"securities", DocumentFamily::Securities, false},
                                    {"contracts", DocumentFamily::Contracts, true},
+                                   {"rates", DocumentFamily::Rates, false},
+                                   {"holidays", DocumentFamily::Holidays, false},
                                    {"stocks", DocumentFamily::Stocks, false}};
 
 Options ParsePublish(CArguments& arguments) {
@@ -160,7 +162,7 @@ std::string HelpText() {
 
   lumivale-refserver --data DIR [--port N] [--address A] [--fault F]...
   lumivale-refserver generate --products N --contracts M [--listed L] --seed S --out DIR
-  lumivale-refserver publish --data DIR securities|contracts NAME|stocks [--version V]
+  lumivale-refserver publish --data DIR WHAT [NAME] [--version V]
 
 Serving:
   --data DIR      the data folder: world.json, permissions.json and the files *.json of
@@ -201,8 +203,11 @@ next time; a server of the folder may run meanwhile. It prints the document with
 new version.
   securities      the securities document
   contracts NAME  the contract list of the classification NAME
+  rates           the currency rates; the version is their day
+  holidays        the holiday calendar; the version is a remark at its end
   stocks          the stock infos
-  --version V     how the new version begins; without it the old beginning is counted up
+  --version V     the new version, or how it begins where the server puts a hash behind it; without
+                  it the old one is counted up, that of the rates by days
 
   --help, --version
 

@@ -28,7 +28,7 @@ struct GenerateOptions {
 };
 
 /// The documents that can be published.
-enum class DocumentFamily { Securities, Contracts, Stocks };
+enum class DocumentFamily { Securities, Contracts, Rates, Holidays, Stocks };
 
 struct PublishOptions {
     std::filesystem::path data;

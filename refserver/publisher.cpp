@@ -1,6 +1,8 @@
 #include "publisher.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 
 #include <fcntl.h>
@@ -36,6 +38,8 @@ private:
     int m_hFolder;
 };
 
+constexpr std::string_view HolidayVersion = "# version ";
+
 /// The documents that the options mean, by their names in "versions".
 std::vector<std::string> ListDocuments(const World& world, const PublishOptions& options) {
     std::vector<std::string> arDocuments;
@@ -54,6 +58,9 @@ std::vector<std::string> ListDocuments(const World& world, const PublishOptions&
                 arDocuments.push_back(StockInfoDocument(strExchange));
             }
             if (arDocuments.empty()) throw CWorldError("there is no stock info");
+            break;
+        case DocumentFamily::Rates:
+        case DocumentFamily::Holidays:
             break;
     }
     return arDocuments;
@@ -97,6 +104,14 @@ void SetVersion(rapidjson::Document& root, const std::string& strDocument, const
     versions.AddMember(copy(strDocument), copy(strBeginning), allocator);
 }
 
+/// @param strNext  the version behind the old one, for who doesn't name any
+std::string ChooseVersion(const PublishOptions& options, const std::string& strDocument, const std::string& strOld,
+                          const std::string& strNext) {
+    const std::string& strNew = options.strVersion.empty() ? strNext : options.strVersion;
+    if (strNew == strOld) throw CWorldError(strDocument + " has the version \"" + strNew + "\" already");
+    return strNew;
+}
+
 /// A new beginning for each document's version.
 void RaiseVersions(const PublishOptions& options, const std::vector<std::string>& arDocuments) {
     const fs::path file = options.data / "world.json";
@@ -107,18 +122,12 @@ void RaiseVersions(const PublishOptions& options, const std::vector<std::string>
     }
     for (const auto& strDocument : arDocuments) {
         const std::string& strOld = versions.GetBeginning(strDocument);
-        const std::string strNew = options.strVersion.empty() ? NextBeginning(strOld) : options.strVersion;
-        if (strNew == strOld) throw CWorldError(strDocument + " has the version \"" + strNew + "\" already");
-        SetVersion(root, strDocument, strNew);
+        SetVersion(root, strDocument, ChooseVersion(options, strDocument, strOld, NextBeginning(strOld)));
     }
     ReplaceText(file, ToPrettyJson(root));
 }
 
-}  // namespace
-
-std::vector<Publication> Publish(const PublishOptions& options) {
-    const CFolderLock lock(options.data);
-    const World before = ReadWorld(options.data);
+std::vector<Publication> PublishVersioned(const PublishOptions& options, const World& before) {
     const auto arDocuments = ListDocuments(before, options);
     RaiseVersions(options, arDocuments);
     const World after = ReadWorld(options.data);
@@ -127,6 +136,73 @@ std::vector<Publication> Publish(const PublishOptions& options) {
         arPublications.push_back({strDocument, FindVersion(before, strDocument), FindVersion(after, strDocument)});
     }
     return arPublications;
+}
+
+/// A decimal yyyymmdd of the day that comes next: today, or the day after the old one.
+std::string NextDay(const std::string& strOld) {
+    using std::chrono::days;
+    auto day = std::chrono::floor<days>(std::chrono::system_clock::now());
+    if (strOld.size() == 8 && strOld.find_first_not_of("0123456789") == std::string::npos) {
+        const std::chrono::year_month_day old(std::chrono::year(std::stoi(strOld.substr(0, 4))),
+                                              std::chrono::month(static_cast<unsigned>(std::stoi(strOld.substr(4, 2)))),
+                                              std::chrono::day(static_cast<unsigned>(std::stoi(strOld.substr(6)))));
+        if (old.ok()) day = std::max(day, std::chrono::sys_days(old) + days(1));
+    }
+    const std::chrono::year_month_day next(day);
+    return std::to_string(int{next.year()} * 10000 + static_cast<int>(unsigned{next.month()} * 100) +
+                          static_cast<int>(unsigned{next.day()}));
+}
+
+/// The rates bring their version along, in practice their day.
+Publication PublishRates(const PublishOptions& options) {
+    const fs::path file = options.data / CurrencyFile;
+    auto root = ReadObject(file);
+    std::string strOld;
+    if (root.HasMember("LastVersion")) {
+        const rapidjson::Value& old = root["LastVersion"];
+        strOld = old.IsString() ? std::string(ToView(old)) : ToJson(old);
+    }
+    const std::string strNew = ChooseVersion(options, "rates", strOld, NextDay(strOld));
+    root.RemoveMember("LastVersion");
+    const bool bNumber = strNew.size() <= 18 && strNew.find_first_not_of("0123456789") == std::string::npos;
+    rapidjson::Value version;
+    if (bNumber) {
+        version.SetInt64(std::stoll(strNew));
+    } else {
+        version.SetString(strNew.data(), static_cast<rapidjson::SizeType>(strNew.size()), root.GetAllocator());
+    }
+    root.AddMember("LastVersion", version, root.GetAllocator());
+    ReplaceText(file, ToPrettyJson(root));
+    return {"rates", strOld, strNew};
+}
+
+/// The text has no version; whoever has it compares all of it. So a remark at its end tells of the publication.
+Publication PublishHolidays(const PublishOptions& options) {
+    const fs::path file = options.data / HolidayFile;
+    std::string strText = ReadText(file);
+    if (strText.starts_with("\xFF\xFE")) throw CWorldError(file.string() + ": is wide text; edit it by hand");
+    std::string strOld;
+    const auto nRemark = strText.rfind(HolidayVersion);
+    if (nRemark != std::string::npos && (nRemark == 0 || strText[nRemark - 1] == '\n')) {
+        const auto nStart = nRemark + HolidayVersion.size();
+        const auto nEnd = std::min(strText.find_first_of("\r\n", nStart), strText.size());
+        strOld = strText.substr(nStart, nEnd - nStart);
+        strText.erase(nRemark, std::min(strText.find('\n', nEnd), strText.size() - 1) + 1 - nRemark);
+    }
+    const std::string strNew = ChooseVersion(options, "holidays", strOld, NextBeginning(strOld));
+    if (!strText.empty() && !strText.ends_with('\n')) strText += "\r\n";
+    ReplaceText(file, strText.append(HolidayVersion).append(strNew).append("\r\n"));
+    return {"holidays", strOld, strNew};
+}
+
+}  // namespace
+
+std::vector<Publication> Publish(const PublishOptions& options) {
+    const CFolderLock lock(options.data);
+    const World before = ReadWorld(options.data);
+    if (options.nFamily == DocumentFamily::Rates) return {PublishRates(options)};
+    if (options.nFamily == DocumentFamily::Holidays) return {PublishHolidays(options)};
+    return PublishVersioned(options, before);
 }
 
 }  // namespace qvant::refserver

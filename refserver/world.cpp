@@ -22,8 +22,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* PermissionsFile = "permissions.json";
-constexpr const char* CurrencyFile = "currency.json";
-constexpr const char* HolidayFile = "OBHoliday.txt";
 // The folders whose every file whose name ends in ".json" belongs to the world.
 constexpr std::array<const char*, 4> Folders = {"securities", "contracts", "classifications", "stkinfo"};
 

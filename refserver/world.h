@@ -13,6 +13,10 @@
 
 namespace qvant::refserver {
 
+/// Files of a data folder that are documents by themselves.
+inline constexpr const char* CurrencyFile = "currency.json";
+inline constexpr const char* HolidayFile = "OBHoliday.txt";
+
 /// The list type that holds every security, and that an unknown one is answered with.
 inline constexpr std::string_view AllSecurities = "ALL";
 

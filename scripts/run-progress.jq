@@ -7,8 +7,9 @@ def text:
     elif .event == "SendTopic" then "\(.topic) \(.text)"
     else (.table // .topic // .name // "")
     end;
+def refresh: .refresh | select(.) | "\(.passes) passes, \(if .running then "one runs" else "idle" end)";
 def oneline: tostring | gsub("[\u0000-\u001f]"; " ");
 if has("event") then ["event", .ms, .event, text]
-else ["reply", .reply, .ok, .ms, (.result // .error // "")]
+else ["reply", .reply, .ok, .ms, (.result // .error // (.card.reset_utc // [])[0] // refresh // "")]
 end
 | map(oneline) | join("\u001f")

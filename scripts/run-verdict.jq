@@ -22,6 +22,18 @@ def builds: fetches or $changed == "language";
      | "\($table) is empty"),
     # The rates aren't kept on disk.
     (select($mode != "offline" and size("CurrencyExchangeRate"; "values") == 0) | "CurrencyExchangeRate is empty"),
+    (select($mode == "first")
+     | (map(.event == "WriteLog" and (.line | contains("OnLumTimer ID:101"))) | index(true)) as $start
+     | if $start == null then "no refresh began at the reset time"
+       else .[$start:]
+         | (("QuerySecuritiesInfo-SaveVer:", "QueryContractList-SaveVer:", "LoadSecuritiesInfo-End", "LoadContractList-End")
+            as $line | select(logged($line) | not) | "the refresh has no \($line)"),
+           (("Security.Info", "Contract.List") as $table
+            | select(any(.[]; (.event == "OnReplace" or .event == "OnUpdate") and .table == $table) | not)
+            | "who watches \($table) wasn't told of the refresh"),
+           (select(reply("timers") | .refresh.passes == 1 and .refresh.running == false | not)
+            | "the refresh didn't end")
+       end),
     (("rows", "tables") as $section | select(size("Security.Info"; $section) == 0)
      | "Security.Info has no \($section)"),
     (select($mode != "offline" and (any(.[]; .event == "WriteLog" and (.line | endswith("The fastest server:" + $fastest)))

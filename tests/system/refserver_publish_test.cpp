@@ -185,6 +185,47 @@ TEST_F(RefserverPublish, RefusesAFolderWithOneFixedVersion) {
     EXPECT_EQ(m_world.Read("world.json"), R"({"fixedVersion":7})");
 }
 
+TEST_F(RefserverPublish, GivesTheRatesTheirNextDay) {
+    m_world.Write("currency.json", R"({"FX":{"USD":{"TWD":"31.2450"}},"LastVersion":20991231,"RF":{"USD":3.875}})");
+    const auto pServer = CServerProcess::Serve(m_world.GetPath());
+    const auto ask = [&] { return ToJson(Get(*pServer, "/OutsideData_getDocument.do?doc=Currency").strBody); };
+    EXPECT_THAT(Publish({"rates"}).arLines, ElementsAre("rates: 20991231 -> 21000101"));
+    EXPECT_EQ(ask()["LastVersion"].GetInt(), 21000101);
+    EXPECT_STREQ(ask()["FX"]["USD"]["TWD"].GetString(), "31.2450");
+    EXPECT_EQ(ask()["RF"]["USD"].GetDouble(), 3.875);
+    EXPECT_THAT(Publish({"rates", "--version", "noon"}).arLines, ElementsAre("rates: 21000101 -> noon"));
+    EXPECT_STREQ(ask()["LastVersion"].GetString(), "noon");
+    EXPECT_EQ(Publish({"rates", "--version", "20261121"}).nStatus, 0);
+    EXPECT_EQ(ask()["LastVersion"].GetInt(), 20261121);
+    EXPECT_THAT(Publish({"rates", "--version", "20261121"}).strErrors, HasSubstr("already"));
+    // A day that is past is followed by today.
+    const std::string strLine = Publish({"rates"}).arLines.at(0);
+    EXPECT_GT(strLine, "rates: 20261121 -> 20261121");
+}
+
+TEST_F(RefserverPublish, ChangesTheHolidayTextAndNoneOfItsDays) {
+    m_world.Write("OBHoliday.txt", "20260101\tH\tCME");
+    const auto pServer = CServerProcess::Serve(m_world.GetPath());
+    const auto ask = [&] { return Get(*pServer, "/hx-bin/File.cgi?ARG=/OBHoliday.txt").strBody; };
+    EXPECT_THAT(Publish({"holidays"}).arLines, ElementsAre("holidays: no version -> r1"));
+    EXPECT_EQ(ask(), "20260101\tH\tCME\r\n# version r1\r\n");
+    EXPECT_THAT(Publish({"holidays"}).arLines, ElementsAre("holidays: r1 -> r2"));
+    EXPECT_EQ(ask(), "20260101\tH\tCME\r\n# version r2\r\n");
+    EXPECT_THAT(Publish({"holidays", "--version", "r2"}).strErrors,
+                HasSubstr("holidays has the version \"r2\" already"));
+    m_world.Write("OBHoliday.txt", "# version r7");
+    EXPECT_THAT(Publish({"holidays"}).arLines, ElementsAre("holidays: r7 -> r8"));
+    EXPECT_EQ(ask(), "# version r8\r\n");
+    m_world.Write("OBHoliday.txt", std::string("\xFF\xFE#\0", 4));
+    EXPECT_THAT(Publish({"holidays"}).strErrors, HasSubstr("wide text"));
+}
+
+TEST_F(RefserverPublish, RefusesRatesAndHolidaysWhereThereAreNone) {
+    EXPECT_THAT(Publish({"rates"}).strErrors, HasSubstr("currency.json: "));
+    EXPECT_THAT(Publish({"holidays"}).strErrors, HasSubstr("OBHoliday.txt: "));
+    EXPECT_FALSE(std::filesystem::exists(m_world.GetPath() / "OBHoliday.txt"));
+}
+
 TEST_F(RefserverPublish, RefusesStocksWhereThereAreNone) {
     std::filesystem::remove_all(m_world.GetPath() / "stkinfo");
     EXPECT_THAT(Publish({"stocks"}).strErrors, HasSubstr("there is no stock info"));
