@@ -25,10 +25,12 @@ void CContractBuilder::Reserve(std::size_t nContracts) {
          {&m_mapSymbolToName, &m_mapExpireDate, &m_mapLongMargin, &m_mapShortMargin, &m_mapSymbolToInstrument}) {
         pMap->reserve(pMap->size() + nContracts);
     }
-    for (auto* pList : {&m_arAllContract, &m_arContractInsertData}) {
-        const std::size_t nSize = pList->size() + nContracts;
-        if (nSize > pList->capacity()) pList->reserve(std::max(nSize, 2 * pList->capacity()));
-    }
+    const auto Reserve = [nContracts](auto& list) {
+        const std::size_t nSize = list.size() + nContracts;
+        if (nSize > list.capacity()) list.reserve(std::max(nSize, 2 * list.capacity()));
+    };
+    Reserve(m_arAllContract);
+    Reserve(m_arContractInsertData);
 }
 
 void CContractBuilder::MakeContractList(TextView strText, CTransaction* pHotMonth, CTransaction* pNearbyMonth,

@@ -36,7 +36,8 @@ void CContractRecorder::RecordLeaf(const stcContractListNode& leaf, TextView str
     m_strLeafList.clear();
     m_strInstrumentList.clear();
     m_strHotWord = strHotWord;
-    m_strRowEnd = Concatenate({u"#@", strPath, u"#@", leaf.strParentLangPath, u".", leaf.strLocal, u"#@"});
+    m_maps.m_arContractInsertData.StartLeaf(
+        m_strRowStart, Concatenate({u"#@", strPath, u"#@", leaf.strParentLangPath, u".", leaf.strLocal, u"#@"}));
     for (std::size_t i = 0; i < leaf.arContracts.size(); ++i) Record(leaf, i);
 }
 
@@ -59,7 +60,7 @@ void CContractRecorder::Record(const stcContractListNode& leaf, std::size_t nInd
     if (Enter(symbol)) EnterDetails(symbol, leaf, nIndex);
     const bool bPermitted = IsPermitted(symbol);
     if (bPermitted) AppendAll(m_strLeafList, {symbol.strSymbol, u",", m_strName, u"|"});
-    AddRow(symbol.strSymbol, bPermitted);
+    m_maps.m_arContractInsertData.Add(symbol.strSymbol, bPermitted);
     AddInstrument(symbol, At(leaf.arInstrument, nIndex));
 }
 
@@ -158,11 +159,6 @@ bool CContractRecorder::IsPermitted(const ContractSymbol& symbol) {
     if (mapExchanges.contains(m_strKey)) return true;
     AppendAll(m_strKey, {u".", symbol.strProduct});
     return mapExchanges.contains(m_strKey);
-}
-
-void CContractRecorder::AddRow(TextView strSymbol, bool bPermitted) {
-    m_maps.m_arContractInsertData.push_back(
-        Concatenate({m_strRowStart, strSymbol, u"#@", strSymbol, m_strRowEnd, bPermitted ? u"1" : u"0"}));
 }
 
 void CContractRecorder::AddInstrument(const ContractSymbol& symbol, TextView strInstrument) {
