@@ -1,9 +1,11 @@
 #include "trie.h"
 
+#include <algorithm>
 #include <bit>
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <unordered_set>
 
 namespace qvant::store {
 
@@ -13,6 +15,8 @@ namespace {
 
 /// Entries ahead of the one at hand whose memory is asked for.
 constexpr std::size_t AHEAD = 8;
+/// One in so many entries of a commit may be a change for the others to stay.
+constexpr std::size_t LEAST_KNOWN = 8;
 /// Groups of entries that share the way through the two upper levels of a tree.
 constexpr std::size_t GROUPS = 64 * 64;
 
@@ -241,7 +245,32 @@ void CTrie::Put(CEntryRef entry, std::uint64_t nEdit) {
     if (editor.Put(m_pRoot, 0, entry)) ++m_nCount;
 }
 
+/// Enters what is new or other than it was, if that is little. It gets memory of its own: many entries were written
+/// side by side, and a few that live on would keep the memory of all.
+///
+/// Looks at the entries in the order of their writing: those of the pass before lie in the same order in memory.
+/// @return false for much; nothing is entered then
+bool CTrie::PutChanges(const std::vector<CEntryRef>& arEntries, std::uint64_t nEdit) {
+    const std::size_t nMost = arEntries.size() / LEAST_KNOWN;
+    std::unordered_set<std::uint64_t> changed;
+    std::size_t nFirst = arEntries.size();
+    for (std::size_t i = 0; i < arEntries.size(); ++i) {
+        const CEntry& entry = *arEntries[i];
+        const CEntry* const pKnown = Find(entry.GetHash(), entry.GetKey());
+        if (pKnown && pKnown->IsSameValue(entry)) continue;
+        if (changed.size() == nMost) return false;
+        changed.insert(entry.GetHash());
+        nFirst = std::min(nFirst, i);
+    }
+    // What a key is given after a change counts, even if it is what it had before.
+    for (std::size_t i = nFirst; i < arEntries.size(); ++i) {
+        if (changed.contains(arEntries[i]->GetHash())) Put(CEntryRef(arEntries[i]->CopySingle()), nEdit);
+    }
+    return true;
+}
+
 void CTrie::PutAll(std::vector<CEntryRef>& arEntries, std::uint64_t nEdit) {
+    if (!IsEmpty() && PutChanges(arEntries, nEdit)) return arEntries.clear();
     std::vector<CEntryRef> arGrouped = Group(arEntries);
     for (std::size_t i = 0; i < arGrouped.size(); ++i) {
         if (i + AHEAD < arGrouped.size()) __builtin_prefetch(arGrouped[i + AHEAD].Get(), 1);

@@ -48,6 +48,9 @@ public:
     void MakeContractList(const JsonValue& file, CTransaction* pHotMonth, CTransaction* pNearbyMonth,
                           TextView strClassification, Text& strClassifyText);
 
+    /// Adds a symbol to `m_arAllContract`, for the pass that runs.
+    void AddContract(TextView strSymbol);
+
     std::vector<Text> m_arAllContract;     ///< symbols of the search list: contracts, hot symbols, synthetic ones
     CContractRows m_arContractInsertData;  ///< rows of "ContractList", without their timestamp
     TextMap m_mapSymbolToName;
@@ -67,6 +70,8 @@ private:
     const ContractBuilderParts m_parts;
     CNearMonths m_nearMonths;
     CCffexContracts m_cffex;
+    std::vector<Text> m_arSpareTexts;  ///< symbols of the pass before, whose memory those of the next take over
+    std::size_t m_nSpareTexts = 0;     ///< how many of them were taken
 };
 
 }  // namespace qvant

@@ -77,7 +77,7 @@ void CContractRecorder::AddHot(const ContractSymbol& symbol) {
     AddHotPair(symbol.strSymbol, strHot);
     m_maps.m_mapSymbolToName.insert_or_assign(strHot, FormatSymbolName(strHot, m_strHotWord, m_names));
     m_maps.m_mapSymbolToHot.insert_or_assign(symbol.key, strHot);
-    m_maps.m_arAllContract.push_back(std::move(strHot));
+    m_maps.AddContract(strHot);
 }
 
 void CContractRecorder::AddHotPair(TextView strContract, TextView strHot) {
@@ -94,7 +94,7 @@ bool CContractRecorder::Enter(const ContractSymbol& symbol) {
     Text& strName = mapNames[symbol.key];
     if (mapNames.size() == nBefore) return false;
     strName = m_strName;
-    m_maps.m_arAllContract.emplace_back(symbol.strSymbol);
+    m_maps.AddContract(symbol.strSymbol);
     return true;
 }
 
@@ -147,7 +147,7 @@ void CContractRecorder::AddSyntheticUnderlying(const ContractSymbol& symbol, Tex
                                   : Concatenate({TextView(m_strName).substr(0, nMonth), strWord, strMonth});
     m_maps.m_mapSynuSymbolToName.insert_or_assign(strUnderlying, strName);
     if (!strExpiry.empty()) m_maps.m_mapExpireDate.insert_or_assign(strUnderlying, strExpiry);
-    m_maps.m_arAllContract.push_back(std::move(strUnderlying));
+    m_maps.AddContract(strUnderlying);
 }
 
 /// By the contract's group, or by its product; without permissions everything is permitted.
