@@ -63,6 +63,7 @@ private:
     static void PrefetchEntries(const Node& node);
 
     class CEditor;
+    void FindMany(const CEntryRef* pEntries, std::size_t nCount, const CEntry** arFound) const;
     bool PutChanges(const std::vector<CEntryRef>& arEntries, std::uint64_t nEdit);
 
     template <class Visit>

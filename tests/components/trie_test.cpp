@@ -104,8 +104,10 @@ TEST(Trie, GoesOnSharingWhatManyEntriesLeaveAsItIs) {
     CTrie old;
     auto arEntries = MakeMany();
     old.PutAll(arEntries, 1);
+    for (int i = 0; i < 20; ++i) old.Put(MakeEntry(42, Widen("same" + std::to_string(i)), i), 1);
     CTrie next = old;
     arEntries = MakeMany({{17, -1}, {3'999, -2}});
+    for (int i = 0; i < 20; ++i) arEntries.push_back(MakeEntry(42, Widen("same" + std::to_string(i)), i == 7 ? -7 : i));
     // Changed and changed back, and new.
     arEntries.push_back(MakeEntry(HashKey(u"40"), u"40", -3));
     arEntries.push_back(MakeEntry(HashKey(u"40"), u"40", 40));
@@ -118,9 +120,10 @@ TEST(Trie, GoesOnSharingWhatManyEntriesLeaveAsItIs) {
     expected[u"3999"] = -2;
     expected[u"41"] = -4;
     expected[u"new"] = 5;
+    expected[u"same7"] = -7;
     EXPECT_EQ(ContentOf(next), expected);
-    EXPECT_EQ(next.GetCount(), 4'001u);
-    EXPECT_EQ(old.GetCount(), 4'000u);
+    EXPECT_EQ(next.GetCount(), 4'021u);
+    EXPECT_EQ(old.GetCount(), 4'020u);
     EXPECT_EQ(FindKey(old, u"17")->GetNumber(), 17);
     int nShared = 0;
     for (int i = 0; i < 4'000; ++i) {
