@@ -54,7 +54,6 @@ public:
     void ReleaseLumivale() { m_pLumivale.reset(); }
 
 private:
-    void StoreMarginRates(TextView strTable, const TextMap& mapMargins);
     void BindChildren();
     void BindTradePermissions(CBaseData& storage);
     void StoreUnsavedContractVersions();
