@@ -63,7 +63,7 @@ private:
     }
 
     Model m_model;
-    std::vector<Text> m_arRows;
+    CContractRows m_arRows;
     CTimeZones m_zones;
     CExchangeTimes m_times{m_zones, platform::MachineClock()};
     CSecuritiesParser m_securities{m_model.host, m_times};

@@ -61,10 +61,7 @@ void* PlaceHead(void* pMemory, Block* pBlock) { return new (pMemory) Head{pBlock
 
 void* AllocateEntry(std::size_t nSize) {
     const std::size_t nWhole = Align(sizeof(Head) + nSize);
-    if (++t_filling.nEntries < FIRST_BULK_ENTRY || nWhole > LARGEST_IN_BLOCK) {
-        void* const pMemory = std::malloc(nWhole);
-        return pMemory ? PlaceHead(pMemory, nullptr) : nullptr;
-    }
+    if (++t_filling.nEntries < FIRST_BULK_ENTRY || nWhole > LARGEST_IN_BLOCK) return AllocateSingleEntry(nSize);
     const bool bFits = t_filling.pBlock && t_filling.pBlock->nUsed + nWhole <= BLOCK_SIZE;
     if (!bFits && !StartBlock()) return nullptr;
     Block* const pBlock = t_filling.pBlock;
@@ -72,6 +69,11 @@ void* AllocateEntry(std::size_t nSize) {
     pBlock->nUsed += nWhole;
     pBlock->nReferences.fetch_add(1, std::memory_order_relaxed);
     return PlaceHead(pMemory, pBlock);
+}
+
+void* AllocateSingleEntry(std::size_t nSize) {
+    void* const pMemory = std::malloc(Align(sizeof(Head) + nSize));
+    return pMemory ? PlaceHead(pMemory, nullptr) : nullptr;
 }
 
 void FreeEntry(void* pMemory) {

@@ -12,6 +12,9 @@ namespace qvant::store {
 /// Memory for one entry that the calling thread writes; null when there is none left.
 void* AllocateEntry(std::size_t nSize);
 
+/// Memory for one entry that shares no block with others, however many the thread writes.
+void* AllocateSingleEntry(std::size_t nSize);
+
 /// Gives an entry's memory back, from any thread.
 void FreeEntry(void* pMemory);
 

@@ -48,6 +48,24 @@ void CEntry::Destroy() {
     FreeEntry(this);
 }
 
+CEntry* CEntry::CopySingle() const {
+    void* const pMemory = AllocateSingleEntry(sizeof(CEntry) + (m_nKeyUnits + m_nTextUnits) * sizeof(char16_t));
+    if (!pMemory) throw std::bad_alloc();
+    auto* const pEntry = new (pMemory) CEntry(m_kind, m_nHash, GetKey(), GetText());
+    pEntry->m_content = m_content;
+    if (m_kind == Kind::Table) m_content.pTable->AddRef();
+    return pEntry;
+}
+
+bool CEntry::IsSameValue(const CEntry& other) const {
+    if (m_kind != other.m_kind || m_nHash != other.m_nHash || m_nKeyUnits != other.m_nKeyUnits) return false;
+    if (m_kind == Kind::Table || m_nTextUnits != other.m_nTextUnits) return false;
+    // Key and text lie side by side.
+    const std::size_t nUnits = std::size_t{m_nKeyUnits} + m_nTextUnits;
+    return (m_kind != Kind::Number || GetNumber() == other.GetNumber()) &&
+           std::memcmp(GetUnits(), other.GetUnits(), nUnits * sizeof(char16_t)) == 0;
+}
+
 HRESULT CEntry::CopyValue(VARIANT& target) const {
     if (m_kind == Kind::Number) {
         target.vt = VT_I4;

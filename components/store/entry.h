@@ -25,6 +25,10 @@ public:
     /// Adds a reference to the table.
     static CEntry* MakeTable(std::uint64_t nHash, TextView strKey, CTable& table);
 
+    /// The same value in memory that it shares with no other entry.
+    /// @return a new entry, with one reference; throws std::bad_alloc
+    CEntry* CopySingle() const;
+
     void AddRef() { m_nReferences.fetch_add(1, std::memory_order_relaxed); }
     void Release() {
         if (m_nReferences.fetch_sub(1, std::memory_order_acq_rel) == 1) Destroy();
@@ -38,6 +42,9 @@ public:
     CTable* GetTable() const { return m_kind == Kind::Table ? m_content.pTable : nullptr; }
 
     bool IsFor(std::uint64_t nHash, TextView strKey) const { return m_nHash == nHash && GetKey() == strKey; }
+
+    /// Whether a reader would take the one for the other. Never so for tables.
+    bool IsSameValue(const CEntry& other) const;
 
     /// The value as the caller's own; the target holds nothing before. A table gives nothing.
     HRESULT CopyValue(VARIANT& target) const;

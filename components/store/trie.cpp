@@ -1,9 +1,11 @@
 #include "trie.h"
 
+#include <algorithm>
 #include <bit>
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <unordered_set>
 
 namespace qvant::store {
 
@@ -13,6 +15,10 @@ namespace {
 
 /// Entries ahead of the one at hand whose memory is asked for.
 constexpr std::size_t AHEAD = 8;
+/// Entries that are looked up at once.
+constexpr std::size_t SIDE_BY_SIDE = 16;
+/// One in so many entries of a commit may be a change for the others to stay.
+constexpr std::size_t LEAST_KNOWN = 8;
 /// Groups of entries that share the way through the two upper levels of a tree.
 constexpr std::size_t GROUPS = 64 * 64;
 
@@ -241,7 +247,67 @@ void CTrie::Put(CEntryRef entry, std::uint64_t nEdit) {
     if (editor.Put(m_pRoot, 0, entry)) ++m_nCount;
 }
 
+/// Goes down the tree for several entries at once, so that the waits for their nodes run side by side.
+/// @param arFound  out: for each the entry where its key would stand, which may be another key's; null for none
+void CTrie::FindMany(const CEntryRef* pEntries, std::size_t nCount, const CEntry** arFound) const {
+    const Node* arNodes[SIDE_BY_SIDE];
+    const Slot* arSlots[SIDE_BY_SIDE] = {};
+    std::fill_n(arNodes, nCount, m_pRoot);
+    std::fill_n(arFound, nCount, nullptr);
+    std::size_t nOpen = nCount;
+    for (unsigned nShift = 0; nOpen > 0 && nShift < HASH_BITS; nShift += BITS) {
+        for (std::size_t i = 0; i < nCount; ++i) {
+            if (!arNodes[i]) continue;
+            const std::uint64_t nBit = BitOf(pEntries[i]->GetHash(), nShift);
+            arSlots[i] = arNodes[i]->GetSlots() + RankOf(arNodes[i]->nBitmap, nBit);
+            if ((arNodes[i]->nBitmap & nBit) == 0) arNodes[i] = nullptr;
+            __builtin_prefetch(arSlots[i]);
+        }
+        nOpen = 0;
+        for (std::size_t i = 0; i < nCount; ++i) {
+            if (!arNodes[i]) continue;
+            const bool bEntry = IsEntry(*arSlots[i]);
+            if (bEntry) arFound[i] = ToEntry(*arSlots[i]);
+            arNodes[i] = bEntry ? nullptr : ToNode(*arSlots[i]);
+            nOpen += bEntry ? 0 : 1;
+            __builtin_prefetch(bEntry ? static_cast<const void*>(arFound[i]) : arNodes[i]);
+        }
+    }
+    for (std::size_t i = 0; i < nCount; ++i) {
+        if (arNodes[i]) arFound[i] = Find(pEntries[i]->GetHash(), pEntries[i]->GetKey());
+    }
+}
+
+/// Enters what is new or other than it was, if that is little. It gets memory of its own: many entries were written
+/// side by side, and a few that live on would keep the memory of all.
+///
+/// Looks at the entries in the order of their writing: those of the pass before lie in the same order in memory.
+/// @return false for much; nothing is entered then
+bool CTrie::PutChanges(const std::vector<CEntryRef>& arEntries, std::uint64_t nEdit) {
+    const std::size_t nMost = arEntries.size() / LEAST_KNOWN;
+    std::unordered_set<std::uint64_t> changed;
+    std::size_t nFirst = arEntries.size();
+    for (std::size_t nFrom = 0; nFrom < arEntries.size(); nFrom += SIDE_BY_SIDE) {
+        const std::size_t nCount = std::min(SIDE_BY_SIDE, arEntries.size() - nFrom);
+        const CEntry* arKnown[SIDE_BY_SIDE];
+        FindMany(&arEntries[nFrom], nCount, arKnown);
+        for (std::size_t i = nFrom; i < nFrom + nCount; ++i) {
+            const CEntry* const pKnown = arKnown[i - nFrom];
+            if (pKnown && pKnown->IsSameValue(*arEntries[i])) continue;
+            if (changed.size() == nMost) return false;
+            changed.insert(arEntries[i]->GetHash());
+            nFirst = std::min(nFirst, i);
+        }
+    }
+    // What a key is given after a change counts, even if it is what it had before.
+    for (std::size_t i = nFirst; i < arEntries.size(); ++i) {
+        if (changed.contains(arEntries[i]->GetHash())) Put(CEntryRef(arEntries[i]->CopySingle()), nEdit);
+    }
+    return true;
+}
+
 void CTrie::PutAll(std::vector<CEntryRef>& arEntries, std::uint64_t nEdit) {
+    if (!IsEmpty() && PutChanges(arEntries, nEdit)) return arEntries.clear();
     std::vector<CEntryRef> arGrouped = Group(arEntries);
     for (std::size_t i = 0; i < arGrouped.size(); ++i) {
         if (i + AHEAD < arGrouped.size()) __builtin_prefetch(arGrouped[i + AHEAD].Get(), 1);

@@ -32,6 +32,8 @@ public:
 
     /// Enters many entries, as `Put` would one after the other. They are entered in about the order in which the tree
     /// keeps them, so that in a large tree each one finds the nodes of the one before still in the machine's cache.
+    /// When most of them stand in the tree already, as after a pass over a document that changed little, only the
+    /// others are entered, and the versions go on sharing the rest.
     /// @param arEntries  their references are taken over; empty afterwards
     void PutAll(std::vector<CEntryRef>& arEntries, std::uint64_t nEdit);
 
@@ -61,6 +63,8 @@ private:
     static void PrefetchEntries(const Node& node);
 
     class CEditor;
+    void FindMany(const CEntryRef* pEntries, std::size_t nCount, const CEntry** arFound) const;
+    bool PutChanges(const std::vector<CEntryRef>& arEntries, std::uint64_t nEdit);
 
     template <class Visit>
     static void Walk(const Node& node, const Visit& visit);

@@ -1,6 +1,7 @@
 #include "model/contract_builder.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "model/contract_file.h"
 #include "model/contract_walk.h"
@@ -8,7 +9,9 @@
 namespace qvant {
 
 void CContractBuilder::Clear() {
+    m_arAllContract.swap(m_arSpareTexts);
     m_arAllContract.clear();
+    m_nSpareTexts = 0;
     m_arContractInsertData.clear();
     for (auto* pMap :
          {&m_mapSymbolToName, &m_mapSynuSymbolToName, &m_mapExpireDate, &m_mapLongMargin, &m_mapShortMargin,
@@ -25,10 +28,21 @@ void CContractBuilder::Reserve(std::size_t nContracts) {
          {&m_mapSymbolToName, &m_mapExpireDate, &m_mapLongMargin, &m_mapShortMargin, &m_mapSymbolToInstrument}) {
         pMap->reserve(pMap->size() + nContracts);
     }
-    for (auto* pList : {&m_arAllContract, &m_arContractInsertData}) {
-        const std::size_t nSize = pList->size() + nContracts;
-        if (nSize > pList->capacity()) pList->reserve(std::max(nSize, 2 * pList->capacity()));
+    const auto Reserve = [nContracts](auto& list) {
+        const std::size_t nSize = list.size() + nContracts;
+        if (nSize > list.capacity()) list.reserve(std::max(nSize, 2 * list.capacity()));
+    };
+    Reserve(m_arAllContract);
+    Reserve(m_arContractInsertData);
+}
+
+void CContractBuilder::AddContract(TextView strSymbol) {
+    if (m_nSpareTexts < m_arSpareTexts.size()) {
+        m_arAllContract.push_back(std::move(m_arSpareTexts[m_nSpareTexts++]));
+    } else {
+        m_arAllContract.emplace_back();
     }
+    m_arAllContract.back() = strSymbol;
 }
 
 void CContractBuilder::MakeContractList(TextView strText, CTransaction* pHotMonth, CTransaction* pNearbyMonth,

@@ -6,6 +6,7 @@
 
 #include "base/text.h"
 #include "model/cffex_contracts.h"
+#include "model/contract_rows.h"
 #include "model/json_document.h"
 #include "model/near_months.h"
 #include "model/run_state.h"
@@ -47,8 +48,11 @@ public:
     void MakeContractList(const JsonValue& file, CTransaction* pHotMonth, CTransaction* pNearbyMonth,
                           TextView strClassification, Text& strClassifyText);
 
-    std::vector<Text> m_arAllContract;         ///< symbols of the search list: contracts, hot symbols, synthetic ones
-    std::vector<Text> m_arContractInsertData;  ///< rows of "ContractList", without their timestamp
+    /// Adds a symbol to `m_arAllContract`, for the pass that runs.
+    void AddContract(TextView strSymbol);
+
+    std::vector<Text> m_arAllContract;     ///< symbols of the search list: contracts, hot symbols, synthetic ones
+    CContractRows m_arContractInsertData;  ///< rows of "ContractList", without their timestamp
     TextMap m_mapSymbolToName;
     TextMap m_mapSynuSymbolToName;  ///< synthetic underlying to display name
     TextMap m_mapExpireDate;
@@ -66,6 +70,8 @@ private:
     const ContractBuilderParts m_parts;
     CNearMonths m_nearMonths;
     CCffexContracts m_cffex;
+    std::vector<Text> m_arSpareTexts;  ///< symbols of the pass before, whose memory those of the next take over
+    std::size_t m_nSpareTexts = 0;     ///< how many of them were taken
 };
 
 }  // namespace qvant

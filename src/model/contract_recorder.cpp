@@ -36,7 +36,8 @@ void CContractRecorder::RecordLeaf(const stcContractListNode& leaf, TextView str
     m_strLeafList.clear();
     m_strInstrumentList.clear();
     m_strHotWord = strHotWord;
-    m_strRowEnd = Concatenate({u"#@", strPath, u"#@", leaf.strParentLangPath, u".", leaf.strLocal, u"#@"});
+    m_maps.m_arContractInsertData.StartLeaf(
+        m_strRowStart, Concatenate({u"#@", strPath, u"#@", leaf.strParentLangPath, u".", leaf.strLocal, u"#@"}));
     for (std::size_t i = 0; i < leaf.arContracts.size(); ++i) Record(leaf, i);
 }
 
@@ -59,7 +60,7 @@ void CContractRecorder::Record(const stcContractListNode& leaf, std::size_t nInd
     if (Enter(symbol)) EnterDetails(symbol, leaf, nIndex);
     const bool bPermitted = IsPermitted(symbol);
     if (bPermitted) AppendAll(m_strLeafList, {symbol.strSymbol, u",", m_strName, u"|"});
-    AddRow(symbol.strSymbol, bPermitted);
+    m_maps.m_arContractInsertData.Add(symbol.strSymbol, bPermitted);
     AddInstrument(symbol, At(leaf.arInstrument, nIndex));
 }
 
@@ -76,7 +77,7 @@ void CContractRecorder::AddHot(const ContractSymbol& symbol) {
     AddHotPair(symbol.strSymbol, strHot);
     m_maps.m_mapSymbolToName.insert_or_assign(strHot, FormatSymbolName(strHot, m_strHotWord, m_names));
     m_maps.m_mapSymbolToHot.insert_or_assign(symbol.key, strHot);
-    m_maps.m_arAllContract.push_back(std::move(strHot));
+    m_maps.AddContract(strHot);
 }
 
 void CContractRecorder::AddHotPair(TextView strContract, TextView strHot) {
@@ -93,7 +94,7 @@ bool CContractRecorder::Enter(const ContractSymbol& symbol) {
     Text& strName = mapNames[symbol.key];
     if (mapNames.size() == nBefore) return false;
     strName = m_strName;
-    m_maps.m_arAllContract.emplace_back(symbol.strSymbol);
+    m_maps.AddContract(symbol.strSymbol);
     return true;
 }
 
@@ -146,7 +147,7 @@ void CContractRecorder::AddSyntheticUnderlying(const ContractSymbol& symbol, Tex
                                   : Concatenate({TextView(m_strName).substr(0, nMonth), strWord, strMonth});
     m_maps.m_mapSynuSymbolToName.insert_or_assign(strUnderlying, strName);
     if (!strExpiry.empty()) m_maps.m_mapExpireDate.insert_or_assign(strUnderlying, strExpiry);
-    m_maps.m_arAllContract.push_back(std::move(strUnderlying));
+    m_maps.AddContract(strUnderlying);
 }
 
 /// By the contract's group, or by its product; without permissions everything is permitted.
@@ -158,11 +159,6 @@ bool CContractRecorder::IsPermitted(const ContractSymbol& symbol) {
     if (mapExchanges.contains(m_strKey)) return true;
     AppendAll(m_strKey, {u".", symbol.strProduct});
     return mapExchanges.contains(m_strKey);
-}
-
-void CContractRecorder::AddRow(TextView strSymbol, bool bPermitted) {
-    m_maps.m_arContractInsertData.push_back(
-        Concatenate({m_strRowStart, strSymbol, u"#@", strSymbol, m_strRowEnd, bPermitted ? u"1" : u"0"}));
 }
 
 void CContractRecorder::AddInstrument(const ContractSymbol& symbol, TextView strInstrument) {

@@ -46,7 +46,6 @@ private:
     void EnterExpiry(const ContractSymbol& symbol, TextView strExpiry);
     void AddSyntheticUnderlying(const ContractSymbol& symbol, TextView strExpiry);
     bool IsPermitted(const ContractSymbol& symbol);
-    void AddRow(TextView strSymbol, bool bPermitted);
     void AddInstrument(const ContractSymbol& symbol, TextView strInstrument);
 
     const ContractBuilderParts& m_parts;
@@ -63,7 +62,6 @@ private:
     TextView m_strLastSeries;                  ///< exchange, product and month of the last option
 
     Text m_strRowStart;  ///< what the rows of the classification begin with
-    Text m_strRowEnd;    ///< what stands behind the symbol in the rows of the leaf
     TextView m_strHotWord;
     Text m_strName;
     Text m_strKey;

@@ -1,11 +1,42 @@
 #include "model/storage_tables.h"
 
 #include <algorithm>
+#include <optional>
 
 #include "base/format.h"
 #include "base/split.h"
+#include "platform/two_threads.h"
 
 namespace qvant {
+
+namespace {
+
+/// From so many margins on a second thread pays for itself.
+constexpr std::size_t MANY_MARGINS = 10'000;
+
+/// One of the two tables of margins in the making; nothing where the host has no such table.
+class CMarginUpdate {
+public:
+    CMarginUpdate(IHost& host, TextView strTable, const TextMap& mapMargins)
+        : m_mapMargins(mapMargins), m_pTable(host.OpenTable(strTable, nullptr)) {
+        if (m_pTable) m_transaction.emplace(*m_pTable);
+    }
+
+    void Fill() {
+        if (!m_transaction) return;
+        for (const auto& [strSymbol, strMargin] : m_mapMargins) m_transaction->SetValue(strSymbol, strMargin);
+    }
+    void Commit() {
+        if (m_transaction) m_transaction->Commit();
+    }
+
+private:
+    const TextMap& m_mapMargins;
+    const std::unique_ptr<CBaseData> m_pTable;
+    std::optional<CTransaction> m_transaction;
+};
+
+}  // namespace
 
 std::uint32_t CStorageTables::InitContractList(CBaseData* pCurrencyMapping) {
     BindChildren();
@@ -41,16 +72,18 @@ bool CStorageTables::StoreVersion(bool bLogged) {
 }
 
 void CStorageTables::StoreMarginRates(const TextMap& mapLong, const TextMap& mapShort) {
-    StoreMarginRates(u"LongMarginRate", mapLong);
-    StoreMarginRates(u"ShortMarginRate", mapShort);
-}
-
-void CStorageTables::StoreMarginRates(TextView strTable, const TextMap& mapMargins) {
-    const auto pTable = m_host.OpenTable(strTable, nullptr);
-    if (!pTable) return;
-    CTransaction transaction(*pTable);
-    for (const auto& [strSymbol, strMargin] : mapMargins) transaction.SetValue(strSymbol, strMargin);
-    transaction.Commit();
+    CMarginUpdate updateLong(m_host, u"LongMarginRate", mapLong);
+    if (std::min(mapLong.size(), mapShort.size()) < MANY_MARGINS) {
+        updateLong.Fill();
+        updateLong.Commit();
+        CMarginUpdate updateShort(m_host, u"ShortMarginRate", mapShort);
+        updateShort.Fill();
+        return updateShort.Commit();
+    }
+    CMarginUpdate updateShort(m_host, u"ShortMarginRate", mapShort);
+    platform::ShareWork(2, [&](std::size_t i) { (i == 0 ? updateLong : updateShort).Fill(); });
+    updateLong.Commit();
+    updateShort.Commit();
 }
 
 void CStorageTables::BindChildren() {

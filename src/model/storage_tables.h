@@ -71,7 +71,6 @@ public:
     void ReleaseAppTradePermission() { m_tradePermissions.Release(); }
 
 private:
-    void StoreMarginRates(TextView strTable, const TextMap& mapMargins);
     void BindChildren();
     void BindTradePermissions(CBaseData& storage);
     void BindHolidays(CBaseData& storage);

@@ -103,7 +103,7 @@ void CTextMap::reserve(std::size_t nEntries) {
 
 /// @param nSlots  a power of two
 void CTextMap::Rehash(std::size_t nSlots) {
-    std::vector<Slot> arSlots(nSlots);
+    Slots arSlots(nSlots);
     const std::size_t nMask = arSlots.size() - 1;
     for (const Slot& slot : m_arSlots) {
         if (slot.nEntry == 0) continue;

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "base/text.h"
+#include "platform/large_memory.h"
 
 namespace qvant {
 
@@ -73,6 +74,8 @@ private:
         std::uint32_t nHash = 0;
     };
 
+    using Slots = std::vector<Slot, platform::CLargeArrayAllocator<Slot>>;
+
     static std::uint32_t Hash(TextView strKey) { return static_cast<std::uint32_t>(TextHash()(strKey)); }
     std::size_t FindSlot(TextView strKey, std::uint32_t nHash) const;
     Text* FindNext(TextView strKey);
@@ -82,7 +85,7 @@ private:
 
     /// Beyond `m_nSize` lie entries that were cleared, kept for their memory.
     std::vector<value_type> m_arEntries;
-    std::vector<Slot> m_arSlots;  ///< each entry stands at its hash or behind it; at most half of them is used
+    Slots m_arSlots;  ///< each entry stands at its hash or behind it; at most half of them is used
     std::size_t m_nSize = 0;
     std::size_t m_nNext = 0;  ///< the entry behind the one that was last changed
 };

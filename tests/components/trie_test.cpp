@@ -87,6 +87,89 @@ TEST(Trie, EntersManyAsIfOneAfterTheOther) {
     EXPECT_TRUE(arEntries.empty());
 }
 
+/// Entries of 4,000 keys, numbered by their place, but for those in `mapChanged`.
+std::vector<CEntryRef> MakeMany(const std::map<int, std::int32_t>& mapChanged = {}) {
+    std::vector<CEntryRef> arEntries;
+    for (int i = 0; i < 4'000; ++i) {
+        const Text strKey = Widen(std::to_string(i));
+        const auto changed = mapChanged.find(i);
+        arEntries.push_back(MakeEntry(HashKey(strKey), strKey, changed == mapChanged.end() ? i : changed->second));
+    }
+    return arEntries;
+}
+
+const CEntry* FindKey(const CTrie& trie, TextView strKey) { return trie.Find(HashKey(strKey), strKey); }
+
+TEST(Trie, GoesOnSharingWhatManyEntriesLeaveAsItIs) {
+    CTrie old;
+    auto arEntries = MakeMany();
+    old.PutAll(arEntries, 1);
+    for (int i = 0; i < 20; ++i) old.Put(MakeEntry(42, Widen("same" + std::to_string(i)), i), 1);
+    CTrie next = old;
+    arEntries = MakeMany({{17, -1}, {3'999, -2}});
+    for (int i = 0; i < 20; ++i) arEntries.push_back(MakeEntry(42, Widen("same" + std::to_string(i)), i == 7 ? -7 : i));
+    // Changed and changed back, and new.
+    arEntries.push_back(MakeEntry(HashKey(u"40"), u"40", -3));
+    arEntries.push_back(MakeEntry(HashKey(u"40"), u"40", 40));
+    arEntries.push_back(MakeEntry(HashKey(u"41"), u"41", -4));
+    arEntries.push_back(MakeEntry(HashKey(u"new"), u"new", 5));
+    next.PutAll(arEntries, 2);
+
+    auto expected = ContentOf(old);
+    expected[u"17"] = -1;
+    expected[u"3999"] = -2;
+    expected[u"41"] = -4;
+    expected[u"new"] = 5;
+    expected[u"same7"] = -7;
+    EXPECT_EQ(ContentOf(next), expected);
+    EXPECT_EQ(next.GetCount(), 4'021u);
+    EXPECT_EQ(old.GetCount(), 4'020u);
+    EXPECT_EQ(FindKey(old, u"17")->GetNumber(), 17);
+    int nShared = 0;
+    for (int i = 0; i < 4'000; ++i) {
+        const Text strKey = Widen(std::to_string(i));
+        nShared += FindKey(old, strKey) == FindKey(next, strKey) ? 1 : 0;
+    }
+    EXPECT_GT(nShared, 3'900);
+}
+
+TEST(Trie, TakesAllOfManyEntriesThatChangeMuch) {
+    CTrie old;
+    auto arEntries = MakeMany();
+    old.PutAll(arEntries, 1);
+    CTrie next = old;
+    std::map<int, std::int32_t> mapChanged;
+    for (int i = 0; i < 4'000; i += 2) mapChanged[i] = -i;
+    arEntries = MakeMany(mapChanged);
+    next.PutAll(arEntries, 2);
+    EXPECT_EQ(FindKey(next, u"2")->GetNumber(), -2);
+    EXPECT_EQ(FindKey(next, u"3")->GetNumber(), 3);
+    EXPECT_NE(FindKey(next, u"3"), FindKey(old, u"3"));
+    EXPECT_EQ(next.GetCount(), 4'000u);
+}
+
+TEST(Trie, TellsAValueFromOneThatReadsLikeIt) {
+    CTrie old;
+    std::vector<CEntryRef> arEntries;
+    const auto Fill = [&arEntries](TextView strValue, bool bNumber) {
+        for (int i = 0; i < 100; ++i) {
+            const Text strKey = Widen(std::to_string(i));
+            const std::uint64_t nHash = HashKey(strKey);
+            arEntries.emplace_back(bNumber && i == 50 ? CEntry::MakeNumber(nHash, strKey, 7)
+                                                      : CEntry::MakeString(nHash, strKey, strValue));
+        }
+    };
+    Fill(u"7", false);
+    old.PutAll(arEntries, 1);
+    CTrie next = old;
+    Fill(u"7", true);
+    next.PutAll(arEntries, 2);
+    EXPECT_EQ(FindKey(next, u"50")->GetKind(), CEntry::Kind::Number);
+    EXPECT_EQ(FindKey(next, u"50")->GetNumber(), 7);
+    EXPECT_EQ(FindKey(next, u"51")->GetText(), u"7");
+    EXPECT_EQ(FindKey(old, u"50")->GetText(), u"7");
+}
+
 TEST(Trie, WalksAVersionAlwaysInTheSameOrder) {
     CTrie trie;
     for (int i = 0; i < 1000; ++i) {

@@ -34,8 +34,8 @@ TEST_F(ContractWalk, ListsEachNodesChildrenAndEachLeafsContracts) {
                     Pair(u"FUT.US.CME.Index", u"QV.F.CME.ES.202012,ES202012|QV.F.CME.NQ.202012,NQ202012"),
                     Pair(u"FUT.US.CME.Index-Instrument", u"")));
     EXPECT_EQ(m_strClassifyText, u"FUT,期貨|");
-    EXPECT_EQ(m_builder.m_arContractInsertData.back(),
-              u"FUT|QV.F.CME.NQ.202012#@QV.F.CME.NQ.202012#@FUT.US.CME.Index#@期貨.美國.CME.指數#@1");
+    const std::vector<Text> arRows(m_builder.m_arContractInsertData.begin(), m_builder.m_arContractInsertData.end());
+    EXPECT_EQ(arRows.back(), u"FUT|QV.F.CME.NQ.202012#@QV.F.CME.NQ.202012#@FUT.US.CME.Index#@期貨.美國.CME.指數#@1");
 }
 
 TEST_F(ContractWalk, GoesLevelByLevel) {

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "base/format.h"
 #include "model/test_host.h"
 
 namespace qvant {
@@ -25,6 +26,32 @@ protected:
     RunState m_state;
     CStorageTables m_storage{m_host, m_state, {}};
 };
+
+TEST_F(StorageTables, StoreTheMarginsOfLongListsAsThoseOfShortOnes) {
+    for (const int nCount : {3, 20'000}) {
+        TextMap mapLong;
+        TextMap mapShort;
+        for (int i = 0; i < nCount; ++i) {
+            mapLong[Format(u"QV.F.CME.P%d", i)] = Format(u"0.%d", i);
+            mapShort[Format(u"QV.F.CME.P%d", i)] = Format(u"1.%d", i);
+        }
+        m_host[u"LongMarginRate"];
+        m_host[u"ShortMarginRate"];
+        m_storage.StoreMarginRates(mapLong, mapShort);
+        for (const int i : {0, nCount / 2, nCount - 1}) {
+            EXPECT_EQ(m_host[u"LongMarginRate"].GetString(Format(u"QV.F.CME.P%d", i)), Format(u"0.%d", i));
+            EXPECT_EQ(m_host[u"ShortMarginRate"].GetString(Format(u"QV.F.CME.P%d", i)), Format(u"1.%d", i));
+        }
+    }
+}
+
+TEST_F(StorageTables, StoreTheLongMarginsOfALongListWithoutATableForTheShortOnes) {
+    TextMap mapMargins;
+    for (int i = 0; i < 20'000; ++i) mapMargins[Format(u"QV.F.CME.P%d", i)] = u"0.1";
+    m_host[u"LongMarginRate"];
+    m_storage.StoreMarginRates(mapMargins, mapMargins);
+    EXPECT_EQ(m_host[u"LongMarginRate"].GetString(u"QV.F.CME.P19999"), u"0.1");
+}
 
 TEST_F(StorageTables, TellOfAVersionBeforeReadersSeeIt) {
     m_host[u"STORAGE"];

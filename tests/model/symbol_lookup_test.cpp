@@ -52,8 +52,10 @@ protected:
     }
     /// Rows of the pickers' table, as the builder leaves them for each build.
     void AddRows() {
-        m_model.contracts.m_arContractInsertData = {
-            u"FUT|QV.F.CME.ES.202612#@QV.F.CME.ES.202612#@FUT.US, East#@FUT.美国#@1"};
+        CContractRows& rows = m_model.contracts.m_arContractInsertData;
+        rows.clear();
+        rows.StartLeaf(u"FUT|", u"#@FUT.US, East#@FUT.美国#@");
+        rows.Add(u"QV.F.CME.ES.202612", true);
     }
 
     /// A start of the service: opens the database that the last one left.
