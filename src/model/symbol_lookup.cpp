@@ -195,6 +195,9 @@ CSymbolLookup::Outcome CSymbolLookup::InsertSymbols(CTransaction* pNear, TextVie
     using Form = CSearchRowWriter::Form;
     const CContractBuilder& contracts = m_parts.contracts;
     CSymbolSearchRow row({contracts, m_parts.lists, m_parts.securities, m_parts.stocks}, Text(strTimeStamp));
+    CTextFinder symbolToName(contracts.m_mapSymbolToName);
+    CTextFinder syntheticToName(contracts.m_mapSynuSymbolToName);
+    CTextFinder symbolToNear(contracts.m_mapSymbolToNear);
     CSearchRowWriter writer(GetDatabase());
     bool bTaken = true;
     for (auto pSymbol = contracts.m_arAllContract.begin(); bTaken && pSymbol != contracts.m_arAllContract.end();
@@ -202,14 +205,12 @@ CSymbolLookup::Outcome CSymbolLookup::InsertSymbols(CTransaction* pNear, TextVie
         if (platform::StopRequested()) return Outcome::Stopped;
         const Text& strSymbol = *pSymbol;
         if (strSymbol.empty()) continue;
-        if (const auto pName = contracts.m_mapSymbolToName.find(strSymbol);
-            pName != contracts.m_mapSymbolToName.end()) {
-            const Text strNear = FindNearSymbol(contracts, strSymbol);
-            bTaken = writer.Add(Form::Contract, row.MakeContract(strSymbol, pName->second, strNear));
+        if (const Text* const pName = symbolToName.Find(strSymbol)) {
+            const Text strNear = FindNearSymbol(symbolToNear, strSymbol);
+            bTaken = writer.Add(Form::Contract, row.MakeContract(strSymbol, *pName, strNear));
             SetBothWays(pNear, strSymbol, strNear);
-        } else if (const auto pSynthetic = contracts.m_mapSynuSymbolToName.find(strSymbol);
-                   pSynthetic != contracts.m_mapSynuSymbolToName.end()) {
-            bTaken = writer.Add(Form::Synthetic, row.MakeSynthetic(strSymbol, pSynthetic->second));
+        } else if (const Text* const pSynthetic = syntheticToName.Find(strSymbol)) {
+            bTaken = writer.Add(Form::Synthetic, row.MakeSynthetic(strSymbol, *pSynthetic));
         }
     }
     const auto refusal = writer.Finish();
@@ -226,9 +227,11 @@ void CSymbolLookup::Refresh(CBaseData* pNearMonthTable) {
     std::optional<CTransaction> near = BeginCleared(pNearMonthTable);
     if (!near) return;
     const CContractBuilder& contracts = m_parts.contracts;
+    CTextFinder symbolToName(contracts.m_mapSymbolToName);
+    CTextFinder symbolToNear(contracts.m_mapSymbolToNear);
     for (const Text& strSymbol : contracts.m_arAllContract) {
-        if (HasMonth(strSymbol) && contracts.m_mapSymbolToName.contains(strSymbol)) {
-            SetBothWays(&*near, strSymbol, FindNearSymbol(contracts, strSymbol));
+        if (HasMonth(strSymbol) && symbolToName.Find(strSymbol)) {
+            SetBothWays(&*near, strSymbol, FindNearSymbol(symbolToNear, strSymbol));
         }
     }
     near->Commit();
