@@ -27,10 +27,10 @@ Text FindNearSymbol(CTextFinder& symbolToNear, TextView strSymbol);
 class CSymbolSearchRow {
 public:
     /// Columns of a contract with a display name, and of a synthetic underlying.
-    static constexpr const char16_t* CONTRACT_FIELDS =
+    static constexpr TextView CONTRACT_FIELDS =
         u"Symbol,Name,SearchID,SearchName,Exchange,Product,ExpDate,LongMargin,ShortMargin,HotSymbol,NearSymbol,BULimit,"
         u"SULimit,BUnit,SUnit,Spell,SetPRIADJ,Underlying,Instrument,MainType,Type,TypeNum,Status,TimeStamp";
-    static constexpr const char16_t* SYNTHETIC_FIELDS =
+    static constexpr TextView SYNTHETIC_FIELDS =
         u"Symbol,Name,SearchName,Exchange,Product,ExpDate,Type,TypeNum,Status,TimeStamp";
 
     /// @param strTimeStamp  seconds since 1970, as decimal text
