@@ -316,10 +316,24 @@ SQueryResult CRecordFile::Query(TextView strTable, TextView strField, TextView s
     const auto pBlock = std::make_shared<SRecordBlock>();
     while (query.statement.Step()) {
         result.arRowIds.push_back(query.statement.GetInteger(0));
-        if (pBlock->strBytes.size() < BLOCK_BYTES) AppendRow(*pBlock, query);
+        if (pBlock->strBytes.size() < BLOCK_BYTES) {
+            AppendRow(*pBlock, query);
+        } else if (bAll) {
+            ReadFurtherRowIds(strTable, result.arRowIds);
+            break;
+        }
     }
     result.pBlock = pBlock;
     return result;
+}
+
+/// Of the rows that a result doesn't hold, only the numbers: a row that isn't unpacked costs a tenth. The caller's
+/// query is under way, so that both see the same state of the file.
+void CRecordFile::ReadFurtherRowIds(TextView strTable, std::vector<std::int64_t>& arRowIds) {
+    CStatement& rowIds = m_statements.Get(m_sqlite->Get(), Kind::RowIdsOfAll, strTable, {}).statement;
+    const CRewind rewind(rowIds);
+    rowIds.Bind(static_cast<std::int64_t>(arRowIds.size()));
+    while (rowIds.Step()) arRowIds.push_back(rowIds.GetInteger(0));
 }
 
 std::shared_ptr<const SRecordBlock> CRecordFile::ReadBlock(const SQueryResult& result, std::size_t nFirst) {

@@ -62,6 +62,7 @@ private:
     void RestoreIndexes();
     void DropTables(TextView strTable);
     bool Has(const char* pszType, TextView strName);
+    void ReadFurtherRowIds(TextView strTable, std::vector<std::int64_t>& arRowIds);
     bool BindAndRun(CRecordStatements::SPrepared& insert, const std::vector<std::string_view>& arValues);
 
     const Text m_strPath;

@@ -47,6 +47,8 @@ std::string MakeSql(CRecordStatements::Kind kind, TextView strTable, TextView st
             return "SELECT rowid, * FROM " + QuoteName(strTable) + " WHERE " + condition() + " ORDER BY rowid";
         case Kind::QueryAll:
             return "SELECT rowid, * FROM " + QuoteName(strTable) + " ORDER BY rowid";
+        case Kind::RowIdsOfAll:
+            return "SELECT rowid FROM " + QuoteName(strTable) + " ORDER BY rowid LIMIT -1 OFFSET ?";
         case Kind::Fetch:
             return "SELECT rowid, * FROM " + QuoteName(strTable) + " WHERE rowid = ? AND " + condition();
         case Kind::FetchOfAll:

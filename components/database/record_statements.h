@@ -25,7 +25,7 @@ std::string MakeCreateIndexSql(TextView strTable, const std::string& strQuotedCo
 /// way.
 class CRecordStatements {
 public:
-    enum class Kind { Insert, Query, QueryAll, Fetch, FetchOfAll, Delete, DeleteAll };
+    enum class Kind { Insert, Query, QueryAll, RowIdsOfAll, Fetch, FetchOfAll, Delete, DeleteAll };
 
     struct SPrepared {
         Kind kind;

@@ -26,8 +26,10 @@ public:
     const std::vector<std::string_view>& Split(TextView strValues);
 
 private:
-    std::string m_strBytes;
-    std::string m_strSeparator;
+    template <class Separator>
+    void SplitAt(std::string_view strBytes, Separator separator, std::size_t nLength);
+
+    std::string m_strBytes;  ///< longer than the row at hand
     std::vector<std::string_view> m_arPieces;
 };
 

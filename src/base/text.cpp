@@ -48,12 +48,12 @@ char16_t* WidenInto(std::string_view strUtf8, char16_t* pOut, bool& bBroken) {
     return pOut;
 }
 
-/// Writes every unit, in a form that the compiler turns into wide steps. @return whether all of them were ASCII
-bool NarrowAscii(TextView strText, char* pOut) {
+/// Writes so many units, in a form that the compiler turns into wide steps. @return whether all of them were ASCII
+inline bool NarrowAscii(const char16_t* pIn, std::size_t nCount, char* pOut) {
     char16_t nAll = 0;
-    for (std::size_t i = 0; i < strText.size(); ++i) {
-        nAll = static_cast<char16_t>(nAll | strText[i]);
-        pOut[i] = static_cast<char>(strText[i]);
+    for (std::size_t i = 0; i < nCount; ++i) {
+        nAll = static_cast<char16_t>(nAll | pIn[i]);
+        pOut[i] = static_cast<char>(pIn[i]);
     }
     return nAll < 0x80;
 }
@@ -77,24 +77,34 @@ std::optional<std::size_t> WidenStrict(std::string_view strUtf8, char16_t* pOut)
 }
 
 std::string Narrow(TextView strText) {
-    std::string strResult;
-    NarrowInto(strText, strResult);
+    std::string strResult(strText.size(), '\0');
+    if (NarrowAscii(strText.data(), strText.size(), strResult.data())) return strResult;
+    strResult.resize(strText.size() * 3);
+    strResult.resize(NarrowInto(strText, strResult.data()));
     return strResult;
 }
 
-void NarrowInto(TextView strText, std::string& strUtf8) {
-    strUtf8.resize(strText.size());
-    if (NarrowAscii(strText, strUtf8.data())) return;
-    strUtf8.resize(strText.size() * 3);
-    auto* pOut = reinterpret_cast<std::uint8_t*>(strUtf8.data());
+/// Most text is ASCII with a few other characters in it: a stretch at a time as long as it is nothing but ASCII.
+std::size_t NarrowInto(TextView strText, char* pOut) {
+    constexpr std::size_t STRETCH = 16;
+    const char16_t* const pIn = strText.data();
+    const std::size_t nSize = strText.size();
+    auto* const pBytes = reinterpret_cast<std::uint8_t*>(pOut);
     std::size_t nOut = 0;
     std::size_t i = 0;
-    while (i < strText.size()) {
-        UChar32 nPoint = 0;
-        U16_NEXT_OR_FFFD(strText.data(), i, strText.size(), nPoint);
-        U8_APPEND_UNSAFE(pOut, nOut, nPoint);
+    while (i < nSize) {
+        if (i + STRETCH <= nSize && NarrowAscii(pIn + i, STRETCH, pOut + nOut)) {
+            i += STRETCH;
+            nOut += STRETCH;
+            continue;
+        }
+        for (const std::size_t nEnd = std::min(i + STRETCH, nSize); i < nEnd;) {
+            UChar32 nPoint = 0;
+            U16_NEXT_OR_FFFD(pIn, i, nSize, nPoint);
+            U8_APPEND_UNSAFE(pBytes, nOut, nPoint);
+        }
     }
-    strUtf8.resize(nOut);
+    return nOut;
 }
 
 std::string ToUtf16Bytes(TextView strText) {

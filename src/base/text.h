@@ -30,8 +30,9 @@ std::optional<std::size_t> WidenStrict(std::string_view strUtf8, char16_t* pOut)
 /// Wide text to UTF-8. A lone surrogate becomes U+FFFD.
 std::string Narrow(TextView strText);
 
-/// The same, into memory that is used again.
-void NarrowInto(TextView strText, std::string& strUtf8);
+/// The same, into the caller's memory, which has room for three bytes for each unit.
+/// @return the number of bytes
+std::size_t NarrowInto(TextView strText, char* pOut);
 
 /// Little-endian bytes of the units, two for each, with no mark in front.
 std::string ToUtf16Bytes(TextView strText);

@@ -6,6 +6,7 @@
 
 #include "base/format.h"
 #include "base/token_view.h"
+#include "model/search_row_writer.h"
 #include "platform/stop.h"
 
 namespace qvant {
@@ -191,43 +192,34 @@ void CSymbolLookup::InsertContractList(TextView strTimeStamp) {
 }
 
 CSymbolLookup::Outcome CSymbolLookup::InsertSymbols(CTransaction* pNear, TextView strTimeStamp) {
+    using Form = CSearchRowWriter::Form;
     const CContractBuilder& contracts = m_parts.contracts;
     CSymbolSearchRow row({contracts, m_parts.lists, m_parts.securities, m_parts.stocks}, Text(strTimeStamp));
-    for (const Text& strSymbol : contracts.m_arAllContract) {
+    CTextFinder symbolToName(contracts.m_mapSymbolToName);
+    CTextFinder syntheticToName(contracts.m_mapSynuSymbolToName);
+    CTextFinder symbolToNear(contracts.m_mapSymbolToNear);
+    CSearchRowWriter writer(GetDatabase());
+    bool bTaken = true;
+    for (auto pSymbol = contracts.m_arAllContract.begin(); bTaken && pSymbol != contracts.m_arAllContract.end();
+         ++pSymbol) {
         if (platform::StopRequested()) return Outcome::Stopped;
+        const Text& strSymbol = *pSymbol;
         if (strSymbol.empty()) continue;
-        bool bInserted = true;
-        if (const auto pName = contracts.m_mapSymbolToName.find(strSymbol);
-            pName != contracts.m_mapSymbolToName.end()) {
-            bInserted = InsertContract(row, strSymbol, pName->second, pNear);
-        } else if (const auto pSynthetic = contracts.m_mapSynuSymbolToName.find(strSymbol);
-                   pSynthetic != contracts.m_mapSynuSymbolToName.end()) {
-            bInserted = InsertSynthetic(row, strSymbol, pSynthetic->second);
+        if (const Text* const pName = symbolToName.Find(strSymbol)) {
+            const Text strNear = FindNearSymbol(symbolToNear, strSymbol);
+            bTaken = writer.Add(Form::Contract, row.MakeContract(strSymbol, *pName, strNear));
+            SetBothWays(pNear, strSymbol, strNear);
+        } else if (const Text* const pSynthetic = syntheticToName.Find(strSymbol)) {
+            bTaken = writer.Add(Form::Synthetic, row.MakeSynthetic(strSymbol, *pSynthetic));
         }
-        // A wait for a lock that a stop cut short is no fault of the database.
-        if (!bInserted) return platform::StopRequested() ? Outcome::Stopped : Outcome::InsertFailed;
     }
-    return Outcome::Done;
-}
-
-bool CSymbolLookup::InsertContract(CSymbolSearchRow& row, TextView strSymbol, TextView strName, CTransaction* pNear) {
-    const Text strNear = FindNearSymbol(m_parts.contracts, strSymbol);
-    const Text& strRow = row.MakeContract(strSymbol, strName, strNear);
-    const std::int32_t nResult = GetDatabase().InsertRecord(SEARCH_TABLE, CSymbolSearchRow::CONTRACT_FIELDS, strRow);
-    if (nResult != 1) {
-        m_parts.host.LogMessage(Format(u"MakeSymbolLookupList InsertDBRecord(%ld):%s", nResult, strRow));
-        return false;
-    }
-    SetBothWays(pNear, strSymbol, strNear);
-    return true;
-}
-
-bool CSymbolLookup::InsertSynthetic(CSymbolSearchRow& row, TextView strSymbol, TextView strName) {
-    const Text& strRow = row.MakeSynthetic(strSymbol, strName);
-    const std::int32_t nResult = GetDatabase().InsertRecord(SEARCH_TABLE, CSymbolSearchRow::SYNTHETIC_FIELDS, strRow);
-    if (nResult == 1) return true;
-    m_parts.host.LogMessage(Format(u"MakeSymbolLookupList m_mapSynuSymbolToName(%ld):%s", nResult, strRow));
-    return false;
+    const auto refusal = writer.Finish();
+    if (!refusal) return Outcome::Done;
+    const TextView strLine = refusal->form == Form::Contract ? u"MakeSymbolLookupList InsertDBRecord(%ld):%s"
+                                                             : u"MakeSymbolLookupList m_mapSynuSymbolToName(%ld):%s";
+    m_parts.host.LogMessage(Format(strLine, refusal->nResult, refusal->strRow));
+    // A wait for a lock that a stop cut short is no fault of the database.
+    return platform::StopRequested() ? Outcome::Stopped : Outcome::InsertFailed;
 }
 
 /// "NEARMONTHTABLE" isn't kept from one start to the next, the database is.
@@ -235,9 +227,11 @@ void CSymbolLookup::Refresh(CBaseData* pNearMonthTable) {
     std::optional<CTransaction> near = BeginCleared(pNearMonthTable);
     if (!near) return;
     const CContractBuilder& contracts = m_parts.contracts;
+    CTextFinder symbolToName(contracts.m_mapSymbolToName);
+    CTextFinder symbolToNear(contracts.m_mapSymbolToNear);
     for (const Text& strSymbol : contracts.m_arAllContract) {
-        if (HasMonth(strSymbol) && contracts.m_mapSymbolToName.contains(strSymbol)) {
-            SetBothWays(&*near, strSymbol, FindNearSymbol(contracts, strSymbol));
+        if (HasMonth(strSymbol) && symbolToName.Find(strSymbol)) {
+            SetBothWays(&*near, strSymbol, FindNearSymbol(symbolToNear, strSymbol));
         }
     }
     near->Commit();

@@ -62,8 +62,6 @@ private:
     bool BuildUntilWritten(CTransaction* pNear);
     Outcome UpdateSymbolLookupList(CTransaction* pNear);
     Outcome InsertSymbols(CTransaction* pNear, TextView strTimeStamp);
-    bool InsertContract(CSymbolSearchRow& row, TextView strSymbol, TextView strName, CTransaction* pNear);
-    bool InsertSynthetic(CSymbolSearchRow& row, TextView strSymbol, TextView strName);
     void InsertVersions();
     void InsertContractList(TextView strTimeStamp);
     DbAPIObj& GetDatabase() { return *m_parts.databases.GetSearch(); }

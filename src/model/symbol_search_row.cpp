@@ -23,11 +23,6 @@ TextView FirstFields(TextView strSymbol, std::size_t nFields) {
     return strSymbol.substr(0, nNext - 1);
 }
 
-TextView FindText(const TextMap& map, TextView strKey) {
-    const auto pFound = map.find(strKey);
-    return pFound == map.end() ? TextView() : TextView(pFound->second);
-}
-
 bool IsClass(TextView strSymbol, TextView strClass) {
     const std::size_t nDot = strSymbol.find(u'.');
     return nDot != TextView::npos && FirstFields(strSymbol.substr(nDot + 1), 1) == strClass;
@@ -35,12 +30,25 @@ bool IsClass(TextView strSymbol, TextView strClass) {
 
 }  // namespace
 
-Text FindNearSymbol(const CContractBuilder& contracts, TextView strSymbol) {
+Text FindNearSymbol(CTextFinder& symbolToNear, TextView strSymbol) {
     const TextView strMonth = FirstFields(strSymbol, NEAR_FIELDS);
-    Text strNear(FindText(contracts.m_mapSymbolToNear, strMonth));
+    Text strNear(symbolToNear.GetText(strMonth));
     if (!strNear.empty() && IsClass(strSymbol, u"O")) strNear.append(strSymbol.substr(strMonth.size()));
     return strNear;
 }
+
+CSymbolSearchRow::CSymbolSearchRow(const SymbolSearchSources& sources, Text strTimeStamp)
+    : m_stocks(sources.stocks),
+      m_strTimeStamp(std::move(strTimeStamp)),
+      m_expireDate(sources.contracts.m_mapExpireDate),
+      m_longMargin(sources.contracts.m_mapLongMargin),
+      m_shortMargin(sources.contracts.m_mapShortMargin),
+      m_symbolToHot(sources.contracts.m_mapSymbolToHot),
+      m_symbolToInstrument(sources.contracts.m_mapSymbolToInstrument),
+      m_pinyin(sources.securities.m_mapPinyin),
+      m_mainType(sources.securities.m_mapMainType),
+      m_optionSetPriAdj(sources.lists.m_mapOptionSetPriAdj),
+      m_underlying(sources.lists.m_mapUnderlying) {}
 
 CSymbolSearchRow::Parts CSymbolSearchRow::Split(TextView strSymbol) {
     Parts parts;
@@ -54,11 +62,10 @@ CSymbolSearchRow::Parts CSymbolSearchRow::Split(TextView strSymbol) {
 }
 
 const Text& CSymbolSearchRow::MakeContract(TextView strSymbol, TextView strName, TextView strNear) {
-    const CContractBuilder& contracts = m_sources.contracts;
     const Parts parts = Split(strSymbol);
     const bool bStock = parts.strClass == u"S";
-    const auto pLimits = Contains(strSymbol, u"QV.S") ? m_sources.stocks.find(strSymbol) : m_sources.stocks.end();
-    const StockLimits& limits = pLimits == m_sources.stocks.end() ? NO_LIMITS : pLimits->second;
+    const auto pLimits = Contains(strSymbol, u"QV.S") ? m_stocks.find(strSymbol) : m_stocks.end();
+    const StockLimits& limits = pLimits == m_stocks.end() ? NO_LIMITS : pLimits->second;
 
     Start(strSymbol, strName);
     Append(MakeSearchId(strSymbol));
@@ -66,9 +73,9 @@ const Text& CSymbolSearchRow::MakeContract(TextView strSymbol, TextView strName,
     Append(parts.strExchange);
     Append(parts.strProduct);
     AppendExpiry(strSymbol, bStock, limits);
-    Append(FindText(contracts.m_mapLongMargin, strSymbol));
-    Append(FindText(contracts.m_mapShortMargin, strSymbol));
-    Append(FindText(contracts.m_mapSymbolToHot, strSymbol));
+    Append(m_longMargin.GetText(strSymbol));
+    Append(m_shortMargin.GetText(strSymbol));
+    Append(m_symbolToHot.GetText(strSymbol));
     Append(strNear);
     AppendLimits(limits);
     AppendSecurity(strSymbol, parts);
@@ -82,7 +89,7 @@ const Text& CSymbolSearchRow::MakeSynthetic(TextView strSymbol, TextView strName
     Append(strName);
     Append(parts.strExchange);
     Append(parts.strProduct);
-    Append(FindText(m_sources.contracts.m_mapExpireDate, strSymbol));
+    Append(m_expireDate.GetText(strSymbol));
     End(strSymbol);
     return m_strRow;
 }
@@ -111,7 +118,7 @@ void CSymbolSearchRow::AppendWithoutBlanks(TextView strName) {
 
 /// A bond is listed among the stocks, and its expiry is its maturity.
 void CSymbolSearchRow::AppendExpiry(TextView strSymbol, bool bStock, const StockLimits& limits) {
-    const TextView strExpiry = FindText(m_sources.contracts.m_mapExpireDate, strSymbol);
+    const TextView strExpiry = m_expireDate.GetText(strSymbol);
     if (strExpiry.empty() && bStock && limits.MaturityDate > 0) {
         AppendNumber(limits.MaturityDate);
     } else {
@@ -129,11 +136,11 @@ void CSymbolSearchRow::AppendLimits(const StockLimits& limits) {
 void CSymbolSearchRow::AppendSecurity(TextView strSymbol, const Parts& parts) {
     const bool bStock = parts.strClass == u"S";
     const bool bOption = parts.strClass == u"O";
-    Append(FindText(m_sources.securities.m_mapPinyin, bStock ? strSymbol : parts.strKey));
-    Append(bOption ? FindText(m_sources.lists.m_mapOptionSetPriAdj, parts.strKey) : TextView());
-    Append(bStock ? TextView() : FindText(m_sources.lists.m_mapUnderlying, parts.strKey));
-    Append(FindText(m_sources.contracts.m_mapSymbolToInstrument, strSymbol));
-    Append(bStock ? FindText(m_sources.securities.m_mapMainType, strSymbol) : TextView());
+    Append(m_pinyin.GetText(bStock ? strSymbol : parts.strKey));
+    Append(bOption ? m_optionSetPriAdj.GetText(parts.strKey) : TextView());
+    Append(bStock ? TextView() : m_underlying.GetText(parts.strKey));
+    Append(m_symbolToInstrument.GetText(strSymbol));
+    Append(bStock ? m_mainType.GetText(strSymbol) : TextView());
 }
 
 /// Class and its number are two columns; the status is 1 for every row.

@@ -5,6 +5,7 @@
 #include "model/contract_builder.h"
 #include "model/securities_parser.h"
 #include "model/stock_limits.h"
+#include "model/text_finder.h"
 #include "model/underlying_lists.h"
 
 namespace qvant {
@@ -18,22 +19,22 @@ struct SymbolSearchSources {
 };
 
 /// The near symbol of a contract, such as QV.F.CME.ES.Front1; an option's has the right and strike behind it.
+/// @param symbolToNear  of the builder's `m_mapSymbolToNear`
 /// @return empty when the contract has none
-Text FindNearSymbol(const CContractBuilder& contracts, TextView strSymbol);
+Text FindNearSymbol(CTextFinder& symbolToNear, TextView strSymbol);
 
-/// Makes one row after the other in the same buffer. Belongs to one thread.
+/// Makes one row after the other in the same buffer. Belongs to one thread, and the sources don't change under it.
 class CSymbolSearchRow {
 public:
     /// Columns of a contract with a display name, and of a synthetic underlying.
-    static constexpr const char16_t* CONTRACT_FIELDS =
+    static constexpr TextView CONTRACT_FIELDS =
         u"Symbol,Name,SearchID,SearchName,Exchange,Product,ExpDate,LongMargin,ShortMargin,HotSymbol,NearSymbol,BULimit,"
         u"SULimit,BUnit,SUnit,Spell,SetPRIADJ,Underlying,Instrument,MainType,Type,TypeNum,Status,TimeStamp";
-    static constexpr const char16_t* SYNTHETIC_FIELDS =
+    static constexpr TextView SYNTHETIC_FIELDS =
         u"Symbol,Name,SearchName,Exchange,Product,ExpDate,Type,TypeNum,Status,TimeStamp";
 
     /// @param strTimeStamp  seconds since 1970, as decimal text
-    CSymbolSearchRow(const SymbolSearchSources& sources, Text strTimeStamp)
-        : m_sources(sources), m_strTimeStamp(std::move(strTimeStamp)) {}
+    CSymbolSearchRow(const SymbolSearchSources& sources, Text strTimeStamp);
 
     /// @param strNear  what `FindNearSymbol` gives
     /// @return valid until the next call
@@ -59,9 +60,19 @@ private:
     void AppendSecurity(TextView strSymbol, const Parts& parts);
     void End(TextView strSymbol);
 
-    const SymbolSearchSources m_sources;
+    const StockLimitMap& m_stocks;
     const Text m_strTimeStamp;
     Text m_strRow;
+    // Contracts come in the order in which these were filled, and those of a product one behind the other.
+    CTextFinder m_expireDate;
+    CTextFinder m_longMargin;
+    CTextFinder m_shortMargin;
+    CTextFinder m_symbolToHot;
+    CTextFinder m_symbolToInstrument;
+    CTextFinder m_pinyin;
+    CTextFinder m_mainType;
+    CTextFinder m_optionSetPriAdj;
+    CTextFinder m_underlying;
 };
 
 }  // namespace qvant

@@ -99,19 +99,20 @@ Text GetSymbolType(TextView strSymbol) {
     const TextView strClass = NextTokenView(strSymbol, u".", nPosition);
     const auto pFound = std::find(arClasses.begin(), arClasses.end(), strClass);
     // A class without a number of its own shows where the reading stopped: the search table's readers know it so.
-    const auto nNumber = pFound == arClasses.end() ? nPosition : static_cast<int>(pFound - arClasses.begin()) + 1;
-    return Format(u"%s,%d", strClass, nNumber);
+    if (pFound == arClasses.end()) return Format(u"%s,%d", strClass, nPosition);
+    const auto chNumber = static_cast<char16_t>(u'1' + (pFound - arClasses.begin()));
+    return Concatenate({strClass, u",", TextView(&chNumber, 1)});
 }
 
 Text MakeSearchId(TextView strSymbol) {
     const SymbolFields fields = SplitSymbol(strSymbol);
-    if (fields.strClass == u"S") return Format(u"%s.%s", fields.strProduct, fields.strExchange);
+    if (fields.strClass == u"S") return Concatenate({fields.strProduct, u".", fields.strExchange});
     const OptionFields option = SplitOption(fields.strRest);
     const TextView strMonth = Right(option.strMonth, 4);
-    if (fields.strClass == u"F") return Format(u"%s.%s %s", fields.strExchange, fields.strProduct, strMonth);
+    if (fields.strClass == u"F") return Concatenate({fields.strExchange, u".", fields.strProduct, u" ", strMonth});
     if (fields.strClass == u"O") {
-        return Format(u"%s.%s.%s%s.%s", fields.strProduct, strMonth, option.strRight, option.strStrike,
-                      fields.strExchange);
+        return Concatenate(
+            {fields.strProduct, u".", strMonth, u".", option.strRight, option.strStrike, u".", fields.strExchange});
     }
     return Text(strSymbol);
 }

@@ -50,9 +50,20 @@ TEST(Narrow, IsTheWayBackOfWiden) {
     EXPECT_EQ(Narrow(Widen(strBytes)), strBytes);
 }
 
+TEST(Narrow, FindsACharacterThatIsntAsciiAtAnyPlaceOfALongText) {
+    for (const std::string_view strCharacter : {"\xC3\xA9", "\xE2\x82\xAC", "\xF0\x9F\x98\x80"}) {
+        for (std::size_t i = 0; i <= 40; ++i) {
+            std::string strBytes(40, 'x');
+            strBytes.insert(i, strCharacter);
+            EXPECT_EQ(Narrow(Widen(strBytes)), strBytes) << i;
+        }
+    }
+}
+
 TEST(Narrow, ReplacesALoneSurrogate) {
     EXPECT_EQ(Narrow(Text{u'a', 0xD83D, u'z'}), "a\xEF\xBF\xBDz");
     EXPECT_EQ(Narrow(Text{0xDC00}), "\xEF\xBF\xBD");
+    EXPECT_EQ(Narrow(Text(15, u'x') + char16_t{0xD83D} + u'z'), std::string(15, 'x') + "\xEF\xBF\xBDz");
 }
 
 TEST(Utf16Bytes, AreLittleEndianWithoutAMark) {

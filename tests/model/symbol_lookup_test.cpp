@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 
+#include "base/format.h"
 #include "platform/stop.h"
 #include "support/scratch_folder.h"
 #include "symbol_sources.h"
@@ -29,7 +30,14 @@ public:
     std::int64_t NowMilliseconds() const override { return 1768000000123; }
 };
 
-class CSilentReceiver : public CDataBaseEventReceiver {};
+class CReceiver : public CDataBaseEventReceiver {
+public:
+    void OnWriteLog(const Text&) override {
+        if (m_onLog) m_onLog();
+    }
+
+    std::function<void()> m_onLog;
+};
 
 class SymbolLookup : public testing::Test {
 protected:
@@ -116,7 +124,7 @@ protected:
     test::SymbolSources m_model;
     StockLimitMap m_stocks;
     CFixedClock m_clock;
-    CSilentReceiver m_receiver;
+    CReceiver m_receiver;
     platform::CEvent m_event{platform::CEvent::Reset::Manual, true};
     std::optional<CRecordDatabases> m_databases;
 };
@@ -317,6 +325,49 @@ TEST_F(SymbolLookup, LeavesTheDatabaseAsItWasWhenAStopComesInTheMiddle) {
     // The next run does what this one didn't.
     Make();
     EXPECT_THAT(Query("SELECT count(*) FROM SymbolSearch"), ElementsAre("4"));
+}
+
+TEST_F(SymbolLookup, LeavesTheDatabaseAsItWasWhenAStopComesInTheMiddleOfALongList) {
+    Make();
+    AddRows();
+    // The database tells once of a row with too many fields, at the moment when it is entered.
+    for (int i = 0; i < 20'000; ++i) {
+        Add(Format(u"QV.F.CME.P%04d.202612", i), i < 10'000 ? u"short" : u"one,two,three,four");
+    }
+    m_model.state.m_strVersion = u"s2";
+    std::stop_source stop;
+    m_receiver.m_onLog = [&stop] { stop.request_stop(); };
+    {
+        const platform::CStopScope scope(stop.get_token());
+        Make();
+    }
+    ASSERT_TRUE(stop.stop_requested());
+    EXPECT_THAT(Query("SELECT Version FROM Lumivale WHERE Name='Security'"), ElementsAre("s1"));
+    EXPECT_THAT(Query("SELECT count(*) FROM SymbolSearch"), ElementsAre("3"));
+    Make();
+    EXPECT_THAT(Query("SELECT count(*) FROM SymbolSearch"), ElementsAre("20003"));
+}
+
+TEST_F(SymbolLookup, BuildsALongListAnewWhenARowInTheMiddleIsRefused) {
+    Make();
+    AddRows();
+    for (int i = 0; i < 20'000; ++i) {
+        const Text strSymbol = Format(u"QV.F.CME.P%04d.202612", i);
+        Add(strSymbol, u"name");
+        m_model.contracts.m_mapSymbolToNear[strSymbol] = Format(u"QV.F.CME.P%04d.Front1", i);
+    }
+    Query(
+        "CREATE TRIGGER refuse BEFORE INSERT ON SymbolSearch WHEN NEW.Symbol='QV.F.CME.P9000.202612' "
+        "BEGIN SELECT RAISE(ABORT, 'no'); END");
+    m_model.state.m_strVersion = u"s2";
+    m_model.host.m_arLog.clear();
+    Make();
+    EXPECT_TRUE(HasLineFrom(u"MakeSymbolLookupList InsertDBRecord(0):QV.F.CME.P9000.202612,"));
+    EXPECT_THAT(m_model.host.m_arLog, Contains(u"MakeSymbolLookupList delete db file!"));
+    EXPECT_THAT(Query("SELECT count(*) FROM SymbolSearch WHERE rowid = 3 + 1 + substr(Symbol, 11, instr(substr(Symbol, "
+                      "11), '.') - 1) OR rowid <= 3"),
+                ElementsAre("20003"));
+    EXPECT_EQ(Near().size(), 2 * 20'001U);
 }
 
 TEST_F(SymbolLookup, FillsTheInstrumentsWithoutADatabase) {

@@ -12,13 +12,20 @@ class SymbolSearchRow : public testing::Test {
 protected:
     /// The row of a contract by column; the type and its number are two of them.
     std::map<Text, Text> Contract(TextView strSymbol) {
-        const Text strNear = FindNearSymbol(m_model.contracts, strSymbol);
+        CTextFinder symbolToNear(m_model.contracts.m_mapSymbolToNear);
         const Text& strName = m_model.contracts.m_mapSymbolToName.at(strSymbol);
-        return ByColumn(CSymbolSearchRow::CONTRACT_FIELDS, m_row.MakeContract(strSymbol, strName, strNear));
+        CSymbolSearchRow row = MakeRow();
+        return ByColumn(CSymbolSearchRow::CONTRACT_FIELDS,
+                        row.MakeContract(strSymbol, strName, FindNearSymbol(symbolToNear, strSymbol)));
     }
     std::map<Text, Text> Synthetic(TextView strSymbol) {
         const Text& strName = m_model.contracts.m_mapSynuSymbolToName.at(strSymbol);
-        return ByColumn(CSymbolSearchRow::SYNTHETIC_FIELDS, m_row.MakeSynthetic(strSymbol, strName));
+        CSymbolSearchRow row = MakeRow();
+        return ByColumn(CSymbolSearchRow::SYNTHETIC_FIELDS, row.MakeSynthetic(strSymbol, strName));
+    }
+    /// Of what the model holds at this moment.
+    CSymbolSearchRow MakeRow() {
+        return {{m_model.contracts, m_model.lists, m_model.securities, m_stocks}, u"1768000000"};
     }
 
     static std::map<Text, Text> ByColumn(TextView strColumns, TextView strRow) {
@@ -33,7 +40,6 @@ protected:
 
     test::SymbolSources m_model;
     StockLimitMap m_stocks;
-    CSymbolSearchRow m_row{{m_model.contracts, m_model.lists, m_model.securities, m_stocks}, u"1768000000"};
 };
 
 TEST_F(SymbolSearchRow, OfAFutureHoldsAllThatTheModelKnowsOfIt) {
@@ -46,8 +52,9 @@ TEST_F(SymbolSearchRow, OfAFutureHoldsAllThatTheModelKnowsOfIt) {
     m_model.contracts.m_mapSymbolToInstrument[u"QV.F.CME.ES.202612"] = u"ESZ6";
     m_model.securities.m_mapPinyin[u"QV.F.CME.ES"] = u"bp";
     m_model.lists.m_mapUnderlying[u"QV.F.CME.ES"] = u"QV.S.CME.SPX";
-    m_row.MakeContract(u"QV.F.CME.ES.202612", u"x", u"");  // a row before leaves nothing behind
-    EXPECT_EQ(m_row.MakeContract(u"QV.F.CME.ES.202612", u"S&P 500 2612", u"QV.F.CME.ES.Front1"),
+    CSymbolSearchRow row = MakeRow();
+    row.MakeContract(u"QV.F.CME.ES.202612", u"x", u"");  // a row before leaves nothing behind
+    EXPECT_EQ(row.MakeContract(u"QV.F.CME.ES.202612", u"S&P 500 2612", u"QV.F.CME.ES.Front1"),
               u"QV.F.CME.ES.202612,S&P 500 2612,CME.ES 2612,S&P5002612,CME,ES,20261218,13200,13300,QV.F.CME.ES.HOT,"
               u"QV.F.CME.ES.Front1,0,0,0,0,bp,,QV.S.CME.SPX,ESZ6,,F,1,1,1768000000");
 }
