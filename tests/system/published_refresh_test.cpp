@@ -23,9 +23,9 @@ using ::testing::MatchesRegex;
 using ::testing::Not;
 using ::testing::StartsWith;
 
-class RefreshRoadTest : public ::testing::Test {
+class PublishedRefreshTest : public ::testing::Test {
 protected:
-    RefreshRoadTest() {
+    PublishedRefreshTest() {
         m_folder.Write("terminal/ComShared/cities.txt", "Taipei,Taipei Standard Time\n");
         m_folder.Write("world/world.json", R"({"version":"test"})");
         WriteSecurity("08:45");
@@ -100,7 +100,7 @@ protected:
     std::optional<CHostProcess> m_host;
 };
 
-TEST_F(RefreshRoadTest, ThatFindsNewsUpdatesTheTablesAndTellsWhoWatchesThem) {
+TEST_F(PublishedRefreshTest, ThatFindsNewsUpdatesTheTablesAndTellsWhoWatchesThem) {
     CHostProcess& host = SignIn();
     const std::string strOther = StoredVersion("INDEX.Version");
     host.Ask("watch Security.Info");
@@ -119,7 +119,7 @@ TEST_F(RefreshRoadTest, ThatFindsNewsUpdatesTheTablesAndTellsWhoWatchesThem) {
     EXPECT_THAT(host.GetEvents("OnUpdate"), Contains(HasSubstr(R"("table":"Contract.List")")));
 }
 
-TEST_F(RefreshRoadTest, WithoutNewsTouchesNoTable) {
+TEST_F(PublishedRefreshTest, WithoutNewsTouchesNoTable) {
     CHostProcess& host = SignIn();
     for (const char* pszTable : {"Security.Info", "Contract.List", "OpenTimeExchange", "HOTMONTHTABLE"}) {
         EXPECT_EQ(host.AskForError(std::string("watch ") + pszTable), "");
@@ -130,7 +130,7 @@ TEST_F(RefreshRoadTest, WithoutNewsTouchesNoTable) {
     EXPECT_THAT(host.GetEvents("OnUpdate"), testing::IsEmpty());
 }
 
-TEST_F(RefreshRoadTest, IsSeenInTheTimersAndThePassesThatAreLeft) {
+TEST_F(PublishedRefreshTest, IsSeenInTheTimersAndThePassesThatAreLeft) {
     CHostProcess& host = SignIn();
     EXPECT_EQ(host.AskFor("timers", "refresh"),
               R"({"passes":0,"left_of_burst":null,"last_took_ms":null,"running":false})");
@@ -153,14 +153,14 @@ TEST_F(RefreshRoadTest, IsSeenInTheTimersAndThePassesThatAreLeft) {
     EXPECT_EQ(ToJson(host.Ask("timers")["timers"]), R"({"total":0,"rows":[]})");
 }
 
-TEST_F(RefreshRoadTest, GoesToTheServerThatTheHostShowsInUse) {
+TEST_F(PublishedRefreshTest, GoesToTheServerThatTheHostShowsInUse) {
     CHostProcess& host = SignIn();
     EXPECT_EQ(host.AskFor("servers", "servers"),
               R"({"total":1,"rows":[{"rank":1,"url":")" + m_server->GetUrl() +
                   R"(","state":"untested","latency_ms":null,"handicap_ms":null,"in_use":true}]})");
 }
 
-TEST_F(RefreshRoadTest, ShowsItsProgressAtThePrompt) {
+TEST_F(PublishedRefreshTest, ShowsItsProgressAtThePrompt) {
     std::vector<std::string> arCommand = MakeOptions();
     arCommand.insert(arCommand.begin(), ProgramPath("lumivale-host"));
     CTerminal terminal(arCommand);
