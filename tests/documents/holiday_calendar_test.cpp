@@ -1,5 +1,9 @@
 #include "documents/holiday_calendar.h"
 
+#include <new>
+#include <random>
+#include <thread>
+
 #include "documents/holiday_fixture.h"
 
 namespace qvant::test {
@@ -280,6 +284,39 @@ TEST_F(HolidayTest, AStopInTheMiddleOfTheWritingLeavesBothCopiesAsTheyWere) {
     Fetch("20240103\tH\tCME");
     EXPECT_THAT(QueryRows(), ElementsAre("20240103/H/CME")) << "the batch that was given up is in nobody's way";
     EXPECT_EQ(GetKept(u"20240103"), u"H,CME");
+}
+
+/// A host that has no memory left for the log line that begins so.
+class CExhaustedHost : public CTestHost {
+public:
+    void LogMessage(TextView strText) override {
+        if (!m_strFails.empty() && strText.starts_with(m_strFails)) throw std::bad_alloc();
+        CTestHost::LogMessage(strText);
+    }
+    Text m_strFails;
+};
+
+TEST_F(HolidayTest, AFailureInTheMiddleStillEndsTheFetchAndTheNextOneSucceeds) {
+    CExhaustedHost host;
+    CBaseData& working = host.MakeTable(u"Holiday");
+    CErrorReport errors(host, m_clock);
+    CHolidayCalendar calendar({host, m_receiver, m_session, errors, m_storage, m_clock, m_eventHolidayReady});
+    ASSERT_EQ(calendar.OpenHolidayDb(m_folder / "home/", u"Sample"), 1);
+    calendar.SetTradingDayURL(u"http://127.0.0.1:1/|" + m_server.GetUrl());
+    for (const Text strFails : {u"GetHoliday Begin", u"http", u"GetHoliday fail:", u"GetHoliday Update:"}) {
+        host.Forget();
+        host.m_strFails = strFails;
+        calendar.GetHoliday(&working);
+        EXPECT_THAT(host.GetLog(), Contains("GetHoliday End")) << Narrow(strFails);
+        EXPECT_TRUE(m_eventHolidayReady.IsSet());
+        EXPECT_EQ(working.GetString(u"20240101"), u"");
+        const bool bTold = strFails == u"GetHoliday fail:";
+        EXPECT_EQ(host.HasLogged("PostErrorMsg:InternetOpenUrl Fail, Error : 12029"), bTold) << Narrow(strFails);
+    }
+    host.m_strFails = u"GetHoliday End";
+    calendar.GetHoliday(&working);
+    EXPECT_TRUE(m_eventHolidayReady.IsSet());
+    EXPECT_EQ(working.GetString(u"20240101"), u"H,CME|CBOT");
 }
 
 TEST_F(HolidayTest, TheLoopFetchesEveryHundredMinutesUntilItIsToldToStop) {
