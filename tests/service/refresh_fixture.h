@@ -97,7 +97,7 @@ protected:
     CSession m_session{m_clock};
     CServerList m_servers;
     CErrorReport m_errors{m_host, m_clock};
-    CStorageTables m_storage{m_host, m_state, [] {}};
+    CStorageTables m_storage{m_host, m_state, {}};
     CTimeZones m_zones;
     CExchangeTimes m_times{m_zones, m_clock};
     CSecuritiesParser m_parser{m_host, m_times};

@@ -85,7 +85,7 @@ protected:
         plan(8 * 60 + 10, [this] { SignIn(); });
         plan(20 * 60 + 40, [this] { SignIn(); });
         plan(minute(m_random), [this] { SetAnyLanguage(); });
-        for (const char* pszDocument : {"securities", "contracts FUTURES", "contracts STOCKS", "stocks"}) {
+        for (const char* pszDocument : {"securities", "contracts FUTURES", "contracts STOCKS", "stocks", "rates", "holidays"}) {
             if (m_random() % 2 == 0) plan(minute(m_random), [this, pszDocument] { m_world.Publish(pszDocument); });
         }
         const std::size_t nServer = server(m_random);
