@@ -115,7 +115,7 @@ TEST_F(RefreshTest, TheRequestIdCarriesTheTimersName) {
     m_clock.Advance(50 + MINUTE);
     const auto arTargets = m_server.GetTargets();
     ASSERT_EQ(arTargets.size(), nBefore + 6);
-    for (const auto& [nTarget, pszWord] : {std::pair{0, "Timer100"}, {2, "Timer101"}, {4, "Timer102"}}) {
+    for (const auto& [nTarget, pszWord] : {std::pair{0U, "Timer100"}, {2U, "Timer101"}, {4U, "Timer102"}}) {
         EXPECT_THAT(arTargets[nBefore + nTarget], AllOf(StartsWith("/OutsideData_"), HasSubstr(pszWord)));
         EXPECT_THAT(arTargets[nBefore + nTarget + 1], StartsWith("/Classification_"));
     }
