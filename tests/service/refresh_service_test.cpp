@@ -19,6 +19,8 @@ using Clock = std::chrono::steady_clock;
 constexpr std::int64_t PERIOD = 2'220'000;
 constexpr std::int64_t MINUTE = 60'000;
 constexpr std::chrono::milliseconds STOP_LIMIT{500};
+/// Sleepers by the clock beside the timers, once a user is signed in: the loop of the holiday calendar.
+constexpr std::size_t CALENDAR = 1;
 
 /// The service at a clock that the test drives, with one contract list. "TXF" is reset at 08:30 in Taipei.
 class RefreshingService : public ServiceTest {
@@ -61,7 +63,7 @@ protected:
     std::future<void> BeginHangingPass() {
         m_server.Hang();
         const auto nBefore = m_server.GetTargets().size();
-        m_clock.WaitForSleepers(1);
+        m_clock.WaitForSleepers(1 + CALENDAR);
         auto driver = std::async(std::launch::async, [this] { m_clock.Advance(PERIOD); });
         m_server.WaitForQueries(nBefore + 1);
         return driver;
@@ -98,7 +100,7 @@ TEST_F(RefreshingService, TheHostsClockAtAResetTimeStartsABurst) {
     SignIn();
     m_host.Forget();
     TickAt(u"003000");
-    m_clock.WaitForSleepers(2);
+    m_clock.WaitForSleepers(2 + CALENDAR);
     EXPECT_THAT(GetTimers(), ElementsAre(100u, 101u));
     m_server.Publish("8", SECURITIES_8);
     m_clock.Advance(50);
@@ -127,7 +129,7 @@ TEST_F(RefreshingService, BeforeTheSignInTheHostsClockStartsABurstAsWell) {
 TEST_F(RefreshingService, AfterTheStopTheHostsClockStartsNothing) {
     SignIn();
     TickAt(u"003000");
-    m_clock.WaitForSleepers(2);
+    m_clock.WaitForSleepers(2 + CALENDAR);
     Status(SYSTEM_STATUS_STOP);
     TickAt(u"003100");
     EXPECT_THAT(GetTimers(), IsEmpty());
@@ -222,7 +224,7 @@ TEST_F(RefreshingService, BetweenAStopAndTheNextSignInEverythingComesBack) {
     m_clock.Advance(PERIOD);
     EXPECT_EQ(CountPasses(), 1u);
     TickAt(u"003000");
-    m_clock.WaitForSleepers(2);
+    m_clock.WaitForSleepers(2 + CALENDAR);
     m_clock.Advance(10 * MINUTE);
     EXPECT_EQ(CountPasses(), 11u);
     Leave();

@@ -23,6 +23,8 @@ namespace fs = std::filesystem;
 
 constexpr std::int64_t SECOND = 1000;
 constexpr std::int64_t MINUTE = 60 * SECOND;
+/// For each server one of each thread that may fetch at the same time as the others.
+constexpr std::size_t MOST_CONNECTIONS = 5 * CSoakWorld::SERVERS;
 constexpr int MINUTES_A_DAY = CPassModel::MINUTES_A_DAY;
 
 /// Days of the clock; fewer where each step is slow, as under a sanitizer.
@@ -34,7 +36,8 @@ int CountDays() {
 /// What the process holds at one moment.
 struct Holdings {
     std::size_t nHeapBytes = 0;
-    std::size_t nHandles = 0;
+    std::size_t nHandles = 0;      ///< but for sockets
+    std::size_t nConnections = 0;  ///< sockets, those kept for the next request among them
     std::size_t nThreads = 0;
 };
 
@@ -44,7 +47,13 @@ std::size_t CountEntries(const fs::path& path) {
 
 Holdings TakeStock() {
     const auto heap = ::mallinfo2();
-    return {heap.uordblks + heap.hblkhd, CountEntries("/proc/self/fd"), CountEntries("/proc/self/task")};
+    Holdings holdings{.nHeapBytes = heap.uordblks + heap.hblkhd, .nThreads = CountEntries("/proc/self/task")};
+    for (const auto& entry : fs::directory_iterator("/proc/self/fd")) {
+        std::error_code ignored;
+        const bool bSocket = fs::read_symlink(entry.path(), ignored).string().starts_with("socket:");
+        ++(bSocket ? holdings.nConnections : holdings.nHandles);
+    }
+    return holdings;
 }
 
 /// Names the first differences.
@@ -85,7 +94,8 @@ protected:
         plan(8 * 60 + 10, [this] { SignIn(); });
         plan(20 * 60 + 40, [this] { SignIn(); });
         plan(minute(m_random), [this] { SetAnyLanguage(); });
-        for (const char* pszDocument : {"securities", "contracts FUTURES", "contracts STOCKS", "stocks", "rates", "holidays"}) {
+        for (const char* pszDocument :
+             {"securities", "contracts FUTURES", "contracts STOCKS", "stocks", "rates", "holidays"}) {
             if (m_random() % 2 == 0) plan(minute(m_random), [this, pszDocument] { m_world.Publish(pszDocument); });
         }
         const std::size_t nServer = server(m_random);
@@ -186,6 +196,7 @@ TEST_F(SoakTest, AMonthOfMinutesLeavesTheServiceCurrentAndHoldingNothing) {
     ExpectSame(published, PublishFresh());
     EXPECT_LE(static_cast<double>(last.nHeapBytes), 1.01 * static_cast<double>(second.nHeapBytes));
     EXPECT_LE(last.nHandles, second.nHandles);
+    EXPECT_LE(last.nConnections, MOST_CONNECTIONS);
     EXPECT_LE(last.nThreads, second.nThreads);
 }
 

@@ -30,6 +30,8 @@ constexpr const char* STATUS_LOGIN = R"({"do":"status","status":1,"sub":9})";
 constexpr const char* STATUS_STOP = R"({"do":"status","status":1,"sub":4})";
 constexpr const char* SYMBOLS_READY =
     R"({"do":"wait","event":"WriteLog","match":{"line":"MakeSymbolLookupList End."},"after":0,"timeout_ms":30000})";
+constexpr const char* HOLIDAYS_READY =
+    R"({"do":"wait","event":"WriteLog","match":{"line":"GetHoliday End"},"after":0,"timeout_ms":30000})";
 constexpr const char* RIGHTS_READY =
     R"({"do":"wait","event":"WriteLog","match":{"line":"QueryAppsTradePermission-End"},"after":0,"timeout_ms":30000})";
 constexpr const char* ALL_LISTS = R"("FUTURES,期货|OPTIONS,期权|STOCKS,股票")";
@@ -96,6 +98,7 @@ protected:
     void SignIn() {
         EXPECT_EQ(m_host->AskFor(STATUS_LOGIN, "result"), "0");
         EXPECT_EQ(m_host->AskForError(SYMBOLS_READY), "");
+        EXPECT_EQ(m_host->AskForError(HOLIDAYS_READY), "");
     }
     /// Signs in with a host that is killed at a line of the log.
     void KillAt(std::string_view strText) {

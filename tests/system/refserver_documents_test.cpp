@@ -85,6 +85,7 @@ TEST_F(RefserverDocuments, SendsTheCurrencyRatesAsTheFileHasThemWhateverTheClien
         EXPECT_EQ(answer.nStatus, 200);
         EXPECT_EQ(answer.strBody, R"({"RF":{"USD":3.875},"FX":{"USD":{"TWD":"31.2"}},"LastVersion":20261120})");
     }
+    m_world.Write("currency.json", R"({"RF":{"USD":")" + std::string(1000, '1') + R"("}})");
     EXPECT_EQ(Gunzip(Get(*m_pServer, std::string(RATES) + "-1", true).strBody),
               Get(*m_pServer, std::string(RATES) + "-1").strBody);
     EXPECT_EQ(Get(*m_pServer, "/OutsideData_getDocument.do?doc=Other").nStatus, 404);
