@@ -67,8 +67,8 @@ void CSoakTerminal::MakeTables() {
 void CSoakTerminal::SetUser(const Text& strUrls) {
     std::ifstream requests(fs::path(LUMIVALE_SAMPLE) / "users" / "full.jsonl");
     for (std::string strLine; std::getline(requests, strLine);) {
-        rapidjson::Document request;
-        request.Parse(ReplaceServers(strLine, strUrls).c_str());
+        rapidjson::Document document;
+        const rapidjson::Document& request = document.Parse(ReplaceServers(strLine, strUrls).c_str());
         const Text strTable = Widen(request["table"].GetString());
         if (request.HasMember("rows")) {
             std::vector<Text> arRows;
@@ -97,11 +97,13 @@ void CSoakTerminal::SignIn() {
     const int nSymbols = m_host.Count(Line::SymbolsReady);
     const int nCalendars = m_host.Count(Line::CalendarEnded);
     const int nMachines = m_host.Count(Line::MachineKnown);
-    Status(SYSTEM_STATUS_LOGIN);
+    LogIn();
     EXPECT_TRUE(m_host.WaitFor(Line::SymbolsReady, nSymbols + 1));
     EXPECT_TRUE(m_host.WaitFor(Line::CalendarEnded, nCalendars + 1));
     EXPECT_TRUE(m_host.WaitFor(Line::MachineKnown, nMachines + 1));
 }
+
+void CSoakTerminal::LogIn() { Status(SYSTEM_STATUS_LOGIN); }
 
 void CSoakTerminal::StopAndExit() {
     Status(SYSTEM_STATUS_STOP);

@@ -28,6 +28,8 @@ public:
     void Start();
     /// Signs the user in and waits for what goes on behind it.
     void SignIn();
+    /// LOGIN alone: the sign-in ends when the call does.
+    void LogIn();
     void StopAndExit();
 
     CSoakHost& GetHost() { return m_host; }

@@ -9,8 +9,8 @@
 #include <random>
 
 #include <gtest/gtest.h>
-#include <malloc.h>
 
+#include "soak/holdings.h"
 #include "soak/pass_model.h"
 #include "soak/soak_terminal.h"
 #include "soak/soak_world.h"
@@ -31,29 +31,6 @@ constexpr int MINUTES_A_DAY = CPassModel::MINUTES_A_DAY;
 int CountDays() {
     const char* const pszDays = std::getenv("SOAK_DAYS");
     return pszDays ? std::atoi(pszDays) : 30;
-}
-
-/// What the process holds at one moment.
-struct Holdings {
-    std::size_t nHeapBytes = 0;
-    std::size_t nHandles = 0;      ///< but for sockets
-    std::size_t nConnections = 0;  ///< sockets, those kept for the next request among them
-    std::size_t nThreads = 0;
-};
-
-std::size_t CountEntries(const fs::path& path) {
-    return static_cast<std::size_t>(std::distance(fs::directory_iterator(path), fs::directory_iterator()));
-}
-
-Holdings TakeStock() {
-    const auto heap = ::mallinfo2();
-    Holdings holdings{.nHeapBytes = heap.uordblks + heap.hblkhd, .nThreads = CountEntries("/proc/self/task")};
-    for (const auto& entry : fs::directory_iterator("/proc/self/fd")) {
-        std::error_code ignored;
-        const bool bSocket = fs::read_symlink(entry.path(), ignored).string().starts_with("socket:");
-        ++(bSocket ? holdings.nConnections : holdings.nHandles);
-    }
-    return holdings;
 }
 
 /// Names the first differences.

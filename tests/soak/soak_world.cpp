@@ -1,8 +1,11 @@
 #include "soak/soak_world.h"
 
+#include <chrono>
 #include <sstream>
 #include <stdexcept>
 #include <vector>
+
+#include <httplib.h>
 
 namespace qvant::test {
 
@@ -29,6 +32,25 @@ void CSoakWorld::Revive(std::size_t nServer) {
 
 void CSoakWorld::ReviveAll() {
     for (std::size_t n = 0; n < SERVERS; ++n) Revive(n);
+}
+
+void CSoakWorld::HangAt(const std::string& strPath) const {
+    for (const auto& pServer : m_arServers) {
+        if (!PostFaults(*pServer, R"([{"match":")" + strPath + R"(","kind":"hang"}])")) {
+            throw std::runtime_error("a server doesn't take the fault of " + strPath);
+        }
+    }
+}
+
+bool CSoakWorld::WaitForRequest(const std::string& strPath) const {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    while (std::chrono::steady_clock::now() < end) {
+        for (const int nPort : m_arPorts) {
+            const auto result = httplib::Client("127.0.0.1", nPort).Get("/_control/requests");
+            if (result && result->body.find(strPath) != std::string::npos) return true;
+        }
+    }
+    return false;
 }
 
 void CSoakWorld::Publish(const std::string& strDocument) const {

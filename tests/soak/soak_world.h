@@ -26,6 +26,12 @@ public:
     void Revive(std::size_t nServer);
     void ReviveAll();
 
+    /// Has no server answer requests whose path holds the text any more.
+    void HangAt(const std::string& strPath) const;
+    /// Waits until a server has taken a request whose path holds the text.
+    /// @return false when none has after half a minute
+    bool WaitForRequest(const std::string& strPath) const;
+
     /// Gives a document a new version, as its publisher does it.
     /// @param strDocument  as `lumivale-refserver publish` takes it
     void Publish(const std::string& strDocument) const;
