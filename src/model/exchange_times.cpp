@@ -96,6 +96,7 @@ Text CExchangeTimes::FormatTradeSession(TextView strText) {
 }
 
 CExchangeTimes::ZoneTimes* CExchangeTimes::FindZone(TextView strZone) {
+    if (m_zones.GetGeneration() != m_nGeneration) ForgetZones();
     // A security has several times, and its neighbours mostly share its zone.
     if (!m_pLastZone || !IsSame(m_pLastZone->first, strZone)) {
         auto pFound = m_mapZoneTimes.find(strZone);
@@ -109,6 +110,13 @@ CExchangeTimes::ZoneTimes* CExchangeTimes::FindZone(TextView strZone) {
     }
     UpdateDate(*m_pLastZone->second);
     return m_pLastZone->second.get();
+}
+
+/// The zones were read anew, as a further start of the service does: the records that the map points to are gone.
+void CExchangeTimes::ForgetZones() {
+    m_pLastZone = nullptr;
+    m_mapZoneTimes.clear();
+    m_nGeneration = m_zones.GetGeneration();
 }
 
 void CExchangeTimes::UpdateDate(ZoneTimes& times) const {

@@ -65,6 +65,7 @@ private:
     };
 
     ZoneTimes* FindZone(TextView strZone);
+    void ForgetZones();
     void UpdateDate(ZoneTimes& times) const;
     static Converted ConvertInZone(const ZoneTimes& times, int nHour, int nMinute);
     Converted ConvertCached(ZoneTimes& times, int nHour, int nMinute);
@@ -78,6 +79,7 @@ private:
     const CTimeZones& m_zones;
     const platform::IClock& m_clock;
     using ZoneMap = std::unordered_map<Text, std::unique_ptr<ZoneTimes>, TextHash, std::equal_to<>>;
+    std::uint32_t m_nGeneration = 0;  ///< of the zones that the map holds
     ZoneMap m_mapZoneTimes;
     ZoneMap::value_type* m_pLastZone = nullptr;  ///< the one of that map that was last asked for
     std::int64_t m_nMachineSecond = INT64_MIN;

@@ -30,7 +30,8 @@ void CLogin::Run() {
 /// @return false when the service was told to stop meanwhile
 bool CLogin::TakeUser() {
     const platform::CStoppableHold pass(m_parts.lockPass);
-    if (!pass) return false;
+    // Whom a stop wakes may find the lock free.
+    if (!pass || platform::StopRequested()) return false;
     ReadUser();
     const Servers servers = ReadServers();
     TakeTradePermissions();

@@ -21,6 +21,7 @@ Text MakeCityKey(TextView strCity) {
 void CTimeZones::LoadCities(TextView strPath) {
     const auto strText = platform::ReadWholeText(strPath);
     if (!strText) return;
+    ++m_nGeneration;
     for (TextView strRest = *strText; !strRest.empty();) {
         TextView strLine = TrimRight(CutPiece(strRest, u'\n'), u"\r");
         const TextView strCity = CutPiece(strLine, u',');
@@ -32,6 +33,7 @@ void CTimeZones::LoadTimeZones(const platform::IClock& clock) {
     const int nYear = platform::ToUtc(clock.NowMilliseconds()).nYear;
     m_arZoneNames = platform::GetZoneKeys();
     m_mapZones.clear();
+    ++m_nGeneration;
     for (const Text& strName : m_arZoneNames) m_mapZones.emplace(strName, platform::ReadZone(strName, nYear));
 }
 

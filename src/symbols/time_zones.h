@@ -1,6 +1,7 @@
 /// The zones of the machine and the cities of the installation.
 #pragma once
 
+#include <cstdint>
 #include <map>
 #include <unordered_map>
 #include <vector>
@@ -25,6 +26,9 @@ public:
     /// The zone of an upper-case city name; null when the city or its zone isn't known.
     const platform::ZoneRecord* FindCity(TextView strCity) const;
 
+    /// Counts the readings of both: whoever keeps a record knows by it that the records are others now.
+    std::uint32_t GetGeneration() const { return m_nGeneration; }
+
     const std::vector<Text>& GetZoneNames() const { return m_arZoneNames; }
     const TextMap& GetCities() const { return m_mapCities; }
 
@@ -32,6 +36,7 @@ private:
     std::vector<Text> m_arZoneNames;
     std::unordered_map<Text, platform::ZoneRecord, TextHash, std::equal_to<>> m_mapZones;
     TextMap m_mapCities;
+    std::uint32_t m_nGeneration = 0;
 };
 
 }  // namespace qvant

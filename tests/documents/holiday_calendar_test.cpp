@@ -141,10 +141,10 @@ TEST_F(HolidayTest, WideTextWithItsMarkIsTheSameCalendar) {
 }
 
 TEST_F(HolidayTest, ATextEndsAtItsFirstNul) {
-    Fetch(std::string("20240101\tH\tCME\r\n20240102\tH\tC\0BOT\r\n20240103\tH\tCME", 50));
+    using namespace std::string_literals;
+    Fetch("20240101\tH\tCME\r\n20240102\tH\tC\0BOT\r\n20240103\tH\tCME"s);
     EXPECT_THAT(QueryRows(), ElementsAre("20240101/H/CME", "20240102/H/C"));
-    const Text strWide(u"20240104\tH\tCME\0\r\n20240105\tH\tCME", 31);
-    Fetch("\xFF\xFE" + ToUtf16Bytes(strWide) + "x");
+    Fetch("\xFF\xFE" + ToUtf16Bytes(u"20240104\tH\tCME\0\r\n20240105\tH\tCME"s) + "x");
     EXPECT_THAT(QueryRows(), ElementsAre("20240104/H/CME"));
 }
 

@@ -38,6 +38,15 @@ TEST_F(ExchangeTimes, OfTheMachinesZoneMayBeSingle) {
     EXPECT_EQ(m_times.FormatTradeSession(u"1430"), u"06:30");
 }
 
+TEST_F(ExchangeTimes, FollowTheZonesWhenTheyAreReadAnew) {
+    EXPECT_EQ(m_times.ConvertTimeToUtc(u"09:00", u"TAIPEI"), u"01:00");
+    platform::CTestFolder folder;
+    std::ofstream(folder.GetPath() / "cities.txt") << "Taipei,Eastern Standard Time\n";
+    m_world.m_zones.LoadCities(folder / "cities.txt");
+    m_world.m_zones.LoadTimeZones(m_clock);
+    EXPECT_EQ(m_times.ConvertTimeToUtc(u"09:00", u"TAIPEI"), u"14:00");
+}
+
 TEST_F(ExchangeTimes, LoseTheMidnightThatEndsTheLastSessionOnly) {
     const platform::CVariable utc("TZ", "UTC");
     EXPECT_EQ(m_times.FormatTradeSession(u"21:00~00:00"), u"21:00");
