@@ -259,6 +259,7 @@ void ReadHolidays(CArguments& arguments, CRequestMaker& maker) {
             return;
         }
         const Token& token = arguments.Take();
+        if (!token.bQuoted && token.strText == u"first") throw UsageFault();
         const auto nYear = token.bQuoted ? std::nullopt : ParseInteger(token.strText);
         if (std::exchange(nYear ? bYear : bExchange, true)) throw UsageFault();
         if (nYear) {

@@ -101,29 +101,33 @@ void CHolidayCalendar::Take(const Text& strText, CBaseData* pHoliday) {
     Update(strText, Format(u"Main,%s,%s,%s", HOLIDAY_LAYOUT_VERSION, FormatDate(m_parts.clock), strHash), pHoliday);
 }
 
-/// Both copies are written side by side. The database's comes first to the commit, since it is the one that can refuse;
-/// the table's is cancelled then.
+/// The working table gets the text whether or not the database takes it: who trades today needs the days of today. The
+/// next fetch tries the database again then, as the hash is the old one. A stop leaves both as they were.
 void CHolidayCalendar::Update(const Text& strText, const Text& strStamp, CBaseData* pHoliday) {
     m_parts.host.LogMessage(u"GetHoliday Update:" + strStamp);
     std::optional<CTransaction> transaction;
-    if (pHoliday) {
-        transaction.emplace(*pHoliday);
-        transaction->Clear(store::MASK_VALUES);
-    }
-    Text strValue;
+    if (pHoliday) transaction.emplace(*pHoliday);
+    if (transaction && !Fill(strText, *transaction)) return;
     const auto write = [&](const CHolidayDatabase::WriteRow& writeRow) {
-        return ForEachHoliday(strText, [&](const HolidayRow& row) {
-            if (platform::StopRequested() || !writeRow(row)) return false;
-            if (!transaction) return true;
-            strValue.assign(row.strType).append(u",").append(row.strExchanges);
-            transaction->SetValue(row.strDate, strValue);
-            return true;
-        });
+        return ForEachHoliday(strText,
+                              [&](const HolidayRow& row) { return !platform::StopRequested() && writeRow(row); });
     };
-    if (!m_database.Replace(strStamp, write)) return;
-    m_bUnpublished = true;
+    const bool bStored = m_database.Replace(strStamp, write);
+    if (!bStored && platform::StopRequested()) return;
+    m_bUnpublished = bStored;
     if (transaction) m_parts.storage.PublishHolidays(*pHoliday, *transaction);
     m_bUnpublished = false;
+}
+
+/// @return false when a stop came first
+bool CHolidayCalendar::Fill(const Text& strText, CTransaction& transaction) {
+    transaction.Clear(store::MASK_VALUES);
+    Text strValue;
+    return ForEachHoliday(strText, [&](const HolidayRow& row) {
+        strValue.assign(row.strType).append(u",").append(row.strExchanges);
+        transaction.SetValue(row.strDate, strValue);
+        return !platform::StopRequested();
+    });
 }
 
 void CHolidayCalendar::FillFromDatabase(CBaseData& table) {

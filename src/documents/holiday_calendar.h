@@ -59,6 +59,7 @@ private:
     bool AskUrl(const Text& strUrl, Text& strText, Text& strError);
     void Take(const Text& strText, CBaseData* pHoliday);
     void Update(const Text& strText, const Text& strStamp, CBaseData* pHoliday);
+    static bool Fill(const Text& strText, CTransaction& transaction);
 
     const HolidayParts m_parts;
     CHolidayDatabase m_database;

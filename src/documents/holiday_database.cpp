@@ -79,8 +79,17 @@ std::int32_t CHolidayDatabase::Open(const Text& strHomeDir, const Text& strSyste
     CreateTables();
     // The stamp of another layout stays, since it never matches. One that merely couldn't be read may be a good one, of
     // rows that are gone now.
-    if (bDropped && stamp.state == HolidayStamp::State::QueryFailed) m_pDbHoliDay->DeleteRecord(VERSION_TABLE);
+    const bool bMayMatch = bDropped && stamp.state == HolidayStamp::State::QueryFailed;
+    if (bMayMatch && m_pDbHoliDay->DeleteRecord(VERSION_TABLE) != 1) MakeAnew(VERSION_TABLE);
     return 1;
+}
+
+/// A table that can't be emptied is damaged, locked or not to be written. Of a damaged one the whole file goes with the
+/// drop; in the other cases that fails as well, and nothing is lost.
+bool CHolidayDatabase::MakeAnew(TextView strTable) {
+    if (m_pDbHoliDay->DropDatabase(DATABASE, strTable) != 1) return false;
+    CreateTables();
+    return true;
 }
 
 /// Each time, whatever is there.
@@ -122,12 +131,20 @@ HolidayStamp CHolidayDatabase::QueryStamp() {
 
 bool CHolidayDatabase::Replace(TextView strStamp, const std::function<bool(const WriteRow& writeRow)>& write) {
     const std::lock_guard lock(m_mutex);
-    if (!m_pDbHoliDay) return false;
+    bool bEmptied = true;
+    if (m_pDbHoliDay && TryReplace(strStamp, write, bEmptied)) return true;
+    if (bEmptied || !m_pDbHoliDay || platform::StopRequested()) return false;
+    return MakeAnew(VERSION_TABLE) && MakeAnew(HOLIDAY_TABLE) && TryReplace(strStamp, write, bEmptied);
+}
+
+/// @param bEmptied  out: false when a table refused to give up its rows
+bool CHolidayDatabase::TryReplace(TextView strStamp, const std::function<bool(const WriteRow& writeRow)>& write,
+                                  bool& bEmptied) {
     CBatch batch(*this);
-    const bool bWritten = m_pDbHoliDay->DeleteRecord(VERSION_TABLE) == 1 &&
-                          m_pDbHoliDay->InsertRecord(VERSION_TABLE, VERSION_FIELDS, strStamp) == 1 &&
-                          m_pDbHoliDay->DeleteRecord(HOLIDAY_TABLE) == 1 &&
-                          write([this](const HolidayRow& row) { return Insert(row); });
+    bEmptied = m_pDbHoliDay->DeleteRecord(VERSION_TABLE) == 1;
+    bEmptied = bEmptied && m_pDbHoliDay->InsertRecord(VERSION_TABLE, VERSION_FIELDS, strStamp) == 1;
+    bEmptied = bEmptied && m_pDbHoliDay->DeleteRecord(HOLIDAY_TABLE) == 1;
+    const bool bWritten = bEmptied && write([this](const HolidayRow& row) { return Insert(row); });
     return bWritten && !platform::StopRequested() && batch.End();
 }
 

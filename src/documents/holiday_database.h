@@ -61,6 +61,8 @@ private:
     void Connect();
     HolidayStamp QueryStamp();
     void CreateTables();
+    bool MakeAnew(TextView strTable);
+    bool TryReplace(TextView strStamp, const std::function<bool(const WriteRow& writeRow)>& write, bool& bEmptied);
     bool Insert(const HolidayRow& row);
 
     IHost& m_host;

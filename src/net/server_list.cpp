@@ -109,8 +109,10 @@ Text CServerList::GetServer() const {
 ServerListing CServerList::GetListing() const {
     const std::lock_guard lock(m_mutex);
     ServerListing listing{.arServers = {}, .nIndex = m_nServerIndex};
+    bool bFound = false;  // a list may name a server twice
     for (const Text& strServer : m_arServers) {
-        ServerRow row{.strServer = strServer, .measured = {}, .bInUse = strServer == m_strServer};
+        ServerRow row{.strServer = strServer, .measured = {}, .bInUse = !bFound && strServer == m_strServer};
+        bFound = bFound || row.bInUse;
         if (const auto it = m_result.m_mapLatency.find(strServer); it != m_result.m_mapLatency.end()) {
             row.measured = {it->second, m_result.m_mapInterval.at(strServer)};
         }

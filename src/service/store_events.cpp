@@ -79,12 +79,14 @@ void CStoreEvents::StartBurstAt(std::int64_t nSecond) {
 }
 
 void CStoreEvents::OnLanguage(const CBaseData& table) {
-    const Text strCulture = table.GetString(u"AppManager_Culture");
     platform::CStoppableHold data(m_parts.refresh.DataLock);
     if (!data) return;
     const platform::CStoppableHold pass(m_parts.lockPass);
     // Nothing is begun any more that a stop would break off; the next sign-in reads culture and language itself.
     if (!pass || platform::StopRequested()) return;
+    // Read only here: a sign-in that was waited for has taken over what the table held, and an older value mustn't
+    // stand over that.
+    const Text strCulture = table.GetString(u"AppManager_Culture");
     if (!TakeLanguage(strCulture, GetLanguageWord(strCulture))) return;
     data.Release();
     m_calls.loadSymbolWords();

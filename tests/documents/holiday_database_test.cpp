@@ -99,14 +99,14 @@ TEST_F(HolidayTest, AFileThatIsLockedForTheWholeStartLosesNothing) {
         Start();
         EXPECT_TRUE(m_host.HasLogged("Holiday isDrop 3"));
         Fetch("20240103\tH\tCME");
-        EXPECT_EQ(GetWorking(u"20240101"), u"H,CME|CBOT");
+        EXPECT_EQ(GetWorking(u"20240101"), u"H,CME|CBOT") << "the hash can't be read";
     }
     EXPECT_EQ(QueryRows().size(), 2u);
     Fetch();
     EXPECT_THAT(QueryRows(), ElementsAre("20240103/H/CME"));
 }
 
-TEST_F(HolidayTest, AnUpdateThatALockRefusesLeavesBothCopiesAsTheyWereAndTheNextOneMendsIt) {
+TEST_F(HolidayTest, AnUpdateThatALockRefusesReachesTheTablesAndTheNextOneTheFileAsWell) {
     Fetch();
     {
         const CLocker locker(GetFile(), "BEGIN IMMEDIATE");
@@ -115,8 +115,9 @@ TEST_F(HolidayTest, AnUpdateThatALockRefusesLeavesBothCopiesAsTheyWereAndTheNext
         EXPECT_THAT(m_host.GetLog(), Contains(StartsWith("GetHoliday Update:")));
         EXPECT_EQ(m_host.GetLog().back(), "GetHoliday End");
         EXPECT_THAT(m_receiver.m_arLines, Contains(HasSubstr("database is locked")));
-        EXPECT_EQ(GetWorking(u"20240101"), u"H,CME|CBOT");
-        EXPECT_EQ(GetKept(u"20240101"), u"H,CME|CBOT");
+        EXPECT_EQ(GetWorking(u"20240103"), u"H,CME");
+        EXPECT_EQ(GetWorking(u"20240101"), u"");
+        EXPECT_EQ(GetKept(u"20240103"), u"H,CME");
         EXPECT_EQ(QueryRows().size(), 2u);
     }
     Fetch();
@@ -125,12 +126,12 @@ TEST_F(HolidayTest, AnUpdateThatALockRefusesLeavesBothCopiesAsTheyWereAndTheNext
     EXPECT_THAT(QueryRows(), ElementsAre("20240103/H/CME"));
 }
 
-TEST_F(HolidayTest, ACommitThatAReaderRefusesLeavesBothCopiesAsTheyWere) {
+TEST_F(HolidayTest, ACommitThatAReaderRefusesLeavesTheFileAsItWasAndReachesTheTables) {
     Fetch();
     {
         const CLocker reader(GetFile(), "BEGIN; SELECT * FROM Holiday");
         Fetch("20240103\tH\tCME");
-        EXPECT_EQ(GetWorking(u"20240101"), u"H,CME|CBOT");
+        EXPECT_EQ(GetWorking(u"20240103"), u"H,CME");
         EXPECT_EQ(QueryRows().size(), 2u);
     }
     Fetch();
@@ -138,12 +139,12 @@ TEST_F(HolidayTest, ACommitThatAReaderRefusesLeavesBothCopiesAsTheyWere) {
     EXPECT_THAT(QueryRows(), ElementsAre("20240103/H/CME"));
 }
 
-TEST_F(HolidayTest, ATableThatRefusesARowKeepsAllOfThem) {
+TEST_F(HolidayTest, ATableThatRefusesARowKeepsAllOfItsOwn) {
     Fetch();
     Query("CREATE TRIGGER no BEFORE INSERT ON Holiday WHEN new.Date = '20240104' BEGIN SELECT RAISE(ABORT, 'no'); END");
     Fetch("20240103\tH\tCME\r\n20240104\tH\tCME\r\n20240105\tH\tCME");
     EXPECT_THAT(QueryRows(), ElementsAre("20240101/H/CME|CBOT", "20240102/E/HKF"));
-    EXPECT_THAT(GetDates(), UnorderedElementsAre(u"20240101", u"20240102"));
+    EXPECT_THAT(GetDates(), UnorderedElementsAre(u"20240103", u"20240104", u"20240105"));
     Query("DROP TRIGGER no");
     Fetch();
     EXPECT_EQ(QueryRows().size(), 3u);
@@ -157,7 +158,7 @@ void SetWriteVersion(const fs::path& file, char chVersion) {
     stream.put(chVersion);
 }
 
-TEST_F(HolidayTest, AFileThatCantBeWrittenServesWhatItHasAndTakesNothing) {
+TEST_F(HolidayTest, AFileThatCantBeWrittenKeepsWhatItHasAndHoldsUpNobody) {
     Fetch();
     m_calendar.reset();
     SetWriteVersion(GetFile(), 3);
@@ -166,13 +167,29 @@ TEST_F(HolidayTest, AFileThatCantBeWrittenServesWhatItHasAndTakesNothing) {
     EXPECT_THAT(m_host.GetLog(), Not(Contains(StartsWith("Holiday isDrop"))));
     Fetch("20240103\tH\tCME");
     EXPECT_THAT(m_receiver.m_arLines, Contains(HasSubstr("readonly database")));
-    EXPECT_EQ(GetWorking(u"20240101"), u"H,CME|CBOT");
+    EXPECT_EQ(GetWorking(u"20240103"), u"H,CME");
     EXPECT_EQ(QueryRows().size(), 2u);
     m_calendar.reset();
     SetWriteVersion(GetFile(), 1);
     Start();
     Fetch();
     EXPECT_EQ(GetWorking(u"20240103"), u"H,CME");
+}
+
+TEST_F(HolidayTest, AFileThatIsDamagedInsideIsMadeAnewByTheNextUpdate) {
+    constexpr std::size_t PAGE = 8192;  // each table begins on a page of its own, behind the first
+    for (std::size_t nPage = 1; nPage <= 2; ++nPage) {
+        Fetch("20240101\tH\tCME");
+        m_calendar.reset();
+        std::string strBytes = m_folder.Read("home/Data/API/OBHoliday.db");
+        ASSERT_GE(strBytes.size(), (nPage + 1) * PAGE);
+        strBytes.replace(nPage * PAGE, PAGE, PAGE, 'j');
+        m_folder.Write("home/Data/API/OBHoliday.db", strBytes);
+        Start();
+        Fetch("20240103\tH\tCME");
+        EXPECT_EQ(GetWorking(u"20240103"), u"H,CME") << nPage;
+        EXPECT_THAT(QueryRows(), ElementsAre("20240103/H/CME")) << nPage;
+    }
 }
 
 TEST_F(HolidayTest, AFileThatWasDeletedMeanwhileIsMadeByTheNextStart) {

@@ -4,7 +4,24 @@
 
 namespace qvant::test {
 
+namespace {
+
+/// The library makes some tables of its own at the first request. That must be over before several servers answer at
+/// once: the thread sanitizer can't see how it keeps them apart.
+void WarmUp() {
+    httplib::Server server;
+    const int nPort = server.bind_to_any_port("127.0.0.1");
+    std::thread thread([&server] { server.listen_after_bind(); });
+    httplib::Client("127.0.0.1", nPort).Get("/");
+    server.stop();
+    thread.join();
+}
+
+}  // namespace
+
 CDocumentServer::CDocumentServer() {
+    static std::once_flag warmedUp;
+    std::call_once(warmedUp, WarmUp);
     m_server.set_tcp_nodelay(true);
     for (const char* pszPath : {"/OutsideData_getMainForm.do", "/OutsideData_getMainLastVer.do",
                                 "/Classification_getClassification.do", "/OutsideData_getDocument.do"}) {

@@ -107,8 +107,18 @@ void CDrivenClock::Settle() const {
     }
 }
 
+void CDrivenClock::Expect(Expected expected) {
+    const std::lock_guard lock(m_mutexExpected);
+    m_expected = std::move(expected);
+}
+
+std::optional<std::vector<std::int64_t>> CDrivenClock::AskExpected() const {
+    const std::lock_guard lock(m_mutexExpected);
+    return m_expected ? m_expected() : std::vector<std::int64_t>();
+}
+
 bool CDrivenClock::IsSettled() const {
-    auto expected = m_expected ? m_expected() : std::vector<std::int64_t>();
+    auto expected = AskExpected();
     if (!expected) return false;
     const std::lock_guard lock(m_mutex);
     if (m_nAwake > 0) return false;

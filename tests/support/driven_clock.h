@@ -29,8 +29,9 @@ public:
     std::int64_t TickMilliseconds() const override;
     bool SleepUntilTick(std::int64_t nTick) const override;
 
-    /// Who is to sleep before the clock moves on. Without it only those count that have slept before.
-    void Expect(Expected expected) { m_expected = std::move(expected); }
+    /// Who is to sleep before the clock moves on. Without it only those count that have slept before. The one that was
+    /// given before isn't asked any more when this returns.
+    void Expect(Expected expected);
 
     void AdvanceTo(std::int64_t nTick);
     void Advance(std::int64_t nMilliseconds) { AdvanceTo(TickMilliseconds() + nMilliseconds); }
@@ -55,9 +56,11 @@ private:
     };
 
     void NoteReturn() const;
+    std::optional<std::vector<std::int64_t>> AskExpected() const;
     bool IsSettled() const;
     bool ReleaseNext(std::int64_t nTick);
 
+    mutable std::mutex m_mutexExpected;  ///< guards the next one, while it is asked as well
     Expected m_expected;
     mutable std::mutex m_mutex;  ///< guards the rest
     mutable std::condition_variable_any m_changed;
