@@ -19,7 +19,8 @@ Text Print(const char* pszFormat, Arguments... arguments) {
 
 Text ShowDuration(std::int64_t nDuration) {
     if (nDuration < SECOND) return Print("%lld ms", static_cast<long long>(nDuration));
-    if (nDuration < MINUTE) return Print("%.1f s", static_cast<double>(nDuration / 100) / 10);
+    const auto nTenths = static_cast<long long>(nDuration / 100);
+    if (nDuration < MINUTE) return Print("%lld.%lld s", nTenths / 10, nTenths % 10);
     const auto nUnit = nDuration < HOUR ? MINUTE : HOUR;
     const auto nWhole = static_cast<long long>(nDuration / nUnit);
     const auto nRest = static_cast<long long>(nDuration % nUnit / (nUnit / 60));

@@ -33,11 +33,9 @@ void CRefreshPass::Take(TextView strLine) {
         m_bFailed = true;
     } else if (Is(u"QuerySecuritiesInfo-Start Url:")) {
         Ask(u"securities");
-    } else if (Is(u"QuerySecuritiesInfo have SecuritiesInfo")) {
-        SetAnswer(Answer::News);
     } else if (Is(u"QueryContractList-Start:")) {
         Ask(strLine);
-    } else if (Is(u"QueryContractList-SaveVer:")) {
+    } else if (Is(u"QuerySecuritiesInfo have SecuritiesInfo") || Is(u"QueryContractList-SaveVer:")) {
         SetAnswer(Answer::News);
     } else if (Is(u"QuerySecuritiesInfo Fail:") || Is(u"QuerySecuritiesInfo-URlError:") ||
                Is(u"QueryContractList Fail:") || Is(u"QueryContractList-URlError:") ||

@@ -132,6 +132,7 @@ std::vector<Publication> PublishVersioned(const PublishOptions& options, const W
     RaiseVersions(options, arDocuments);
     const World after = ReadWorld(options.data);
     std::vector<Publication> arPublications;
+    arPublications.reserve(arDocuments.size());
     for (const auto& strDocument : arDocuments) {
         arPublications.push_back({strDocument, FindVersion(before, strDocument), FindVersion(after, strDocument)});
     }

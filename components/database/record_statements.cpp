@@ -19,7 +19,8 @@ void CheckName(TextView strName) {
 
 /// Compares at once; the library compares wide text unit by unit, and the fields of an insert are long.
 bool IsSame(const Text& strA, TextView strB) {
-    return strA.size() == strB.size() && (strA.empty() || std::memcmp(strA.data(), strB.data(), strB.size() * sizeof(char16_t)) == 0);
+    return strA.size() == strB.size() &&
+           (strA.empty() || std::memcmp(strA.data(), strB.data(), strB.size() * sizeof(char16_t)) == 0);
 }
 
 std::string Join(const std::vector<std::string>& arPieces, std::string_view strBetween, std::string_view strBehind) {

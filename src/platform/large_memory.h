@@ -23,7 +23,7 @@ public:
 
     CLargeArrayAllocator() = default;
     template <class U>
-    CLargeArrayAllocator(const CLargeArrayAllocator<U>&) {}
+    explicit CLargeArrayAllocator(const CLargeArrayAllocator<U>&) {}
 
     T* allocate(std::size_t nCount) {
         if (nCount < LARGE_ARRAY / sizeof(T)) return static_cast<T*>(::operator new(nCount * sizeof(T)));
