@@ -6,6 +6,7 @@
 #include <set>
 #include <thread>
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -102,6 +103,22 @@ TEST(FileExists, IsTrueForFilesAndFolders) {
     EXPECT_FALSE(FileExists(folder / "file"));
     ASSERT_TRUE(WriteNewFile(folder / "file", ""));
     EXPECT_TRUE(FileExists(folder / "file"));
+}
+
+TEST(GetLastWriteTime, IsThatOfTheFileInWholeSeconds) {
+    const CTestFolder folder;
+    ASSERT_TRUE(WriteNewFile(folder / "file", "some"));
+    for (const std::int64_t nSeconds : {1'583'500'000LL, 0LL, -86'400LL}) {
+        const timespec arTimes[] = {{nSeconds, 0}, {nSeconds, 999'999'999}};
+        ASSERT_EQ(utimensat(AT_FDCWD, Narrow(folder / "file").c_str(), arTimes, 0), 0);
+        EXPECT_EQ(GetLastWriteTime(folder / "file"), nSeconds);
+    }
+}
+
+TEST(GetLastWriteTime, IsNothingWithoutAFile) {
+    const CTestFolder folder;
+    EXPECT_EQ(GetLastWriteTime(folder / "file"), std::nullopt);
+    EXPECT_EQ(GetLastFileError(), ENOENT);
 }
 
 TEST(ReadWholeFile, GivesEveryByte) {
