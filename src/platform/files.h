@@ -1,6 +1,7 @@
 /// Files and folders. Paths are wide text with "/"; nothing here throws but for memory.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -32,6 +33,9 @@ bool CanReadFile(TextView strPath);
 
 /// Whether there is anything of that name, readable or not.
 bool FileExists(TextView strPath);
+
+/// When the file was last written, in whole seconds since 1970; nothing when there is none of that name.
+std::optional<std::int64_t> GetLastWriteTime(TextView strPath);
 
 /// The whole file; nothing when it can't be read to its end.
 std::optional<std::string> ReadWholeFile(TextView strPath);

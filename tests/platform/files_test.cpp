@@ -106,6 +106,22 @@ TEST(FileExists, IsTrueForFilesAndFolders) {
     EXPECT_TRUE(FileExists(folder / "file"));
 }
 
+TEST(GetLastWriteTime, IsThatOfTheFileInWholeSeconds) {
+    const CTestFolder folder;
+    ASSERT_TRUE(WriteNewFile(folder / "file", "some"));
+    for (const std::int64_t nSeconds : {1'583'500'000LL, 0LL, -86'400LL}) {
+        const timespec arTimes[] = {{nSeconds, 0}, {nSeconds, 999'999'999}};
+        ASSERT_EQ(utimensat(AT_FDCWD, Narrow(folder / "file").c_str(), arTimes, 0), 0);
+        EXPECT_EQ(GetLastWriteTime(folder / "file"), nSeconds);
+    }
+}
+
+TEST(GetLastWriteTime, IsNothingWithoutAFile) {
+    const CTestFolder folder;
+    EXPECT_EQ(GetLastWriteTime(folder / "file"), std::nullopt);
+    EXPECT_EQ(GetLastFileError(), ENOENT);
+}
+
 TEST(ReadWholeFile, GivesEveryByte) {
     const CTestFolder folder;
     for (const std::size_t nSize : {0U, 1U, 4'095U, 4'096U, 4'097U, 1'000'000U}) {

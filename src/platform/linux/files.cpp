@@ -106,6 +106,13 @@ bool FileExists(TextView strPath) {
     return lstat(ToPath(strPath).c_str(), &status) == 0;
 }
 
+std::optional<std::int64_t> GetLastWriteTime(TextView strPath) {
+    struct stat status {};
+    if (stat(ToPath(strPath).c_str(), &status) == 0) return status.st_mtim.tv_sec;
+    NoteFileError(errno);
+    return std::nullopt;
+}
+
 std::optional<std::string> ReadWholeFile(TextView strPath) {
     struct stat status {};
     const CDescriptor file(OpenToRead(ToPath(strPath), status));
