@@ -40,6 +40,8 @@ public:
         if (rule.tick.nUnits <= 0) Refuse("has a tick that isn't above 0");
         rule.dSwing = ReadPercent(product, "swing");
         rule.dCarry = ReadPercent(product, "carry");
+        const std::string strLike = ReadString(product, "like", m_strWhere);
+        rule.nWay = Hash(strLike.empty() ? strKey : strLike);
         rule.first = m_first;
         rule.last = m_last;
         rule.end = product.HasMember("ends") ? ReadEnd(product) : m_end;
@@ -103,9 +105,8 @@ private:
 /// The close that the rule gives a day.
 Price MakeClose(const BarRule& rule, const BarContract& contract, Day day) {
     constexpr double DaysOfYear = 365;
-    const auto nSeed = Hash(contract.key);
     const double dSpot =
-        rule.close.ToDouble() * std::exp(rule.dSwing * (WanderedBy(nSeed, day) - WanderedBy(nSeed, rule.last)));
+        rule.close.ToDouble() * std::exp(rule.dSwing * (WanderedBy(rule.nWay, day) - WanderedBy(rule.nWay, rule.last)));
     const double dYears = static_cast<double>((contract.expiry - day).count()) / DaysOfYear;
     const double dPrice = std::clamp(dSpot * (1 + rule.dCarry * dYears), -MostPrice, MostPrice);
     return {std::llround(dPrice / rule.tick.ToDouble()) * rule.tick.nUnits, rule.tick.nDecimals};

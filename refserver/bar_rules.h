@@ -21,9 +21,10 @@ namespace qvant::refserver {
 struct BarRule {
     Price close;  // for delivery on the last day
     Price tick;
-    double dSwing = 0;  // of the price in a year
-    double dCarry = 0;  // how much dearer a year's later delivery is
-    Day first;          // days of the first and of the last bars
+    double dSwing = 0;       // of the price in a year
+    double dCarry = 0;       // how much dearer a year's later delivery is
+    std::uint64_t nWay = 0;  // products of the same way go up and down together
+    Day first;               // days of the first and of the last bars
     Day last;
     std::chrono::minutes end{};  // of a bar, from the midnight in China that its day begins at
     std::map<unsigned, std::map<Day, Price>> mapWrittenCloses;  // month to day to a close written down by a person
