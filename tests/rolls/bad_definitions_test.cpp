@@ -1,3 +1,5 @@
+#include <random>
+
 #include "base/format.h"
 #include "rolls/user_hot_months_fixture.h"
 
@@ -44,6 +46,26 @@ TEST_F(BadDefinitionsTest, BytesOfAnyKindCostNothing) {
     LoadLines(std::string(1'000, '\0'), "QV.F.CME.ES.HOT_B");
     LoadLines("", "QV.F.CME.ES.HOT_C");
     EXPECT_EQ(GetCompanion("QV.F.CME.ES.HOT_C"), "UDHMLastWriteTime=20201220100000\n");
+}
+
+TEST_F(BadDefinitionsTest, DamagedDefinitionsAndCompanionsLeaveTheNextPassWhole) {
+    const std::string strLines = "timezone=LOCAL\nresettime=170000\n20200306->202003\n20300101->203003\n";
+    const std::string strExpected = LoadLines(strLines);
+    const std::string strCompanion = GetCompanion();
+    std::mt19937 random(20201221);
+    for (int i = 0; i < 300; ++i) {
+        std::string strDamaged = strLines;
+        std::string strDamagedCompanion = strCompanion;
+        for (int nChange = 0; nChange < 4; ++nChange) {
+            strDamaged[random() % strDamaged.size()] = static_cast<char>(random());
+            strDamagedCompanion[random() % strDamagedCompanion.size()] = static_cast<char>(random());
+        }
+        m_home.Write(FOLDER + std::string(MINE) + ".ba", strDamagedCompanion);
+        LoadLines(strDamaged.substr(random() % 20));
+    }
+    std::filesystem::remove(m_home.GetPath() / FOLDER / (std::string(MINE) + ".ba"));
+    EXPECT_EQ(LoadLines(strLines), strExpected);
+    EXPECT_EQ(GetCompanion(), strCompanion);
 }
 
 TEST_F(BadDefinitionsTest, BadDatesRollAtSomeNumberAndAreWrittenWithoutAGap) {
