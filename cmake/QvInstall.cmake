@@ -5,12 +5,14 @@ include(CMakePackageConfigHelpers)
 
 set(QV_PACKAGE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/QVLumivale)
 set_target_properties(qvautomation PROPERTIES EXPORT_NAME Automation)
+set_target_properties(qvevents PROPERTIES EXPORT_NAME Events)
 set_target_properties(qvstore PROPERTIES EXPORT_NAME Store)
 set_target_properties(qvdatabase PROPERTIES EXPORT_NAME Database)
 set_target_properties(QVLumivale PROPERTIES EXPORT_NAME Service)
 target_compile_features(qvautomation INTERFACE cxx_std_17)
+target_compile_features(qvevents INTERFACE cxx_std_17)
 
-install(TARGETS qvautomation EXPORT QVLumivaleTargets
+install(TARGETS qvautomation qvevents EXPORT QVLumivaleTargets
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
         INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(TARGETS qvstore qvdatabase QVLumivale EXPORT QVLumivaleTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})

@@ -20,9 +20,10 @@ inline constexpr std::string_view WRITE_LOG = "WriteLog";
 inline constexpr std::string_view MESSAGE_BOX = "MessageBox";
 inline constexpr std::string_view UPDATE = "OnUpdate";
 inline constexpr std::string_view REPLACE = "OnReplace";
+inline constexpr std::string_view NAMED_EVENT = "NamedEvent";
 
 inline constexpr std::string_view ALL[] = {REGISTER_TABLE, REGISTER_TOPIC, GET_TABLE_COOKIE, SEND_TOPIC, REPORT_ERROR,
-                                           WRITE_LOG,      MESSAGE_BOX,    UPDATE,           REPLACE};
+                                           WRITE_LOG,      MESSAGE_BOX,    UPDATE,           REPLACE,    NAMED_EVENT};
 }  // namespace kind
 
 /// Fields in the order in which they are shown; the names are literals.

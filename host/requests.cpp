@@ -56,14 +56,15 @@ std::vector<Value> ReadRows(const CRequest& request) {
 
 CRequests::Handler CRequests::FindHandler(TextView strName) {
     static constexpr std::pair<TextView, Handler> HANDLERS[] = {
-        {u"status", &CRequests::Status},     {u"topic", &CRequests::Topic},      {u"set", &CRequests::Set},
-        {u"rows", &CRequests::Rows},         {u"clear", &CRequests::Clear},      {u"drop", &CRequests::Drop},
-        {u"get", &CRequests::Get},           {u"keys", &CRequests::Keys},        {u"dump", &CRequests::Dump},
-        {u"tables", &CRequests::Tables},     {u"find", &CRequests::FindSymbols}, {u"card", &CRequests::Card},
-        {u"tree", &CRequests::Tree},         {u"watch", &CRequests::Watch},      {u"unwatch", &CRequests::Unwatch},
-        {u"clock", &CRequests::Clock},       {u"timers", &CRequests::Timers},    {u"servers", &CRequests::Servers},
-        {u"holidays", &CRequests::Holidays}, {u"rates", &CRequests::Rates},      {u"wait", &CRequests::Wait},
-        {u"sleep", &CRequests::Sleep},       {u"help", &CRequests::Help},        {u"quit", &CRequests::Quit}};
+        {u"status", &CRequests::Status}, {u"topic", &CRequests::Topic},      {u"set", &CRequests::Set},
+        {u"rows", &CRequests::Rows},     {u"clear", &CRequests::Clear},      {u"drop", &CRequests::Drop},
+        {u"get", &CRequests::Get},       {u"keys", &CRequests::Keys},        {u"dump", &CRequests::Dump},
+        {u"tables", &CRequests::Tables}, {u"find", &CRequests::FindSymbols}, {u"card", &CRequests::Card},
+        {u"tree", &CRequests::Tree},     {u"watch", &CRequests::Watch},      {u"unwatch", &CRequests::Unwatch},
+        {u"hold", &CRequests::Hold},     {u"release", &CRequests::Release},  {u"clock", &CRequests::Clock},
+        {u"timers", &CRequests::Timers}, {u"servers", &CRequests::Servers},  {u"holidays", &CRequests::Holidays},
+        {u"rates", &CRequests::Rates},   {u"wait", &CRequests::Wait},        {u"sleep", &CRequests::Sleep},
+        {u"help", &CRequests::Help},     {u"quit", &CRequests::Quit}};
     const auto it = std::ranges::find(HANDLERS, strName, &std::pair<TextView, Handler>::first);
     if (it == std::end(HANDLERS)) throw CFailure("unknown request " + Quote(strName));
     return it->second;
@@ -181,6 +182,13 @@ void CRequests::Unwatch(const CRequest& request, Reply&) {
     if (!m_watches.Unwatch(path)) throw CFailure(Quote(path.strTable) + " isn't watched");
 }
 
+void CRequests::Hold(const CRequest& request, Reply&) { m_holds.Hold(request.GetText(u"name")); }
+
+void CRequests::Release(const CRequest& request, Reply&) {
+    const Text strName = request.GetText(u"name");
+    if (!m_holds.Release(strName)) throw CFailure(Quote(strName) + " isn't held");
+}
+
 void CRequests::Clock(const CRequest& request, Reply& reply) {
     if (!request.Has(u"tick") && !request.Has(u"date") && !request.Has(u"time")) {
         reply.Add("clock", m_clock.Read());
@@ -242,6 +250,7 @@ void CRequests::End() {
     m_clock.StopTicking();
     m_service.End();
     m_watches.Clear();
+    m_holds.Clear();
 }
 
 }  // namespace qvant::host

@@ -6,6 +6,7 @@
 
 #include "clock.h"
 #include "event_log.h"
+#include "holds.h"
 #include "reply.h"
 #include "request.h"
 #include "service.h"
@@ -25,6 +26,7 @@ public:
           m_stop(stop),
           m_pathHome(std::move(pathHome)),
           m_watches(log),
+          m_holds(log),
           m_clock(tables) {}
 
     /// Carries out a line: an object in JSON, or words. A bad request gives a reply with an error.
@@ -57,6 +59,8 @@ private:
     void Tree(const CRequest& request, Reply& reply);
     void Watch(const CRequest& request, Reply& reply);
     void Unwatch(const CRequest& request, Reply& reply);
+    void Hold(const CRequest& request, Reply& reply);
+    void Release(const CRequest& request, Reply& reply);
     void Clock(const CRequest& request, Reply& reply);
     void Holidays(const CRequest& request, Reply& reply);
     void Rates(const CRequest& request, Reply& reply);
@@ -73,6 +77,7 @@ private:
     CStop& m_stop;
     const std::filesystem::path m_pathHome;
     CWatches m_watches;
+    CHolds m_holds;
     CClock m_clock;
     std::uint64_t m_nRequest = 0;
     std::uint64_t m_nLastFound = 0;  ///< number of the event that the last successful wait found

@@ -238,6 +238,8 @@ void ReadTree(CArguments& arguments, CRequestMaker& maker) {
     maker.AddText(u"path", strPath);
 }
 
+void ReadName(CArguments& arguments, CRequestMaker& maker) { maker.AddText(u"name", arguments.TakeText()); }
+
 void ReadClock(CArguments& arguments, CRequestMaker& maker) {
     if (arguments.IsEmpty()) return;
     if (arguments.TakeIf(u"tick")) {
@@ -335,6 +337,8 @@ constexpr Word WORDS[] = {
      ReadTree},
     {{"watch", "TABLE[/SUB...]", "show the events of a table from now on", Argument::Table}, ReadTable},
     {{"unwatch", "TABLE[/SUB...]", "show them no more", Argument::Table}, ReadTable},
+    {{"hold", "NAME", "open a named event and show its signals from now on", Argument::None}, ReadName},
+    {{"release", "NAME", "show them no more", Argument::None}, ReadName},
     {{"clock", "[DATE TIME, or tick on|off]",
       "show the system's clock, set it, as yyyymmdd and hhmmss, or let it run in UTC", Argument::Clock},
      ReadClock},

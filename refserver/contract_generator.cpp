@@ -11,6 +11,7 @@
 
 #include "generator_file.h"
 #include "generator_tables.h"
+#include "roll_generator.h"
 
 namespace qvant::refserver {
 
@@ -23,7 +24,6 @@ constexpr std::size_t MostFutureMonths = 600;
 constexpr std::size_t OptionMonths = 6;
 constexpr std::size_t MostStrikes = 1'000'000;
 constexpr std::size_t StrikeStep = 5;
-constexpr auto FirstMonth = std::chrono::year(2026) / std::chrono::December;
 
 /// How the contracts are shared out: months to the futures, pairs of a call and a put to the options.
 struct Plan {
@@ -69,7 +69,7 @@ std::string FormatExpiry(std::chrono::year_month month) {
 void AddSeries(CGeneratedFile& file, std::size_t nMonths) {
     file.Begin("series");
     for (std::size_t n = 0; n < nMonths; ++n) {
-        const auto month = FirstMonth + std::chrono::months(n);
+        const auto month = FirstListedMonth + std::chrono::months(n);
         file.Add(FormatMonth(month), FormatExpiry(month));
     }
     file.End();
@@ -80,7 +80,7 @@ std::size_t AddOptionSeries(CGeneratedFile& file, CDice& dice, std::size_t nPair
     const std::size_t nMonths = std::min(OptionMonths, nPairs);
     file.Begin("series");
     for (std::size_t n = 0; n < nMonths; ++n) {
-        const auto month = FirstMonth + std::chrono::months(n);
+        const auto month = FirstListedMonth + std::chrono::months(n);
         const std::size_t nLast = nFirst + StrikeStep * (ShareOf(nPairs, n, nMonths) - 1);
         file.Begin(FormatMonth(month));
         file.Add("expires", FormatExpiry(month));
@@ -110,15 +110,17 @@ private:
     void WriteExchange(const ExchangeRow& row, std::size_t nProducts) {
         const std::string strCode = row.pCode;
         const auto pFile = std::make_unique<CGeneratedFile>(m_options.out / "contracts" / (strCode + ".json"));
+        CRollsWriter rolls(m_options, strCode);
         for (std::size_t n = 0; n < nProducts; ++n) {
             const std::string strTail = strCode + "." + ProductCode(n);
-            if (IsOptionProduct(n)) {
-                if (AddOption(*pFile, "QV.O." + strTail)) m_setOptions.insert(strCode);
-            } else {
-                if (AddFuture(*pFile, "QV.F." + strTail)) m_setFutures.insert(strCode);
-            }
+            const bool bOption = IsOptionProduct(n);
+            const std::string strKey = (bOption ? "QV.O." : "QV.F.") + strTail;
+            if (!(bOption ? AddOption(*pFile, strKey) : AddFuture(*pFile, strKey))) continue;
+            (bOption ? m_setOptions : m_setFutures).insert(strCode);
+            rolls.AddProduct(strKey);
         }
         pFile->Finish();
+        rolls.Finish();
     }
 
     bool AddFuture(CGeneratedFile& file, const std::string& strKey) {
@@ -143,8 +145,8 @@ private:
 
     void AddRest(CGeneratedFile& file, std::size_t nMonths, bool bLongMargin) {
         const std::string strMargin = std::to_string(5 + m_dice.Roll(16)) + "%";
-        file.Add("hot", FormatMonth(FirstMonth));
-        if (nMonths > 1) file.Add("hot2", FormatMonth(FirstMonth + std::chrono::months(1)));
+        file.Add("hot", FormatMonth(FirstListedMonth));
+        if (nMonths > 1) file.Add("hot2", FormatMonth(FirstListedMonth + std::chrono::months(1)));
         file.Add("long", bLongMargin ? strMargin : "0");
         file.Add("short", strMargin);
         file.End();
@@ -285,7 +287,7 @@ void WritePermissions(const fs::path& file) {
 
 void GenerateContracts(const GenerateOptions& options) {
     const Plan plan = MakePlan(options);
-    for (const char* pFolder : {"contracts", "classifications", "stkinfo"})
+    for (const char* pFolder : {"contracts", "classifications", "stkinfo", "rolls", "bars", "factors"})
         fs::create_directories(options.out / pFolder);
     CRulesWriter rules(options, plan);
     rules.Write();
@@ -294,6 +296,7 @@ void GenerateContracts(const GenerateOptions& options) {
     WriteProductTree(classifications, "OPTIONS", "Options", "QV.O.", rules.GetExchanges(true));
     WriteStockTree(classifications, options);
     WriteStockInfo(options.out / "stkinfo", options);
+    GenerateStockEvents(options);
     WritePermissions(options.out / "permissions.json");
 }
 

@@ -1,9 +1,9 @@
 #include "contract_rules.h"
 
 #include <algorithm>
-#include <chrono>
 
 #include "json_file.h"
+#include "world_date.h"
 
 namespace qvant::refserver {
 
@@ -12,28 +12,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::string_view SharedSeries = "Series";
-
-bool IsDigits(std::string_view text, std::size_t nCount) {
-    return text.size() == nCount && std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
-}
-
-unsigned ToNumber(std::string_view digits) {
-    unsigned nNumber = 0;
-    for (const char c : digits) nNumber = nNumber * 10 + static_cast<unsigned>(c - '0');
-    return nNumber;
-}
-
-bool IsMonth(std::string_view text) {
-    return IsDigits(text, 6) && ToNumber(text.substr(4)) >= 1 && ToNumber(text.substr(4)) <= 12;
-}
-
-bool IsDate(std::string_view text) {
-    if (!IsDigits(text, 8)) return false;
-    const std::chrono::year_month_day date{std::chrono::year(static_cast<int>(ToNumber(text.substr(0, 4)))),
-                                           std::chrono::month(ToNumber(text.substr(4, 2))),
-                                           std::chrono::day(ToNumber(text.substr(6)))};
-    return date.ok();
-}
 
 /// Reads the products of one file. Every refusal names the file and the product.
 class CRulesReader {
@@ -110,8 +88,8 @@ private:
 
     void CheckSeries(const ContractSeries& series, const std::vector<ContractSeries>& arBefore, bool bOption) const {
         const std::string strMonth = "month \"" + series.strMonth + "\"";
-        if (!IsMonth(series.strMonth)) Refuse(strMonth + " isn't YYYYMM");
-        if (!IsDate(series.strExpiry)) Refuse(strMonth + " has no date YYYYMMDD to expire on");
+        if (!ParseMonth(series.strMonth)) Refuse(strMonth + " isn't YYYYMM");
+        if (!ParseDay(series.strExpiry)) Refuse(strMonth + " has no date YYYYMMDD to expire on");
         // The first months of a product in the list are its near ones.
         if (!arBefore.empty() && arBefore.back().strMonth >= series.strMonth) Refuse(strMonth + " is out of order");
         if (bOption != (series.strikes.GetCount() > 0)) {

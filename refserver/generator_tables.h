@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <random>
@@ -61,6 +62,9 @@ inline constexpr std::array<StockExchangeRow, 4> StockExchanges = {{
     {"TSE", "Asia/Tokyo", "08:00~11:30;12:05~15:30", "09:00~11:30;12:30~15:30", "07:30", "15:30", 1301, 4},
     {"TWSE", "Asia/Taipei", "08:30~13:30", "09:00~13:30", "08:00", "13:30", 1101, 4},
 }};
+
+/// The nearest month of every product.
+inline constexpr auto FirstListedMonth = std::chrono::year(2026) / std::chrono::December;
 
 /// AA, AB, ... ZZ, BAA, ...: the code of an exchange's product, counted from 0. Every fourth product is the option on
 /// the future before it, under the same code.

@@ -149,8 +149,9 @@ std::string FormatHead(const HttpReply& reply, bool bKeepAlive) {
     std::string strHead = "HTTP/1.1 " + std::to_string(reply.nStatus) + " ";
     strHead += Reason(reply.nStatus);
     strHead.append("\r\nContent-Type: ").append(reply.strType);
-    strHead += "; charset=utf-8\r\nCache-Control: no-store\r\nContent-Length: " +
-               std::to_string(reply.body ? reply.body->size() : 0) + "\r\n";
+    if (reply.strType != BinaryType) strHead += "; charset=utf-8";
+    strHead += "\r\nCache-Control: no-store\r\nContent-Length: " + std::to_string(reply.body ? reply.body->size() : 0) +
+               "\r\n";
     if (reply.bGzip) strHead += "Content-Encoding: gzip\r\n";
     for (const auto& [strName, strValue] : reply.arHeaders)
         strHead.append(strName).append(": ").append(strValue).append("\r\n");

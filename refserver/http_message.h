@@ -30,6 +30,9 @@ struct HttpRequest {
 /// The bytes of a body, shared by all who send them at the moment.
 using Body = std::shared_ptr<const std::string>;
 
+/// The type of a body that is no text.
+inline constexpr std::string_view BinaryType = "application/octet-stream";
+
 struct HttpReply {
     int nStatus = 200;
     Body body;

@@ -166,9 +166,9 @@ std::string HelpText() {
 
 Serving:
   --data DIR      the data folder: world.json, permissions.json and the files *.json of
-                  securities, contracts, classifications and stkinfo. An edit is served from
-                  the next request on, under a version of its own; a broken one is noted on
-                  standard error, and the last good data stay.
+                  securities, contracts, classifications, stkinfo, rolls, bars and factors. An
+                  edit is served from the next request on, under a version of its own; a broken
+                  one is noted on standard error, and the last good data stay.
   --port N        0, the default, takes any free port
   --address A     numeric IPv4 address; default 127.0.0.1
   --fault F       PATH-SUBSTRING:KIND[=ARG]: every request whose path holds PATH-SUBSTRING

@@ -8,6 +8,10 @@
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 
+#include "gzip.h"
+#include "history_answer.h"
+#include "roll_lines.h"
+
 namespace qvant::refserver {
 
 namespace {
@@ -35,6 +39,40 @@ HttpReply MakeError(int nStatus, const std::string& strText) {
     writer.String(strText.data(), static_cast<rapidjson::SizeType>(strText.size()));
     writer.EndObject();
     return MakeReply(nStatus, buffer.GetString());
+}
+
+/// A reply of bytes that are no text.
+HttpReply MakeBinaryReply(std::string strBytes) {
+    HttpReply reply = MakeReply(200, std::move(strBytes));
+    reply.strType = BinaryType;
+    return reply;
+}
+
+HttpReply MakeLinesReply(std::string strLines, bool bAcceptsGzip) {
+    HttpReply reply = MakeBinaryReply({});
+    std::string strGzipped = bAcceptsGzip ? Gzip(strLines) : std::string();
+    reply.bGzip = bAcceptsGzip && strGzipped.size() < strLines.size();
+    reply.body = std::make_shared<const std::string>(std::move(reply.bGzip ? strGzipped : strLines));
+    return reply;
+}
+
+/// A product as hot-change and expiry requests name it.
+struct AskedProduct {
+    std::string_view product;  // "CME.ES"
+    std::string strKey;
+};
+
+/// Takes "LUM.exchange.product" of a request apart.
+/// @param ending  of the name: ".HOT" or nothing
+AskedProduct FindProduct(const HttpRequest& request, std::string_view ending) {
+    constexpr std::string_view Prefix = "LUM.";
+    auto name = request.GetQuery("p");
+    if (!name.starts_with(Prefix) || !name.ends_with(ending)) return {};
+    name.remove_prefix(Prefix.size());
+    name.remove_suffix(std::min(ending.size(), name.size()));
+    // The name is the same for a future and for the option on it.
+    const char* const pClass = request.GetQuery("opt") == "1" ? "QV.O." : "QV.F.";
+    return {name, pClass + std::string(name)};
 }
 
 // A gzip header that is right, and a stream behind it that is not.
@@ -68,6 +106,9 @@ const CReferenceService::Route CReferenceService::Routes[] = {
     {"/AppsTradePermission.do", &CReferenceService::AnswerPermissions},
     {"/OutsideData_getDocument.do", &CReferenceService::AnswerNamed},
     {"/hx-bin/File.cgi", &CReferenceService::AnswerFile},
+    {"/HotChange.do", &CReferenceService::AnswerHotChange},
+    {"/ExpireDate.do", &CReferenceService::AnswerExpiry},
+    {"/History.do", &CReferenceService::AnswerHistoryCommand},
 };
 
 CReferenceService::CReferenceService(CWorldKeeper& worlds, CFaultList& faults, CAccessLog& log, const CStopSignal& stop)
@@ -164,6 +205,31 @@ HttpReply CReferenceService::AnswerFile(const HttpRequest& request) {
     reply.body = pWorld->holidays;
     reply.strType = "text/plain";
     return reply;
+}
+
+HttpReply CReferenceService::AnswerHotChange(const HttpRequest& request) {
+    const auto pWorld = m_worlds.GetWorld();
+    const auto asked = FindProduct(request, ".HOT");
+    const auto* pRolls = pWorld->history.rolls.Find(asked.strKey);
+    if (!pRolls || pRolls->arRolls.empty()) return MakeError(404, "no rolls of this product");
+    return MakeLinesReply(MakeHotChangeLines(asked.product, *pRolls), request.AcceptsGzip());
+}
+
+HttpReply CReferenceService::AnswerExpiry(const HttpRequest& request) {
+    const auto pWorld = m_worlds.GetWorld();
+    const auto asked = FindProduct(request, "");
+    const auto* pRolls = pWorld->history.rolls.Find(asked.strKey);
+    if (!pRolls || pRolls->arExpiries.empty()) return MakeError(404, "no months of this product");
+    return MakeLinesReply(MakeExpiryLines(asked.product, *pRolls), request.AcceptsGzip());
+}
+
+HttpReply CReferenceService::AnswerHistoryCommand(const HttpRequest& request) {
+    const auto pWorld = m_worlds.GetWorld();
+    try {
+        return MakeBinaryReply(AnswerHistory(pWorld->history, std::string(request.GetQuery("cmdLine"))));
+    } catch (const CCommandError& error) {
+        return MakeError(400, error.what());
+    }
 }
 
 HttpReply CReferenceService::AnswerDocument(const HttpRequest& request) {

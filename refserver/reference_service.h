@@ -39,6 +39,9 @@ private:
     HttpReply AnswerPermissions(const HttpRequest& request);
     HttpReply AnswerNamed(const HttpRequest& request);
     HttpReply AnswerFile(const HttpRequest& request);
+    HttpReply AnswerHotChange(const HttpRequest& request);
+    HttpReply AnswerExpiry(const HttpRequest& request);
+    HttpReply AnswerHistoryCommand(const HttpRequest& request);
     HttpReply AnswerControl(const HttpRequest& request);
     HttpReply AnswerFaults(const HttpRequest& request);
     std::string CountsToJson() const;

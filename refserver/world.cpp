@@ -13,6 +13,7 @@
 #include "document_versions.h"
 #include "gzip.h"
 #include "json_file.h"
+#include "price_walk.h"
 #include "securities_merger.h"
 
 namespace qvant::refserver {
@@ -23,7 +24,8 @@ namespace fs = std::filesystem;
 
 constexpr const char* PermissionsFile = "permissions.json";
 // The folders whose every file whose name ends in ".json" belongs to the world.
-constexpr std::array<const char*, 4> Folders = {"securities", "contracts", "classifications", "stkinfo"};
+constexpr std::array<const char*, 7> Folders = {"securities", "contracts", "classifications", "stkinfo",
+                                                "rolls",      "bars",      "factors"};
 
 /// What "world.json" says.
 struct WorldSettings {
@@ -57,13 +59,6 @@ WorldSettings ReadSettings(const fs::path& file) {
     WorldSettings settings{CDocumentVersions(root, file), ReadString(root, "broker", file), {}};
     ReadListTypes(root, file, settings);
     return settings;
-}
-
-// FNV-1a in 64 bits: an edit must give another version, and nobody is out to forge one.
-std::uint64_t Hash(std::string_view text) {
-    std::uint64_t nHash = 0xcbf29ce484222325U;
-    for (const char c : text) nHash = (nHash ^ static_cast<unsigned char>(c)) * 0x100000001b3U;
-    return nHash;
 }
 
 /// @param document  its name in "versions"
@@ -167,11 +162,7 @@ ListedSecurities ListSecurities(const CSecuritiesMerger& merger, const CContract
 }
 
 void ReadClassifications(const std::vector<fs::path>& arFiles, const fs::path& folder, const WorldSettings& settings,
-                         const CSecuritiesMerger& merger, World& world) {
-    CContractRules rules;
-    for (const auto& file : arFiles) {
-        if (file.parent_path() == folder / "contracts") rules.AddFile(file);
-    }
+                         const CSecuritiesMerger& merger, const CContractRules& rules, World& world) {
     const auto listed = ListSecurities(merger, rules);
     for (const auto& file : arFiles) {
         if (file.parent_path() != folder / "classifications") continue;
@@ -209,10 +200,12 @@ World ReadWorld(const fs::path& folder) {
     const auto arFiles = ListWorldFiles(folder);
     const auto settings = ReadSettings(arFiles.front());
     CSecuritiesMerger merger;
+    CContractRules rules;
     World world;
     for (std::size_t n = 1; n < arFiles.size(); ++n) {
         const fs::path& file = arFiles[n];
         if (file.parent_path() == folder / "securities") merger.AddFile(file);
+        if (file.parent_path() == folder / "contracts") rules.AddFile(file);
         if (file.parent_path() == folder / "stkinfo") {
             const std::string strExchange = file.stem().string();
             world.mapStockInfo[strExchange] = ReadVersioned(settings, StockInfoDocument(strExchange), file);
@@ -221,7 +214,9 @@ World ReadWorld(const fs::path& folder) {
         if (file == folder / PermissionsFile) world.permissions = ReadVersioned(settings, PermissionsDocument, file);
         if (file == folder / CurrencyFile) world.currency = MakeBody(ToJson(ReadObject(file)));
     }
-    ReadClassifications(arFiles, folder, settings, merger, world);
+    ReadClassifications(arFiles, folder, settings, merger, rules, world);
+    const std::string_view holidays = world.holidays ? std::string_view(*world.holidays) : std::string_view();
+    world.history = ReadWorldHistory(arFiles, folder, rules, merger, holidays);
     world.nFiles = arFiles.size();
     world.nSecurities = merger.GetCount();
     for (const auto& [strType, arPrefixes] : settings.mapListTypes) {

@@ -10,6 +10,7 @@
 
 #include "http_message.h"
 #include "world_error.h"
+#include "world_history.h"
 
 namespace qvant::refserver {
 
@@ -54,6 +55,7 @@ struct World {
     std::optional<VersionedDocument> permissions;
     std::optional<ReadyBody> currency;  // whole for everybody: its file has the version
     Body holidays;                      // the text of "OBHoliday.txt"; null: there is none
+    WorldHistory history;
     std::size_t nSecurities = 0;
     std::size_t nFiles = 0;
 

@@ -14,7 +14,7 @@
 namespace qvant {
 
 /// A map from text to values. Any thread; each operation locks by itself, unless the calling thread has the lock from
-/// `Lock`. Entries stand in the order in which their keys were first stored.
+/// `Lock`. Entries stand in the order in which their keys were first stored, until one is removed.
 template <class Value>
 class CLumMap {
 public:
@@ -54,6 +54,20 @@ public:
         value = m_arEntries[position].second;
         ++position;
         return true;
+    }
+
+    /// The last entry takes the place of the one that goes; nothing for a key that isn't there.
+    void RemoveKey(TextView strKey) {
+        const auto lock = LockUnlessHeld();
+        const auto found = m_mapIndex.find(strKey);
+        if (found == m_mapIndex.end()) return;
+        const std::size_t nEntry = found->second;
+        m_mapIndex.erase(found);
+        if (nEntry + 1 < m_arEntries.size()) {
+            m_arEntries[nEntry] = std::move(m_arEntries.back());
+            m_mapIndex.find(m_arEntries[nEntry].first)->second = nEntry;
+        }
+        m_arEntries.pop_back();
     }
 
     void RemoveAll() {

@@ -1,8 +1,6 @@
 #include "net/gzip_file.h"
 
-#include <chrono>
 #include <cstring>
-#include <limits>
 #include <new>
 #include <optional>
 #include <string>
@@ -18,7 +16,6 @@ namespace {
 
 constexpr std::size_t NAME_BUFFER = 1024;
 constexpr unsigned BLOCK = 16384;
-constexpr std::size_t MOST_CONTENT = std::numeric_limits<std::uint32_t>::max() - 1;
 
 struct GzClose {
     void operator()(gzFile_s* file) const { gzclose(file); }
@@ -34,7 +31,6 @@ std::unique_ptr<std::uint8_t[]> CopyWithNul(std::string_view strContent) {
 
 // A failed allocation ends the content where it stands; the caller goes on with what there is.
 bool TryAppend(std::string& strContent, const char* pBlock, std::size_t nBlock) {
-    if (strContent.size() + nBlock > MOST_CONTENT) return false;
     try {
         strContent.append(pBlock, nBlock);
     } catch (const std::bad_alloc&) {
@@ -43,14 +39,16 @@ bool TryAppend(std::string& strContent, const char* pBlock, std::size_t nBlock) 
     return true;
 }
 
-// @return nothing when the stream is broken
+// @return nothing when the stream is broken or too long
 std::optional<std::string> ReadStream(gzFile file) {
     std::string strContent;
     char block[BLOCK];
     for (;;) {
         const int nRead = gzread(file, block, BLOCK);
         if (nRead < 0) return std::nullopt;
-        if (nRead == 0 || !TryAppend(strContent, block, static_cast<std::size_t>(nRead))) return strContent;
+        const auto nBlock = static_cast<std::size_t>(nRead);
+        if (nBlock > GUNZIP_MOST - strContent.size()) return std::nullopt;
+        if (nBlock == 0 || !TryAppend(strContent, block, nBlock)) return strContent;
     }
 }
 
@@ -72,7 +70,8 @@ std::unique_ptr<std::uint8_t[]> ReadGzipFile(const Text& strPath, std::uint32_t&
     return content->empty() ? nullptr : CopyWithNul(*content);
 }
 
-std::uint32_t GunzipBuffer(std::unique_ptr<std::uint8_t[]>& pDecoded, std::string_view strReceived) {
+std::uint32_t GunzipBuffer(std::unique_ptr<std::uint8_t[]>& pDecoded, std::string_view strReceived,
+                           std::chrono::milliseconds pause) {
     const std::optional<Text> temporary = platform::CreateTempFile(platform::GetTempFolder(), u"TQD");
     if (!temporary) return 0;
     const Text strZipped = *temporary + u".gz";
@@ -82,7 +81,7 @@ std::uint32_t GunzipBuffer(std::unique_ptr<std::uint8_t[]>& pDecoded, std::strin
         if (bCreated) platform::DeleteFile(*temporary);
         return 0;
     }
-    platform::SleepFor(std::chrono::milliseconds(10));
+    platform::SleepFor(pause);
     std::uint32_t nLength = 0;
     auto pContent = ReadGzipFile(strZipped, nLength);
     platform::DeleteFile(*temporary);

@@ -1,6 +1,8 @@
 /// Decoding of gzip replies by way of a temporary file.
 #pragma once
 
+#include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string_view>
@@ -9,10 +11,18 @@
 
 namespace qvant {
 
+/// The longest content that is decoded. A stream that holds more, and few bytes can hold very much, counts as broken.
+inline constexpr std::size_t GUNZIP_MOST = std::size_t{256} << 20;
+
+/// What the temporary file is given between its writing and its reading, for who watches the folder to let go of it.
+inline constexpr std::chrono::milliseconds GUNZIP_PAUSE{10};
+
 /// Decodes a reply. Any thread: each call has temporary names of its own.
 /// @param pDecoded  out: the content, with a NUL in its last place; untouched on failure
+/// @param pause     0 for requests that can't wait
 /// @return the length with the NUL; 0 on failure and for a stream that holds nothing
-std::uint32_t GunzipBuffer(std::unique_ptr<std::uint8_t[]>& pDecoded, std::string_view strReceived);
+std::uint32_t GunzipBuffer(std::unique_ptr<std::uint8_t[]>& pDecoded, std::string_view strReceived,
+                           std::chrono::milliseconds pause = GUNZIP_PAUSE);
 
 /// Decodes a file; ".gz" is added to a name that doesn't end in it. A file that was read to its good end is removed, a
 /// broken one stays for whoever wants to look at it.

@@ -1,6 +1,8 @@
 /// Files and folders. Paths are wide text with "/"; nothing here throws but for memory.
 #pragma once
 
+#include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -31,6 +33,9 @@ bool CanReadFile(TextView strPath);
 
 /// Whether there is anything of that name, readable or not.
 bool FileExists(TextView strPath);
+
+/// When the file was last written, in whole seconds since 1970; nothing when there is none of that name.
+std::optional<std::int64_t> GetLastWriteTime(TextView strPath);
 
 /// The whole file; nothing when it can't be read to its end.
 std::optional<std::string> ReadWholeFile(TextView strPath);
@@ -78,6 +83,17 @@ std::optional<Text> CreateTempFile(TextView strFolder, TextView strPrefix);
 /// @return false when it was there or couldn't be written whole
 /// @param pCreated  out: whether it could be created, written or not; may be null
 bool WriteNewFile(TextView strPath, std::string_view strBytes, bool* pCreated = nullptr);
+
+/// Creates the file, or empties the one that is there, and writes it; open to this user alone. Anybody may read it
+/// meanwhile and see a part of it, but for `ForEachLine`.
+/// @return false when it couldn't be created or written whole; nothing is left behind then
+/// @param pCreated  out: whether it could be created, written or not; may be null
+bool WriteSharedFile(TextView strPath, std::string_view strBytes, bool* pCreated = nullptr);
+
+/// Gives the lines of a file, without LF or CR LF at their ends, until `visit` returns false. What follows the last LF
+/// is a line too. Needs the memory of the longest line.
+/// @return false, with no line given, when it can't be opened, or while `WriteSharedFile` writes it in any process
+bool ForEachLine(TextView strPath, const std::function<bool(std::string_view strLine)>& visit);
 
 void DeleteFile(TextView strPath);
 

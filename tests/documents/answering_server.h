@@ -37,11 +37,7 @@ public:
         while (!m_server.is_running()) std::this_thread::yield();
     }
     ~CAnsweringServer() {
-        {
-            const std::lock_guard lock(m_mutex);
-            m_bHang = false;
-            m_changed.notify_all();
-        }
+        Release();
         // A connection that the client keeps would hold the server's thread until its own time-out.
         platform::CloseIdleConnections();
         m_server.stop();
@@ -63,19 +59,26 @@ public:
         m_answer = std::move(answer);
         m_nStatus = 200;
     }
-    /// Further queries hang until the server ends.
+    /// Further queries hang until the server ends or `Release` is called.
     void Hang() {
         const std::lock_guard lock(m_mutex);
         m_bHang = true;
+    }
+    void Release() {
+        const std::lock_guard lock(m_mutex);
+        m_bHang = false;
+        m_changed.notify_all();
     }
 
     std::vector<std::string> GetTargets() const {
         const std::lock_guard lock(m_mutex);
         return m_arTargets;
     }
-    void WaitForQuery() const {
+    void WaitForQuery() const { WaitForQueries(1); }
+    /// Waits until so many queries have come in all.
+    void WaitForQueries(std::size_t nCount) const {
         std::unique_lock lock(m_mutex);
-        m_changed.wait(lock, [this] { return !m_arTargets.empty(); });
+        m_changed.wait(lock, [&] { return m_arTargets.size() >= nCount; });
     }
 
 private:

@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include "net/net_fixture.h"
+#include "support/history_reply.h"
 
 namespace qvant::test {
 namespace {
@@ -52,6 +53,14 @@ TEST_F(GzipFile, GivesNullForBrokenContentAndStays) {
 TEST_F(GzipFile, OfNothingGivesNullAndIsRemoved) {
     EXPECT_EQ(Read(m_folder.Write("a.gz", Gzip(m_folder, ""))), "(null)");
     EXPECT_TRUE(m_folder.ListNames().empty());
+}
+
+TEST_F(GzipFile, MayHoldAsMuchAsIsAllowedAndCountsAsBrokenWithAByteMore) {
+    m_folder.Write("a.gz", GzipOfOneLetter(GUNZIP_MOST));
+    ASSERT_TRUE(ReadGzipFile(Widen(m_folder.GetPath() + "/a.gz"), m_nLength));
+    EXPECT_EQ(m_nLength, GUNZIP_MOST + 1);
+    EXPECT_EQ(Read(m_folder.Write("b.gz", GzipOfOneLetter(GUNZIP_MOST + 1))), "(null)");
+    EXPECT_EQ(m_folder.ListNames(), std::vector<std::string>{"b.gz"});
 }
 
 TEST_F(GzipFile, IsDecodedInMemoryWithANulBehindTheContent) {

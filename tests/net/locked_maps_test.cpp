@@ -38,6 +38,23 @@ TEST(LockedMaps, AreWalkedEntryByEntryUnderOneLock) {
     EXPECT_EQ(map.GetCount(), 0u);
 }
 
+TEST(LockedMaps, LoseTheKeyThatIsRemovedAndNoOther) {
+    CLumMapStringToVal map;
+    for (std::int32_t i = 0; i < 4; ++i) map.SetAt(Text(1, static_cast<char16_t>(u'a' + i)), i);
+    for (const TextView strKey : {u"b", u"d", u"b", u"x"}) map.RemoveKey(strKey);
+    EXPECT_EQ(map.GetCount(), 2u);
+    std::int32_t nValue = -1;
+    EXPECT_FALSE(map.Lookup(u"b", nValue));
+    EXPECT_FALSE(map.Lookup(u"d", nValue));
+    EXPECT_TRUE(map.Lookup(u"a", nValue));
+    EXPECT_EQ(nValue, 0);
+    map.SetAt(u"c", 7);
+    EXPECT_TRUE(map.Lookup(u"c", nValue));
+    EXPECT_EQ(nValue, 7);
+    map.SetAt(u"b", 8);
+    EXPECT_EQ(map.GetCount(), 3u);
+}
+
 TEST(LockedMaps, KeepOtherThreadsOutOfAWalk) {
     CLumMapStringToVal map;
     map.Lock();

@@ -6,7 +6,9 @@
 #include <set>
 #include <thread>
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -102,6 +104,22 @@ TEST(FileExists, IsTrueForFilesAndFolders) {
     EXPECT_FALSE(FileExists(folder / "file"));
     ASSERT_TRUE(WriteNewFile(folder / "file", ""));
     EXPECT_TRUE(FileExists(folder / "file"));
+}
+
+TEST(GetLastWriteTime, IsThatOfTheFileInWholeSeconds) {
+    const CTestFolder folder;
+    ASSERT_TRUE(WriteNewFile(folder / "file", "some"));
+    for (const std::int64_t nSeconds : {1'583'500'000LL, 0LL, -86'400LL}) {
+        const timespec arTimes[] = {{nSeconds, 0}, {nSeconds, 999'999'999}};
+        ASSERT_EQ(utimensat(AT_FDCWD, Narrow(folder / "file").c_str(), arTimes, 0), 0);
+        EXPECT_EQ(GetLastWriteTime(folder / "file"), nSeconds);
+    }
+}
+
+TEST(GetLastWriteTime, IsNothingWithoutAFile) {
+    const CTestFolder folder;
+    EXPECT_EQ(GetLastWriteTime(folder / "file"), std::nullopt);
+    EXPECT_EQ(GetLastFileError(), ENOENT);
 }
 
 TEST(ReadWholeFile, GivesEveryByte) {
@@ -336,6 +354,100 @@ TEST(WriteNewFile, LeavesNoPieceOfAFile) {
     const test::CFullDisk full(10'000);
     EXPECT_FALSE(WriteNewFile(folder / "file", std::string(20'000, 'x')));
     EXPECT_EQ(folder.CountFiles(), 0U);
+}
+
+std::vector<std::string> ReadLines(const Text& strPath) {
+    std::vector<std::string> arLines;
+    EXPECT_TRUE(ForEachLine(strPath, [&](std::string_view strLine) {
+        arLines.emplace_back(strLine);
+        return true;
+    }));
+    return arLines;
+}
+
+TEST(WriteSharedFile, WritesAFileForTheUserAloneOverTheOneThatIsThere) {
+    const CTestFolder folder;
+    bool bCreated = false;
+    EXPECT_TRUE(WriteSharedFile(folder / "file", "the first one", &bCreated));
+    EXPECT_TRUE(bCreated);
+    EXPECT_TRUE(WriteSharedFile(folder / "file", "bytes"));
+    EXPECT_EQ(ReadWholeFile(folder / "file"), "bytes");
+    EXPECT_EQ(GetMode(folder / "file"), 0600U);
+}
+
+TEST(WriteSharedFile, TellsAFileThatCannotBeCreatedFromOneThatCannotBeWritten) {
+    const CTestFolder folder;
+    bool bCreated = true;
+    ASSERT_TRUE(CreateFolders(folder / "folder"));
+    EXPECT_FALSE(WriteSharedFile(folder / "folder", "bytes", &bCreated));
+    EXPECT_FALSE(bCreated);
+    EXPECT_EQ(GetLastFileError(), EISDIR);
+    const test::CFullDisk full(10'000);
+    EXPECT_FALSE(WriteSharedFile(folder / "file", std::string(20'000, 'x'), &bCreated));
+    EXPECT_TRUE(bCreated);
+    EXPECT_EQ(GetLastFileError(), EFBIG);
+    EXPECT_FALSE(FileExists(folder / "file"));
+}
+
+TEST(WriteSharedFile, FollowsNoLinkToAnotherPlace) {
+    const CTestFolder folder;
+    ASSERT_TRUE(WriteNewFile(folder / "other", "kept"));
+    std::filesystem::create_symlink(folder.GetPath() / "other", folder.GetPath() / "file");
+    EXPECT_FALSE(WriteSharedFile(folder / "file", "bytes"));
+    EXPECT_EQ(ReadWholeFile(folder / "other"), "kept");
+}
+
+TEST(ForEachLine, GivesTheLinesWithoutTheirEnds) {
+    const CTestFolder folder;
+    ASSERT_TRUE(WriteSharedFile(folder / "file", "a\r\n\nb\r\r\n\r\nlast\r"));
+    EXPECT_EQ(ReadLines(folder / "file"), (std::vector<std::string>{"a", "", "b\r", "", "last\r"}));
+    ASSERT_TRUE(WriteSharedFile(folder / "file", "a\n"));
+    EXPECT_EQ(ReadLines(folder / "file"), (std::vector<std::string>{"a"}));
+    ASSERT_TRUE(WriteSharedFile(folder / "file", ""));
+    EXPECT_TRUE(ReadLines(folder / "file").empty());
+}
+
+TEST(ForEachLine, GivesLinesOfAnyLengthWhole) {
+    const CTestFolder folder;
+    std::vector<std::string> arLines;
+    std::string strBytes;
+    for (const std::size_t nLength : {4'094U, 4'095U, 4'096U, 1U, 0U, 100'000U, 8'191U, 3U}) {
+        arLines.emplace_back(nLength, 'x');
+        strBytes += arLines.back() + "\r\n";
+    }
+    ASSERT_TRUE(WriteSharedFile(folder / "file", strBytes));
+    EXPECT_EQ(ReadLines(folder / "file"), arLines);
+}
+
+TEST(ForEachLine, EndsWhereItIsTold) {
+    const CTestFolder folder;
+    ASSERT_TRUE(WriteSharedFile(folder / "file", "a\nb\nc\n"));
+    int nLines = 0;
+    EXPECT_TRUE(ForEachLine(folder / "file", [&](std::string_view strLine) {
+        ++nLines;
+        return strLine != "b";
+    }));
+    EXPECT_EQ(nLines, 2);
+}
+
+TEST(ForEachLine, GivesNothingForWhatIsNoFile) {
+    const CTestFolder folder;
+    const auto visit = [](std::string_view) { return ADD_FAILURE(), true; };
+    EXPECT_FALSE(ForEachLine(folder / "file", visit));
+    EXPECT_EQ(GetLastFileError(), ENOENT);
+    EXPECT_FALSE(ForEachLine(folder / "", visit));
+    EXPECT_EQ(GetLastFileError(), EISDIR);
+}
+
+TEST(ForEachLine, IsRefusedWhileSomebodyWritesTheFile) {
+    const CTestFolder folder;
+    ASSERT_TRUE(WriteSharedFile(folder / "file", "a\n"));
+    const int nWriter = open(Narrow(folder / "file").c_str(), O_WRONLY);
+    ASSERT_EQ(flock(nWriter, LOCK_EX), 0);
+    EXPECT_FALSE(ForEachLine(folder / "file", [](std::string_view) { return true; }));
+    EXPECT_EQ(GetLastFileError(), EWOULDBLOCK);
+    close(nWriter);
+    EXPECT_EQ(ReadLines(folder / "file"), (std::vector<std::string>{"a"}));
 }
 
 TEST(DeleteFile, RemovesTheFile) {

@@ -113,8 +113,9 @@ TEST_F(HostRequests, AreRefusedWithoutHarmWhenTheyMakeNoSense) {
         {R"({"do":"sleep","ms":-1})", R"("ms" isn't a number of milliseconds)"},
         {R"({"do":"clock","date":20260105})", R"("time" is missing)"},
         {R"({"do":"clock","tick":1})", R"("tick" isn't true or false)"},
-        {R"({"do":"hold","name":"N"})", R"(unknown request "hold")"},
-        {R"({"do":"release","name":"N"})", R"(unknown request "release")"},
+        {R"({"do":"hold"})", R"("name" is missing)"},
+        {R"({"do":"hold","name":""})", R"(can't hold the event "")"},
+        {R"({"do":"release","name":"N"})", R"("N" isn't held)"},
         {"set T key", "usage: set TABLE"},
         {"get T key more", "usage: get TABLE"},
         {"set T \"key", "a quote isn't closed"},
@@ -169,8 +170,8 @@ TEST_F(HostRequests, ListTheWordsWithOneLineForEach) {
     for (const auto& line : reply["help"].GetArray())
         arFirst.emplace_back(line.GetString(), std::string_view(line.GetString()).find(' '));
     EXPECT_THAT(arFirst, ElementsAre("status", "topic", "set", "rows", "clear", "drop", "get", "keys", "dump", "tables",
-                                     "find", "card", "tree", "watch", "unwatch", "clock", "timers", "servers",
-                                     "holidays", "rates", "wait", "sleep", "help", "quit"));
+                                     "find", "card", "tree", "watch", "unwatch", "hold", "release", "clock", "timers",
+                                     "servers", "holidays", "rates", "wait", "sleep", "help", "quit"));
     EXPECT_EQ(host.Ask("help wait")["help"].Size(), 1u);
 }
 

@@ -9,6 +9,7 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -52,6 +53,21 @@ bool ReadAll(int nDescriptor, std::string& strBytes) {
     }
 }
 
+/// Tells those who ask as well that the file is being written or read; where the file system has no locks, nobody is
+/// told. @return false when another one's lock stands against it
+bool TryLock(int nDescriptor, int nKind) { return flock(nDescriptor, nKind | LOCK_NB) == 0 || errno != EWOULDBLOCK; }
+
+/// Reads a piece behind what there is. @return false at the end of the file, or of what can be read
+bool ReadPiece(int nDescriptor, std::string& strBytes) {
+    std::array<char, 4'096> arPiece;
+    for (;;) {
+        const ssize_t nRead = read(nDescriptor, arPiece.data(), arPiece.size());
+        if (nRead < 0 && errno == EINTR) continue;
+        if (nRead > 0) strBytes.append(arPiece.data(), static_cast<std::size_t>(nRead));
+        return nRead > 0;
+    }
+}
+
 bool IsFolder(const std::string& strPath) {
     struct stat status {};
     return stat(strPath.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
@@ -90,6 +106,13 @@ bool FileExists(TextView strPath) {
     return lstat(ToPath(strPath).c_str(), &status) == 0;
 }
 
+std::optional<std::int64_t> GetLastWriteTime(TextView strPath) {
+    struct stat status {};
+    if (stat(ToPath(strPath).c_str(), &status) == 0) return status.st_mtim.tv_sec;
+    NoteFileError(errno);
+    return std::nullopt;
+}
+
 std::optional<std::string> ReadWholeFile(TextView strPath) {
     struct stat status {};
     const CDescriptor file(OpenToRead(ToPath(strPath), status));
@@ -124,6 +147,39 @@ bool WriteNewFile(TextView strPath, std::string_view strBytes, bool* pCreated) {
     NoteFileError(errno);
     unlink(strFile.c_str());
     return false;
+}
+
+bool WriteSharedFile(TextView strPath, std::string_view strBytes, bool* pCreated) {
+    const std::string strFile = ToPath(strPath);
+    CDescriptor file(OpenFile(strFile, O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW, USER_FILE));
+    if (pCreated) *pCreated = file.IsOpen();
+    if (!file.IsOpen()) return NoteFileError(errno);
+    // A reader that came between holds up nobody: it has read an empty file.
+    TryLock(file.Get(), LOCK_EX);
+    if (WriteAndClose(file, strBytes)) return true;
+    NoteFileError(errno);
+    unlink(strFile.c_str());
+    return false;
+}
+
+bool ForEachLine(TextView strPath, const std::function<bool(std::string_view strLine)>& visit) {
+    struct stat status {};
+    const CDescriptor file(OpenToRead(ToPath(strPath), status));
+    if (!file.IsOpen() || !TryLock(file.Get(), LOCK_SH)) return NoteFileError(errno);
+    std::string strRest;  // what no LF has followed so far
+    for (std::size_t nLooked = 0; ReadPiece(file.Get(), strRest); nLooked = strRest.size()) {
+        std::string_view strLines = strRest;
+        for (std::size_t nEnd = strLines.find('\n', nLooked); nEnd != std::string_view::npos;
+             nEnd = strLines.find('\n')) {
+            std::string_view strLine = strLines.substr(0, nEnd);
+            if (strLine.ends_with('\r')) strLine.remove_suffix(1);
+            if (!visit(strLine)) return true;
+            strLines.remove_prefix(nEnd + 1);
+        }
+        strRest.erase(0, strRest.size() - strLines.size());
+    }
+    if (!strRest.empty()) visit(strRest);
+    return true;
 }
 
 void DeleteFile(TextView strPath) {

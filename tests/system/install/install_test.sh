@@ -30,7 +30,7 @@ prefix=$work/moved
 mv "$work/installed" "$prefix"
 
 for file in bin/lumivale-host bin/lumivale-refserver include/qvant/component.h include/qvant/lumivale.h \
-    include/qvant/store.h include/qvant/database.h share/qvlumivale/sample/world share/qvlumivale/sample/home; do
+    include/qvant/store.h include/qvant/database.h include/qvant/named_event.h share/qvlumivale/sample/world share/qvlumivale/sample/home; do
     [[ -e "$prefix/$file" ]] || fail "$file isn't installed"
 done
 

@@ -10,6 +10,8 @@
 /// | "send" | sends a topic: with the data behind a reference if `lMsgTYPE` is 1, else with a null reference |
 /// | "error" | reports an error |
 /// | "box" | shows a message box |
+/// | "signal" | signals the named event of the text, `lParam` times, at least once, and holds it no longer than that |
+/// | "await" | gives how a look at the named event of the text ended; -1 when nobody holds it |
 /// | "result" | gives `lParam` as the result of the call |
 /// | "environment" | gives the value of the environment variable named by the text |
 /// | "state" | shows the data, a text, as the state that the text names; without data it shows that state no more |
@@ -26,6 +28,7 @@
 
 #include "qvant/lumivale.h"
 #include "qvant/message_box.h"
+#include "qvant/named_event.h"
 #include "qvant/store.h"
 
 namespace qvant::test {
@@ -139,6 +142,8 @@ private:
     void Send(LONG nType, LONG nParameter, BSTR bstrText, VARIANT* pData);
     void GiveVariable(BSTR bstrName, VARIANT* pData);
     void KeepState(BSTR bstrName, const VARIANT& data);
+    static void Signal(BSTR bstrName, LONG nTimes);
+    static LONG Await(BSTR bstrName);
     [[noreturn]] void Hang();
 
     std::atomic<ULONG> m_nReferences{1};
@@ -175,6 +180,8 @@ HRESULT CModule::OnTopicCommand(BSTR strTopic, LONG lMsgTYPE, LONG lParam, BSTR 
     if (strName == u"error")
         Fire(EVENT_REPORT_ERROR, {VARIANT{}, Borrowed(strParam), Integer(lParam), Integer(lMsgTYPE)});
     if (strName == u"box") QvantShowMessageBox(u"Title", strParam);
+    if (strName == u"signal") Signal(strParam, lParam);
+    if (strName == u"await") *pData = Integer(Await(strParam));
     if (strName == u"environment") GiveVariable(strParam, pData);
     if (strName == u"state") KeepState(strParam, *pData);
     if (strName == u"hang") Hang();
@@ -218,6 +225,22 @@ void CModule::Send(LONG nType, LONG nParameter, BSTR bstrText, VARIANT* pData) {
     data.vt = VT_VARIANT | VT_BYREF;
     data.pvarVal = nType == 1 ? pData : nullptr;
     Fire(EVENT_SEND_TOPIC, {data, Borrowed(bstrText), Integer(nParameter), Integer(nType), Borrowed(topic)});
+}
+
+void CModule::Signal(BSTR bstrName, LONG nTimes) {
+    for (LONG i = 0; i < (nTimes > 0 ? nTimes : 1); ++i) {
+        const QvantNamedEvent hEvent = QvantCreateNamedEvent(bstrName, QVANT_RESET_MANUAL, FALSE, nullptr);
+        QvantSetNamedEvent(hEvent);
+        QvantCloseNamedEvent(hEvent);
+    }
+}
+
+LONG CModule::Await(BSTR bstrName) {
+    const QvantNamedEvent hEvent = QvantOpenNamedEvent(bstrName);
+    if (hEvent == 0) return -1;
+    const QvantEventWait nResult = QvantWaitNamedEvent(hEvent, 0);
+    QvantCloseNamedEvent(hEvent);
+    return static_cast<LONG>(nResult);
 }
 
 void CModule::GiveVariable(BSTR bstrName, VARIANT* pData) {

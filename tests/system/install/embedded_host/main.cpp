@@ -5,6 +5,7 @@
 #include <dlfcn.h>
 
 #include "qvant/lumivale.h"
+#include "qvant/named_event.h"
 
 int main() {
     void* const hModule = dlopen(LUMIVALE_MODULE, RTLD_NOW);
@@ -17,6 +18,8 @@ int main() {
     BSTR strGreeting = SysAllocString(u"ready");
     std::printf("created, %u units\n", SysStringLen(strGreeting));
     SysFreeString(strGreeting);
+    const QvantNamedEvent hEvent = QvantCreateNamedEvent(u"Ready", QVANT_RESET_MANUAL, TRUE, nullptr);
+    if (QvantWaitNamedEvent(hEvent, 0) != QVANT_WAIT_SIGNALLED || !QvantCloseNamedEvent(hEvent)) return 4;
     for (const LONG nSub : {qvant::SYSTEM_STATUS_INIT, qvant::SYSTEM_STATUS_STOP, qvant::SYSTEM_STATUS_EXIT})
         std::printf("status %d: %d\n", nSub, pManager->OnSystemStatus(qvant::SYSTEM_STATUS, nSub));
     pManager->Release();
