@@ -22,6 +22,12 @@ if(QV_SANITIZE)
     add_compile_options(-fsanitize=${QV_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
     add_link_options(-fsanitize=${QV_SANITIZE})
 endif()
+if(QV_FUZZ)
+    if(NOT CMAKE_CXX_COMPILER_ID STREQUAL Clang)
+        message(FATAL_ERROR "QV_FUZZ needs clang++")
+    endif()
+    add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
 
 # qv_layer(NAME <sources> USES <layers and libraries>): one layer of src/, a static library.
 function(qv_layer name)

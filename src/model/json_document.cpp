@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cmath>
 #include <cstdint>
 #include <cstring>
 #include <new>
@@ -16,10 +17,11 @@ namespace {
 
 constexpr unsigned PARSE_FLAGS = rapidjson::kParseIterativeFlag | rapidjson::kParseInsituFlag;
 
-/// Hands a parser's events on to the document until they go too deep.
-class CDepthLimit {
+/// Hands a parser's events on to the document until they go too deep, or a number is too big for its type. Most of
+/// these the parser refuses by itself; those of many digits and a high exponent it gives as infinite.
+class CLimits {
 public:
-    explicit CDepthLimit(JsonDocument& document) : m_document(document) {}
+    explicit CLimits(JsonDocument& document) : m_document(document) {}
 
     bool Null() { return m_document.Null(); }
     bool Bool(bool b) { return m_document.Bool(b); }
@@ -27,7 +29,10 @@ public:
     bool Uint(unsigned n) { return m_document.Uint(n); }
     bool Int64(std::int64_t n) { return m_document.Int64(n); }
     bool Uint64(std::uint64_t n) { return m_document.Uint64(n); }
-    bool Double(double d) { return m_document.Double(d); }
+    bool Double(double d) {
+        m_bTooBig = !std::isfinite(d);
+        return !m_bTooBig && m_document.Double(d);
+    }
     bool RawNumber(const char16_t* psz, rapidjson::SizeType nLength, bool bCopy) {
         return m_document.RawNumber(psz, nLength, bCopy);
     }
@@ -42,9 +47,12 @@ public:
     bool StartArray() { return ++m_nDepth <= JSON_DEEPEST && m_document.StartArray(); }
     bool EndArray(rapidjson::SizeType nElements) { return --m_nDepth >= 0 && m_document.EndArray(nElements); }
 
+    bool HasMetTooBig() const { return m_bTooBig; }
+
 private:
     JsonDocument& m_document;
     int m_nDepth = 0;
+    bool m_bTooBig = false;
 };
 
 /// What isn't a string is written in ASCII.
@@ -102,9 +110,10 @@ rapidjson::ParseErrorCode ParseInPlace(JsonDocument& document, char16_t* pszJson
     auto nError = rapidjson::kParseErrorNone;
     auto Parse = [&](JsonDocument& target) {
         CInPlaceJson stream(pszJson, nUnits);
-        CDepthLimit limit(target);
+        CLimits limits(target);
         rapidjson::GenericReader<WideEncoding, WideEncoding> reader;
-        nError = reader.Parse<PARSE_FLAGS>(stream, limit).Code();
+        nError = reader.Parse<PARSE_FLAGS>(stream, limits).Code();
+        if (limits.HasMetTooBig()) nError = rapidjson::kParseErrorNumberTooBig;
         // A NUL ends the text for the reader, and what stands behind it would go by unread.
         if (nError == rapidjson::kParseErrorNone && stream.Tell() != nUnits)
             nError = rapidjson::kParseErrorDocumentRootNotSingular;

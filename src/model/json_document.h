@@ -20,7 +20,8 @@ inline constexpr int JSON_DEEPEST = 1024;
 
 /// Parses UTF-8 bytes into a UTF-16 document. The text is widened into the document's own memory and read in place.
 /// @param pError  out: RapidJSON's number of what is wrong, 0 for nothing; may be null
-/// @return false for text that isn't JSON, is nested too deep or has something behind the document; it is null then
+/// @return false for text that isn't JSON, is nested too deep, or has a number beyond all doubles or something behind
+///         the document; it is null then
 bool ParseUtf8(JsonDocument& document, std::string_view strBytes, rapidjson::ParseErrorCode* pError = nullptr);
 
 /// Parses raw wide text, as it lies in a file: little-endian units without a mark; a trailing odd byte is dropped.

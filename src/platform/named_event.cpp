@@ -48,7 +48,7 @@ CNamedEvents::Handle CNamedEvents::Open(TextView strName) {
 
 /// The mutex is held. What runs out of memory leaves no trace.
 CNamedEvents::Handle CNamedEvents::Hold(std::shared_ptr<Event> pEvent) {
-    auto pHolding = std::make_shared<Holding>(pEvent);
+    auto pHolding = std::make_shared<Holding>(Holding{pEvent});
     const auto pEntered = m_mapHoldings.emplace(m_nLast + 1, std::move(pHolding)).first;
     try {
         m_mapEvents.try_emplace(pEvent->strName, pEvent);

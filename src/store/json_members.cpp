@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstddef>
 
 #include <rapidjson/allocators.h>
@@ -86,6 +87,8 @@ public:
     explicit CMemberPicker(CWanted& wanted) : m_wanted(wanted) {}
 
     bool Default() { return Take({}); }
+    /// A number that is too big for its type is a fault, which the reader doesn't see in all of them.
+    bool Double(double d) { return std::isfinite(d) && Take({}); }
     bool String(const char16_t* psz, rapidjson::SizeType nLength, bool) { return Take({psz, nLength}); }
     bool Key(const char16_t* psz, rapidjson::SizeType nLength, bool) {
         if (m_nDepth == 1) m_strKey = {psz, nLength};

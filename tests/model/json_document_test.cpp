@@ -72,6 +72,13 @@ rapidjson::ParseErrorCode FindError(std::string_view strJson) {
     return nError;
 }
 
+TEST(ParseUtf8, RefusesANumberThatNoDoubleHolds) {
+    for (const char* pszJson : {"[1e309]", "[1844674407370955161e300]", "[-1844674407370955161e300]"}) {
+        EXPECT_EQ(FindError(pszJson), rapidjson::kParseErrorNumberTooBig) << pszJson;
+    }
+    EXPECT_EQ(Rewrite("[1e308,1e-400]"), u"[1e308,0.0]");
+}
+
 TEST(ParseUtf8, TellsWhatIsWrong) {
     EXPECT_EQ(FindError("{}"), rapidjson::kParseErrorNone);
     EXPECT_EQ(FindError(""), rapidjson::kParseErrorDocumentEmpty);

@@ -221,8 +221,8 @@ TEST(JsonField, IsEmptyInWhatIsNoObject) {
     const auto pTable = NewTable();
     WriteValue(*pTable, u"number", NumberArgument(5));
     EXPECT_EQ(pTable->GetJsonField(u"number", u"N"), u"");
-    for (const TextView strBad :
-         {u"", u"text", u"[{\"N\":\"x\"}]", u"{\"N\":\"x\"", u"{\"N\":\"x\"} more", u"{\"N\":\"x\",}", u"\"N\""}) {
+    for (const TextView strBad : {u"", u"text", u"[{\"N\":\"x\"}]", u"{\"N\":\"x\"", u"{\"N\":\"x\"} more",
+                                  u"{\"N\":\"x\",}", u"\"N\"", u"{\"N\":\"x\",\"a\":1844674407370955161e300}"}) {
         Write(*pTable, {{u"bad", strBad}});
         EXPECT_EQ(pTable->GetJsonField(u"bad", u"N"), u"") << Narrow(strBad);
     }
