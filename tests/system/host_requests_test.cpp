@@ -168,9 +168,10 @@ TEST_F(HostRequests, ListTheWordsWithOneLineForEach) {
     std::vector<std::string> arFirst;
     for (const auto& line : reply["help"].GetArray())
         arFirst.emplace_back(line.GetString(), std::string_view(line.GetString()).find(' '));
-    EXPECT_THAT(arFirst, ElementsAre("status", "topic", "set", "rows", "clear", "drop", "get", "keys", "dump", "tables",
-                                     "find", "card", "tree", "watch", "unwatch", "clock", "timers", "servers",
-                                     "holidays", "rates", "wait", "sleep", "help", "quit"));
+    EXPECT_THAT(arFirst,
+                ElementsAre("status", "topic", "set", "rows", "clear", "drop", "get", "keys", "dump", "tables", "find",
+                            "card", "tree", "watch", "unwatch", "clock", "timers", "servers", "holidays", "rates",
+                            "rolls", "expiry", "factors", "myrolls", "plot", "wait", "sleep", "help", "quit"));
     EXPECT_EQ(host.Ask("help wait")["help"].Size(), 1u);
 }
 
