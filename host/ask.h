@@ -21,6 +21,9 @@ class CAsk {
 public:
     CAsk(CService& service, CEventLog& log, const CStop& stop) : m_service(service), m_log(log), m_stop(stop) {}
 
+    /// The number of the last event so far: what comes from now on has a higher one.
+    std::uint64_t GetLast() const { return m_log.GetLast(); }
+
     /// Sends a topic. @return the number of the last event before it
     std::uint64_t Send(TextView strTopic, std::int32_t nParameter, TextView strText);
 

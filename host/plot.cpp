@@ -143,6 +143,7 @@ std::vector<CTimeScale::Mark> CTimeScale::GetMarks(std::size_t nMost) const {
         const std::vector<sys_days> arDays = DaysBetween(interval, m_begin, m_end, nMost);
         if (arDays.size() > nMost) continue;
         std::vector<Mark> arMarks;
+        arMarks.reserve(arDays.size());
         for (const sys_days day : arDays) arMarks.push_back({GetPlace(day), ShowMark(interval, day)});
         return arMarks;
     }

@@ -11,8 +11,8 @@ namespace qvant::host {
 
 /// A value and the moment from which it counts.
 struct PlotStep {
-    std::chrono::sys_seconds moment;
-    double dValue;
+    std::chrono::sys_seconds moment{};
+    double dValue = 0;
 };
 
 /// @invariant there is a step, they are in the order of their moments, and `end` is behind the first

@@ -255,13 +255,11 @@ void CRequests::Factors(const CRequest& request, Reply& reply) {
 void CRequests::MyRolls(const CRequest& request, Reply& reply) {
     const Text strTitle = request.GetText(u"title", u"");
     const std::int64_t nNow = ReadNow(m_tables);
-    std::vector<UserSeries> arSeries = ReadUserSeries(m_folders.pathHome);
     Text strUpdate;
-    if (!strTitle.empty()) {
-        strUpdate = UpdateUserSeries(m_ask, arSeries, strTitle, nNow, TimeoutOf(request));
-        arSeries = ReadUserSeries(m_folders.pathHome);
+    if (!strTitle.empty()) strUpdate = UpdateUserSeries(m_ask, m_folders.pathHome, strTitle, nNow, TimeoutOf(request));
+    std::vector<UserSeries> arSeries = ReadUserSeries(m_folders.pathHome);
+    if (!strTitle.empty())
         std::erase_if(arSeries, [&strTitle](const UserSeries& series) { return series.strTitle != strTitle; });
-    }
     reply.Add("definitions", ListSeries(arSeries, nNow));
     reply.Add("rolls", ListUserRolls(arSeries, nNow, FirstOf(request)));
     if (!strTitle.empty()) reply.Add("update", Value(std::move(strUpdate)));

@@ -33,11 +33,11 @@ void TakeSetting(std::string_view strLine, UserSeries& series) {
     const std::size_t nEquals = strLine.find('=');
     if (nEquals == std::string_view::npos) return;
     const Text strKey = Widen(strLine.substr(0, nEquals));
-    Text strValue = Widen(strLine.substr(nEquals + 1));
+    const Text strValue = Widen(strLine.substr(nEquals + 1));
     const std::pair<TextView, Text*> SETTINGS[] = {
         {u"timezone", &series.strZone}, {u"resettime", &series.strReset}, {u"resettimedst", &series.strResetDst}};
     for (const auto& [strName, pValue] : SETTINGS) {
-        if (EqualsNoCase(strKey, strName)) *pValue = std::move(strValue);
+        if (EqualsNoCase(strKey, strName)) *pValue = strValue;
     }
 }
 
@@ -218,12 +218,15 @@ Listing ListUserRolls(const std::vector<UserSeries>& arSeries, std::int64_t nNow
     return listing;
 }
 
-Text UpdateUserSeries(CAsk& ask, const std::vector<UserSeries>& arSeries, TextView strTitle, std::int64_t nNow,
+Text UpdateUserSeries(CAsk& ask, const std::filesystem::path& pathHome, TextView strTitle, std::int64_t nNow,
                       std::chrono::milliseconds timeout) {
+    // The service may be writing the companion just now. An answer behind this look at the folder counts.
+    const std::uint64_t nBefore = ask.GetLast();
+    const std::vector<UserSeries> arSeries = ReadUserSeries(pathHome);
     const auto it = std::ranges::find(arSeries, strTitle, &UserSeries::strTitle);
     if (it == arSeries.end()) throw CFailure("there is no series " + Quote(strTitle));
     const Standing standing = StandingOf(*it, nNow);
-    const std::uint64_t nBefore = ask.Send(u"UpdateUDHotMonth", 1, strTitle);
+    ask.Send(u"UpdateUDHotMonth", 1, strTitle);
     if (standing == Standing::Ignored) return u"nothing to do: the service passes over the file";
     // Only a stale companion is written anew, and only then an answer comes.
     if (standing == Standing::Complete) return u"nothing to do: the companion is up to date";

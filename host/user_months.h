@@ -60,7 +60,7 @@ Listing ListUserRolls(const std::vector<UserSeries>& arSeries, std::int64_t nNow
 /// Has the service read a series again, and waits for the new companion where the service will write one.
 /// @return what came of it
 /// @throws CFailure when there is no such series
-Text UpdateUserSeries(CAsk& ask, const std::vector<UserSeries>& arSeries, TextView strTitle, std::int64_t nNow,
+Text UpdateUserSeries(CAsk& ask, const std::filesystem::path& pathHome, TextView strTitle, std::int64_t nNow,
                       std::chrono::milliseconds timeout);
 
 }  // namespace qvant::host
