@@ -11,6 +11,8 @@ find_package(date REQUIRED)
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(httplib REQUIRED IMPORTED_TARGET cpp-httplib)
 pkg_check_modules(edit REQUIRED IMPORTED_TARGET libedit)
+pkg_check_modules(bson REQUIRED IMPORTED_TARGET libbson-1.0)
+add_library(Bson::bson ALIAS PkgConfig::bson)
 
 add_library(qv_rapidjson INTERFACE)
 target_include_directories(qv_rapidjson SYSTEM INTERFACE ${RapidJSON_INCLUDE_DIRS} ${RAPIDJSON_INCLUDE_DIRS})

@@ -7,6 +7,7 @@
 #include "base/locked_maps.h"
 #include "model/exchange_times.h"
 #include "model/json_document.h"
+#include "model/reset_times.h"
 #include "store/base_data.h"
 #include "store/host.h"
 #include "symbols/symbol_grammar.h"
@@ -29,10 +30,10 @@ public:
     /// @throw CFailure  of a time or a date, see `CExchangeTimes`
     void ParseJsonData(const JsonDocument& document, CBaseData* pSecurityInfo);
 
-    TextMap m_mapPinyin;           ///< full security key to pinyin
-    TextMap m_mapMainType;         ///< full security key to main type
-    TextMap m_mapCloseTime;        ///< four-part key to HHMM01
-    TextMap m_mapSymbolResetTime;  ///< four-part key to HHMM00
+    TextMap m_mapPinyin;     ///< full security key to pinyin
+    TextMap m_mapMainType;   ///< full security key to main type
+    TextMap m_mapCloseTime;  ///< four-part key to HHMM01
+    CResetTimes m_mapSymbolResetTime;
     /// Reset time to itself. It is asked on every tick of the host's clock, while a pass fills it too.
     CLumMapStringToString m_mapResetTime;
 

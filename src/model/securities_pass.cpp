@@ -216,7 +216,7 @@ void CSecuritiesPass::NoteSessions(TextView strSessions) {
 void CSecuritiesPass::NoteReset(TextView strReset) {
     if (strReset.empty()) return;
     m_parser.m_mapResetTime.SetAt(strReset, Text(strReset));
-    m_parser.m_mapSymbolResetTime.insert_or_assign(m_strSecurityKey, PackTime(strReset, u"00"));
+    m_parser.m_mapSymbolResetTime.Set(m_strSecurityKey, PackTime(strReset, u"00"));
 }
 
 void CSecuritiesPass::NoteNames(TextView strKey, const CSecurityMembers& members) {

@@ -7,14 +7,6 @@
 
 namespace qvant {
 
-namespace {
-
-void AppendList(std::vector<Text>& arList, TextView strList) {
-    for (Text& strItem : SplitTokens(strList, u"|")) arList.push_back(std::move(strItem));
-}
-
-}  // namespace
-
 void CLogin::Run() {
     ReadProxy();
     if (!WaitForFirstLoad() || !TakeUser()) return;
@@ -84,7 +76,6 @@ void CLogin::ReadUser() {
         Format(u"&ACCOUNT=%s&REGION=%s&APP_NAME=%s&KEY=%s", strUser, strRegion, strAppName, strKey));
 }
 
-/// The arrays aren't emptied first: signing in twice leaves every entry twice.
 CLogin::Servers CLogin::ReadServers() {
     Servers servers;
     if (const auto pPermissions = m_parts.host.OpenTable(u"PERMISSIONS.LUMIVale", nullptr)) {
@@ -99,9 +90,9 @@ CLogin::Servers CLogin::ReadServers() {
     m_parts.host.LogMessage(Format(u"HotChangeURL=%s.", m_parts.state.m_strHotChangeURL));
     m_parts.host.LogMessage(Format(u"ExpireURL=%s.", m_parts.state.m_strExpireURL));
     m_parts.host.LogMessage(Format(u"SS2Cmd=%s.", m_strSS2Cmd));
-    AppendList(m_arHotChangeURL, m_parts.state.m_strHotChangeURL);
-    AppendList(m_arExpireURL, m_parts.state.m_strExpireURL);
-    AppendList(m_arSS2Cmd, m_strSS2Cmd);
+    m_parts.rollServers.Append(CRollServers::List::HotChange, m_parts.state.m_strHotChangeURL);
+    m_parts.rollServers.Append(CRollServers::List::Expire, m_parts.state.m_strExpireURL);
+    m_parts.rollServers.Append(CRollServers::List::History, m_strSS2Cmd);
     return servers;
 }
 

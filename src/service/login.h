@@ -11,6 +11,7 @@
 #include "documents/trade_permissions.h"
 #include "model/run_state.h"
 #include "model/storage_tables.h"
+#include "net/roll_servers.h"
 #include "net/server_list.h"
 #include "net/session.h"
 #include "platform/event.h"
@@ -32,6 +33,7 @@ struct LoginParts {
     const Options& options;
     const CSettings& settings;
     CSession& session;
+    CRollServers& rollServers;
     KeptTables& tables;
     CStorageTables& storage;
     CSecuritiesDocument& securities;
@@ -89,9 +91,6 @@ private:
     Text m_strAppsTradeURL;
     Text m_strTradingDayURL;
     Text m_strSS2Cmd;
-    std::vector<Text> m_arHotChangeURL;
-    std::vector<Text> m_arExpireURL;
-    std::vector<Text> m_arSS2Cmd;
 };
 
 }  // namespace qvant

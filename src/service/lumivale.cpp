@@ -63,9 +63,9 @@ CLumivale::CLumivale(IHost& host, const platform::IClock& clock)
       m_events({host, clock, m_state, m_settings, m_tables, m_parser.m_mapResetTime, m_contracts, m_refresh, m_lockPass,
                 m_hEventSymbolLookUp},
                {[this] { return GetStop(); }, [this] { m_words = m_settings.ReadSymbolWords(m_state.AppsLanguage); }}),
-      m_login({host, m_events.GetLanguageSink(), m_state, m_options, m_settings, m_session, m_tables, m_storage,
-               m_securities, m_contracts, m_stockInfo, m_rates, m_rights, m_databases, m_hThreadPreProcessData,
-               m_hEventSymbolLookUp, m_lockPass},
+      m_login({host, m_events.GetLanguageSink(), m_state, m_options, m_settings, m_session, m_rollServers, m_tables,
+               m_storage, m_securities, m_contracts, m_stockInfo, m_rates, m_rights, m_databases,
+               m_hThreadPreProcessData, m_hEventSymbolLookUp, m_lockPass},
               {[this](TextView strUrls) {
                    AssignServers(strUrls);
                    StartLatencyTest();

@@ -26,6 +26,7 @@
 #include "model/underlying_lists.h"
 #include "net/error_report.h"
 #include "net/latency_test.h"
+#include "net/roll_servers.h"
 #include "net/server_list.h"
 #include "net/session.h"
 #include "platform/event.h"
@@ -119,6 +120,7 @@ private:
     Options m_options;
     CSession m_session;
     CServerList m_servers;
+    CRollServers m_rollServers;
     CLatencyTest m_latencyTest;
     CErrorReport m_errors;
     CTimeZones m_zones;

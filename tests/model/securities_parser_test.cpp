@@ -230,8 +230,10 @@ TEST_F(SecuritiesParser, NotesResetTimesUnderThemselvesAndTheFourPartKey) {
         R"("QV.F.CME.ES.X":{"ResetTime":"14:30"},"QV.F.CME.NQ":{"ResetTime":"14:30"},"QV.F.CME.YM":{"ResetTime":""})");
     EXPECT_EQ(m_parser.m_mapResetTime.GetCount(), 1u);
     EXPECT_TRUE(KnowsReset(u"06:30"));
-    EXPECT_THAT(m_parser.m_mapSymbolResetTime,
-                UnorderedElementsAre(Pair(u"QV.F.CME.ES", u"063000"), Pair(u"QV.F.CME.NQ", u"063000")));
+    EXPECT_EQ(m_parser.m_mapSymbolResetTime.Get(u"QV.F.CME.ES"), u"063000");
+    EXPECT_EQ(m_parser.m_mapSymbolResetTime.Get(u"QV.F.CME.NQ"), u"063000");
+    EXPECT_EQ(m_parser.m_mapSymbolResetTime.Get(u"QV.F.CME.YM"), u"");
+    EXPECT_EQ(m_parser.m_mapSymbolResetTime.GetCount(), 2u);
 }
 
 TEST_F(SecuritiesParser, KeepsTimesOfTheLastPassButNotNames) {
@@ -244,7 +246,7 @@ TEST_F(SecuritiesParser, KeepsTimesOfTheLastPassButNotNames) {
     EXPECT_THAT(m_parser.m_mapMainType, IsEmpty());
     EXPECT_EQ(m_parser.m_mapCloseTime.count(u"QV.F.CME.ES"), 1u);
     EXPECT_TRUE(KnowsReset(u"06:30"));
-    EXPECT_EQ(m_parser.m_mapSymbolResetTime.count(u"QV.F.CME.ES"), 1u);
+    EXPECT_EQ(m_parser.m_mapSymbolResetTime.Get(u"QV.F.CME.ES"), u"063000");
 }
 
 TEST_F(SecuritiesParser, PutsANewExchangeInFrontOfARoutesList) {
