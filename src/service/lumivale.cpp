@@ -18,13 +18,6 @@ namespace {
 
 constexpr std::chrono::milliseconds SERVER_SELECTION_LIMIT{10000};
 
-void CreateCommonFolders() {
-    const auto strCommon = platform::GetCommonDataFolder();
-    if (!strCommon) return;
-    platform::CreateFolders(*strCommon + u"/Qvant/HotChange/");
-    platform::CreateFolders(*strCommon + u"/Qvant/ExpireDate/");
-}
-
 }  // namespace
 
 CLumivale::CLumivale(IHost& host, const platform::IClock& clock)
@@ -51,7 +44,12 @@ CLumivale::CLumivale(IHost& host, const platform::IClock& clock)
       m_lookup({host, clock, m_state, m_builder, m_lists, m_parser, m_stockInfo.m_mapStockLimits, m_databases,
                 m_hEventSymbolLookUp},
                [this] { return m_bSystemTimeOpen.load(); }),
-      m_answering({host, m_settings, m_storage, m_databases, m_stockInfo}, [this] { return GetStop(); }),
+      m_answering(
+          {host, clock, m_settings, m_session, m_errors, m_rollServers, m_parser.m_mapSymbolResetTime, m_storage,
+           m_databases, m_stockInfo},
+          {[this] { return GetStop(); }, [this] { return CopyHotMonths(); }, [this] { return m_tables.pCqyz.get(); },
+           [this] { return m_events.GetSystemTime(); }, [this] { return m_events.GetSystemDate(); },
+           [this] { m_refresh.ArmExpiry(); }, [this] { m_refresh.StopExpiry(); }}),
       m_contracts({host, m_session, m_servers, m_errors, m_storage, m_builder, m_state, clock},
                   {[this] { return m_stockInfo.QueryStkInfo(); }, [this] { m_stockInfo.LoadStkInfo(); },
                    [this] { MakeSymbolLookupList(); }, [this] { m_refresh.ArmRequery(); }}),
@@ -76,9 +74,7 @@ CLumivale::CLumivale(IHost& host, const platform::IClock& clock)
                },
                [this](const Text& strUrls) { StartPermissionQuery(strUrls); }, [this] { StartSymbolLookup(); },
                [this](const Text& strUrls) { StartHolidays(strUrls); }, [this] { m_refresh.Start(); },
-               [this] { m_refresh.ArmRequery(); }, [this] { m_answering.RequestUserHotMonths(); }}) {
-    CreateCommonFolders();
-}
+               [this] { m_refresh.ArmRequery(); }, [this] { m_answering.RequestUserHotMonths(); }}) {}
 
 CLumivale::~CLumivale() {
     TellToStop();
@@ -225,6 +221,7 @@ void CLumivale::FindHomeDir() {
     m_securities.SetHomeDir(strHomeDir);
     m_contracts.SetHomeDir(strHomeDir);
     m_stockInfo.SetHomeDir(strHomeDir);
+    m_answering.SetHomeDir(strHomeDir);
 }
 
 /// What a process that was killed left behind: its shared block, and what it was writing in the folders of the replaced
@@ -233,6 +230,7 @@ void CLumivale::RemoveStaleFiles() const {
     platform::RemoveStaleSharedMemory(CONTRACT_LIST_BLOCK_NAME);
     platform::RemoveStaleReplacements(m_settings.GetConfigsPath());
     platform::RemoveStaleReplacements(m_settings.GetHomeDir() + u"Data");
+    platform::RemoveStaleReplacements(m_settings.GetHomeDir() + u"Data/UserDefHotMonth");
     for (const bool bPerUser : {false, true}) {
         const auto strRegistry = platform::GetRegistryPath(bPerUser);
         if (strRegistry) platform::RemoveStaleReplacements(strRegistry->substr(0, strRegistry->rfind(u'/')));
@@ -285,6 +283,18 @@ void CLumivale::MakeUnderlyingList() {
 void CLumivale::LoadLanguage() {
     m_words = m_settings.ReadSymbolWords(m_state.AppsLanguage);
     MakeUnderlyingList();
+}
+
+/// What has a hot month, taken while nobody works on the contracts; nothing when a stop comes first.
+std::vector<HotMonth> CLumivale::CopyHotMonths() {
+    std::vector<HotMonth> arHotMonths;
+    const platform::CStoppableHold pass(m_lockPass);
+    if (!pass) return arHotMonths;
+    arHotMonths.reserve(m_builder.m_mapSymbolToHot.size());
+    for (const auto& [strContract, strHot] : m_builder.m_mapSymbolToHot) {
+        arHotMonths.push_back({Text(strContract), Text(strHot)});
+    }
+    return arHotMonths;
 }
 
 void CLumivale::MakeSymbolLookupList() { m_lookup.MakeSymbolLookupList(m_tables.GetSymbolLookupTables()); }
@@ -390,6 +400,7 @@ void CLumivale::EndThreads() {
 }
 
 void CLumivale::CleanUp() {
+    m_answering.Release();
     m_tables.ReleasePublished();
     m_storage.ReleaseHoliday();
     m_storage.ReleaseLumivale();

@@ -9,6 +9,7 @@
 #include <optional>
 #include <stop_token>
 #include <string>
+#include <vector>
 
 #include "documents/contract_list_block.h"
 #include "documents/contract_list_document.h"
@@ -98,6 +99,7 @@ private:
     void RunPreProcessData();
     void MakeUnderlyingList();
     void LoadLanguage();
+    std::vector<HotMonth> CopyHotMonths();
     void MakeSymbolLookupList();
     void StartSymbolLookup();
     void StartPermissionQuery(const Text& strUrls);
