@@ -116,7 +116,7 @@ bool CAdjustmentFactors::QueryCQYZ(const Text& strSymbol) {
     m_parts.host.LogMessage(strRequest);
     const auto arServers = m_parts.servers.Get(CRollServers::List::History);
     const HistoryQuery query{m_parts.host, m_parts.session, arServers, u"DoQueryCQYZ Fail : ",
-                             [&strRequest] { return strRequest; }};
+                             [&strRequest] { return Text(strRequest); }};
     Text strError;
     const HistoryReply reply = QueryHistory(query, strError);
     if (!reply && platform::StopRequested()) return false;

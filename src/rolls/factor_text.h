@@ -14,10 +14,9 @@ inline constexpr double FACTOR_SCALE = 1e6;
 /// time that the calendar doesn't have gives the "odt_utc" 0. All else goes through as RapidJSON reads and writes it,
 /// elements that are no objects and texts without such an array too.
 ///
-/// Of several members of one name the first counts. Needs memory for the text and no more than a few times its length,
-/// whatever it holds.
-/// @param text      the bytes in UTF-8, which are overwritten; broken sequences become U+FFFD
-/// @param bRescale  multiplies each "sxd" that is written as a double, where the product is a number
+/// Of several members of one name the first counts. Needs memory for a few times the text's length, whatever it holds.
+/// @param text      the bytes in UTF-8; broken sequences become U+FFFD
+/// @param bRescale  multiplies each "sxd" that is a double, unless the product would be too large for one
 /// @return empty for a text that isn't JSON or is nested deeper than `JSON_DEEPEST`
 Text EnrichFactors(HistoryText text, bool bRescale);
 
