@@ -184,6 +184,15 @@ TEST_F(HistoryThread, LosesNoneOfAThousandRequestsFromSeveralThreads) {
     EXPECT_EQ(CountThreads(), 1u);
 }
 
+TEST_F(HistoryThread, ServesAThousandSymbolsAtOnceInTheirOrder) {
+    for (int i = 0; i < 1'000; ++i) m_history->HandOver(WM_QUERY_CQYZ, Format(u"%d", i));
+    ASSERT_TRUE(WaitForDone(1'000));
+    const auto arDone = GetDone();
+    for (int i = 0; i < 1'000; ++i) {
+        EXPECT_EQ(arDone[static_cast<std::size_t>(i)], Narrow(Format(u"query %d", i)));
+    }
+}
+
 TEST_F(HistoryThread, EndsItsWorkAtAStopAndDropsWhatWaits) {
     HoldThread();
     m_history->HandOver(WM_QUERY_CQYZ, u"QV.LATER");
