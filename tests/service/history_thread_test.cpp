@@ -205,10 +205,8 @@ TEST_F(HistoryThread, EndsItsWorkAtAStopAndDropsWhatWaits) {
 }
 
 TEST_F(HistoryThread, BeginsAnewWithTheRequestAfterAStopAndNotBeforeTheOldOneHasEnded) {
-    CEvent ending(CEvent::Reset::Manual, false);
     HoldThread();
     const std::uint32_t nOld = m_history->GetThreadId();
-    m_onWork = [&](const std::string&) {};
     m_history->RequestStop();
     m_history->HandOver(WM_QUERY_CQYZ, u"QV.NEXT");
     ASSERT_TRUE(WaitForDone(2));
