@@ -19,8 +19,7 @@ void CMessageQueue::Close() {
     m_listMessages.swap(listDropped);
 }
 
-// NOLINTNEXTLINE(cppcoreguidelines-rvalue-reference-param-not-moved): only a message that was taken is moved from
-bool CMessageQueue::Post(Message&& message) {
+bool CMessageQueue::Post(Message& message) {
     const std::lock_guard lock(m_mutex);
     if (!m_bOpen || m_listMessages.size() >= MOST_MESSAGES) {
         errno = m_bOpen ? EAGAIN : ESRCH;

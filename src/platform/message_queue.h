@@ -36,9 +36,10 @@ public:
     void Close();
 
     /// Appends a message.
-    /// @param message  the caller's own still when it wasn't taken
+    /// @param message  its text goes along; it is the caller's own still when the message wasn't taken
     /// @return false when the queue isn't open (`errno` is ESRCH then) or is full (EAGAIN)
-    bool Post(Message&& message);
+    bool Post(Message& message);
+    bool Post(Message&& message) { return Post(message); }
 
     /// Waits for the next message.
     /// @return nothing once the calling thread is told to stop, whatever waits

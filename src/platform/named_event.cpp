@@ -28,6 +28,8 @@ struct CNamedEvents::Event {
 };
 
 struct CNamedEvents::Holding {
+    explicit Holding(std::shared_ptr<Event> pHeld) : pEvent(std::move(pHeld)) {}
+
     const std::shared_ptr<Event> pEvent;
     bool bClosed = false;
 };

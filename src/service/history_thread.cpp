@@ -71,7 +71,7 @@ void CHistoryThread::HandOver(std::uint32_t nMessage, TextView strText) {
     for (int i = 0; i <= MORE_TRIES; ++i) {
         if (i > 0 && !platform::SleepFor(PAUSE_BEFORE_TRY)) break;
         const auto pLoop = Begin();
-        if (pLoop && pLoop->queue.Post(std::move(message))) return;
+        if (pLoop && pLoop->queue.Post(message)) return;
         nError = errno;
     }
     m_host.LogMessage(Format(nMessage == WM_QUERY_BA ? u"PostThreadMessage Fail! (UpdateUDHotMonth) ErrorCode:%d"

@@ -40,13 +40,13 @@ TEST(CMessageQueue, RefusesAPostBeforeItIsOpenAndLeavesTheMessageToItsOwner) {
     CMessageQueue queue;
     Message message = MakeMessage(2261, u"QV.S.SSE.600000");
     errno = 0;
-    EXPECT_FALSE(queue.Post(std::move(message)));
+    EXPECT_FALSE(queue.Post(message));
     EXPECT_EQ(errno, ESRCH);
-    // NOLINTNEXTLINE(bugprone-use-after-move): that is what a refused post promises
     ASSERT_TRUE(message.pText);
     EXPECT_EQ(*message.pText, u"QV.S.SSE.600000");
     queue.Open();
-    EXPECT_TRUE(queue.Post(std::move(message)));
+    EXPECT_TRUE(queue.Post(message));
+    EXPECT_FALSE(message.pText);
     EXPECT_EQ(*queue.Receive()->pText, u"QV.S.SSE.600000");
 }
 

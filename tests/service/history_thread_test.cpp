@@ -184,6 +184,15 @@ TEST_F(HistoryThread, LosesNoneOfAThousandRequestsFromSeveralThreads) {
     EXPECT_EQ(CountThreads(), 1u);
 }
 
+TEST_F(HistoryThread, ServesAThousandSymbolsAtOnceInTheirOrder) {
+    for (int i = 0; i < 1'000; ++i) m_history->HandOver(WM_QUERY_CQYZ, Format(u"%d", i));
+    ASSERT_TRUE(WaitForDone(1'000));
+    const auto arDone = GetDone();
+    for (int i = 0; i < 1'000; ++i) {
+        EXPECT_EQ(arDone[static_cast<std::size_t>(i)], Narrow(Format(u"query %d", i)));
+    }
+}
+
 TEST_F(HistoryThread, EndsItsWorkAtAStopAndDropsWhatWaits) {
     HoldThread();
     m_history->HandOver(WM_QUERY_CQYZ, u"QV.LATER");
@@ -196,10 +205,8 @@ TEST_F(HistoryThread, EndsItsWorkAtAStopAndDropsWhatWaits) {
 }
 
 TEST_F(HistoryThread, BeginsAnewWithTheRequestAfterAStopAndNotBeforeTheOldOneHasEnded) {
-    CEvent ending(CEvent::Reset::Manual, false);
     HoldThread();
     const std::uint32_t nOld = m_history->GetThreadId();
-    m_onWork = [&](const std::string&) {};
     m_history->RequestStop();
     m_history->HandOver(WM_QUERY_CQYZ, u"QV.NEXT");
     ASSERT_TRUE(WaitForDone(2));

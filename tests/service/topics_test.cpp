@@ -65,6 +65,7 @@ protected:
     }
 
     CScratchFolder m_folder;
+    CEnvironment m_home{"LUMIVALE_HOME", m_folder.GetPath().string()};
     CTestHost m_host;
     RunState m_state;
     CSettings m_settings;
