@@ -18,7 +18,11 @@ add as $medians |
     {figure: "search rows of 100,000 over binding them", of: "BuildSymbols/100000", over: "BindSymbols/100000",
         limit: 1.5},
     {figure: "search rows, 1,000,000 over 100,000", of: "BuildSymbols/1000000", over: "BuildSymbols/100000", limit: 11},
-    {figure: "test of 8 servers, 4 silent, over one answer", of: "LatencyTest", over: "OneAnswer", limit: 2.8}
+    {figure: "test of 8 servers, 4 silent, over one answer", of: "LatencyTest", over: "OneAnswer", limit: 2.8},
+    {figure: "1,000,000 reply lines over scanning them", of: "DecodeReply/1000000", over: "ScanReply/1000000",
+        limit: 8},
+    {figure: "reply lines, 1,000,000 over 100,000", of: "DecodeReply/1000000", over: "DecodeReply/100000", limit: 11},
+    {figure: "3,000 roll files compared over reading them", of: "ProcessRequeryData", over: "ReadRollFiles", limit: 3}
 ] |
 map(if $medians[.of] and $medians[.over] then . else error("no median of \(.of) or \(.over)") end |
     .value = $medians[.of] / $medians[.over]) |

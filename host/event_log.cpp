@@ -27,19 +27,29 @@ void CEventLog::Add(std::string_view strKind, EventFields arFields) {
 
 std::optional<Event> CEventLog::Wait(const EventPattern& pattern, std::uint64_t nAfter,
                                      std::chrono::milliseconds timeout, const std::stop_token& stop) {
+    return Wait([&pattern](const Event& event) { return pattern.Matches(event); }, nAfter, timeout, stop);
+}
+
+std::uint64_t CEventLog::GetLast() const {
+    const std::lock_guard lock(m_mutex);
+    return m_nLast;
+}
+
+std::optional<Event> CEventLog::Wait(const Accept& accept, std::uint64_t nAfter, std::chrono::milliseconds timeout,
+                                     const std::stop_token& stop) {
     std::unique_lock lock(m_mutex);
     const Event* pFound = nullptr;
     m_added.wait_until(lock, stop, std::chrono::steady_clock::now() + timeout,
-                       [&] { return (pFound = FindFrom(pattern, nAfter)) != nullptr; });
+                       [&] { return (pFound = FindFrom(accept, nAfter)) != nullptr; });
     return pFound ? std::optional(*pFound) : std::nullopt;
 }
 
 /// `nAfter` moves past the events that were looked at, so that each is looked at once in a wait.
-const Event* CEventLog::FindFrom(const EventPattern& pattern, std::uint64_t& nAfter) const {
+const Event* CEventLog::FindFrom(const Accept& accept, std::uint64_t& nAfter) const {
     const std::uint64_t nForgotten = m_nLast - m_arEvents.size();
     for (std::uint64_t n = std::max(nAfter, nForgotten); n < m_nLast; ++n) {
         const Event& event = m_arEvents[static_cast<std::size_t>(n - nForgotten)];
-        if (pattern.Matches(event)) return &event;
+        if (accept(event)) return &event;
     }
     nAfter = std::max(nAfter, m_nLast);
     return nullptr;

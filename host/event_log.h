@@ -4,6 +4,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <deque>
+#include <functional>
 #include <mutex>
 #include <optional>
 #include <stop_token>
@@ -42,8 +43,18 @@ public:
     std::optional<Event> Wait(const EventPattern& pattern, std::uint64_t nAfter, std::chrono::milliseconds timeout,
                               const std::stop_token& stop);
 
+    /// Tells whether an event is the one; looks at each only once.
+    using Accept = std::function<bool(const Event&)>;
+
+    /// The same for what a pattern can't say. `accept` is called with the log locked.
+    std::optional<Event> Wait(const Accept& accept, std::uint64_t nAfter, std::chrono::milliseconds timeout,
+                              const std::stop_token& stop);
+
+    /// The number of the last event, 0 before the first.
+    std::uint64_t GetLast() const;
+
 private:
-    const Event* FindFrom(const EventPattern& pattern, std::uint64_t& nAfter) const;
+    const Event* FindFrom(const Accept& accept, std::uint64_t& nAfter) const;
 
     IOutput& m_output;
     const std::chrono::steady_clock::time_point m_start = std::chrono::steady_clock::now();

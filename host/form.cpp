@@ -43,6 +43,21 @@ std::optional<Text> ShowTime(std::int64_t nTime) {
                  static_cast<int>(nTime % 100));
 }
 
+std::optional<Text> ShowFineTime(std::int64_t nTime) {
+    const auto strTime = nTime < 0 ? std::nullopt : ShowTime(nTime / 1000);
+    if (!strTime || nTime % 1000 == 0) return strTime;
+    return *strTime + Print(".%03d", static_cast<int>(nTime % 1000));
+}
+
+std::optional<Text> ShowMoment(std::int64_t nMoment) {
+    constexpr std::int64_t DATES_END = 100'000'000;
+    if (nMoment < DATES_END) return ShowDate(nMoment);
+    const auto strDate = ShowDate(nMoment / 1'000'000);
+    const auto strTime = ShowTime(nMoment % 1'000'000);
+    if (!strDate || !strTime) return std::nullopt;
+    return *strDate + u' ' + *strTime;
+}
+
 std::optional<Text> Show(std::int64_t nNumber, Form nForm) {
     switch (nForm) {
         case Form::Duration:
@@ -51,6 +66,10 @@ std::optional<Text> Show(std::int64_t nNumber, Form nForm) {
             return ShowDate(nNumber);
         case Form::Time:
             return ShowTime(nNumber);
+        case Form::FineTime:
+            return ShowFineTime(nNumber);
+        case Form::Moment:
+            return ShowMoment(nNumber);
         case Form::Flag:
             return Text(nNumber != 0 ? u"yes" : u"no");
         case Form::Plain:

@@ -14,6 +14,8 @@ enum class Form {
     Duration,  ///< milliseconds
     Date,      ///< decimal yyyymmdd, a number or a text
     Time,      ///< decimal hhmmss
+    FineTime,  ///< decimal hhmmssmmm
+    Moment,    ///< decimal yyyymmddhhmmss; one that is no more than a date, as that
     Flag       ///< 0 or 1
 };
 

@@ -23,6 +23,8 @@ void Put(JsonWriter& writer, const Value& value) {
         Put(writer, TextView(*pText));
     } else if (const auto* pNumber = std::get_if<std::int64_t>(&value)) {
         writer.Int64(*pNumber);
+    } else if (const auto* pFraction = std::get_if<double>(&value)) {
+        writer.Double(*pFraction);
     } else if (const auto* pList = std::get_if<std::vector<Text>>(&value)) {
         writer.StartArray();
         for (const Text& strItem : *pList) Put(writer, TextView(strItem));
@@ -71,7 +73,7 @@ void Put(JsonWriter& writer, const Event& event) {
 }
 
 void Put(JsonWriter& writer, const Column& column, const Value& value) {
-    Put(writer, column.strName);
+    Put(writer, std::string_view(column.strName));
     const auto* pNumber = std::get_if<std::int64_t>(&value);
     if (pNumber && column.nForm == Form::Flag) {
         writer.Bool(*pNumber != 0);

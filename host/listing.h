@@ -1,6 +1,7 @@
 /// What a look-up shows: a list of things with the same columns, or one thing with its fields.
 #pragma once
 
+#include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -9,14 +10,14 @@
 
 namespace qvant::host {
 
-/// A column of a listing or a field of a record. The name is a literal.
+/// A column of a listing or a field of a record.
 struct Column {
     // NOLINTBEGIN(google-explicit-constructor): most columns are no more than their name
-    constexpr Column(const char* pszName, Form form = Form::Plain) : strName(pszName), nForm(form) {}
-    constexpr Column(std::string_view name, Form form = Form::Plain) : strName(name), nForm(form) {}
+    Column(const char* pszName, Form form = Form::Plain) : strName(pszName), nForm(form) {}
+    Column(std::string_view name, Form form = Form::Plain) : strName(name), nForm(form) {}
     // NOLINTEND(google-explicit-constructor)
 
-    std::string_view strName;
+    std::string strName;
     Form nForm;
 };
 

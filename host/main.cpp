@@ -7,6 +7,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "completion.h"
 #include "failure.h"
 #include "input.h"
 #include "options.h"
@@ -52,13 +53,6 @@ void RunRequests(ILineSource& source, IOutput& output, CRequests& requests) {
     }
 }
 
-/// What the prompt completes after a word.
-std::vector<std::string> TableNames(const CTables& tables) {
-    std::vector<std::string> arNames;
-    for (const Text& strName : tables.GetNames()) arNames.push_back(Narrow(strName));
-    return arNames;
-}
-
 /// The ends of the program that face the person or the machine.
 struct Ends {
     std::unique_ptr<CPrompt> pPrompt;
@@ -86,7 +80,9 @@ Ends MakeEnds(const Options& options, int nScript, CTables& tables, CStop& stop)
     if (nScript >= 0) ends.pScript = std::make_unique<CFileLines>(nScript, stop);
     const bool bInput = nScript < 0 || options.bPrompt;
     if (bInput && !options.bJson && isatty(STDIN_FILENO) && isatty(STDOUT_FILENO)) {
-        ends.pPrompt = std::make_unique<CPrompt>(stop, [&tables] { return TableNames(tables); });
+        ends.pPrompt = std::make_unique<CPrompt>(stop, [&tables, pathHome = options.pathHome](Argument nArgument) {
+            return GetNames(nArgument, tables, pathHome);
+        });
     } else {
         if (bInput) ends.pInput = std::make_unique<CFileLines>(STDIN_FILENO, stop);
         ends.pWriter = std::make_unique<CFileWriter>(STDOUT_FILENO, stop);
@@ -121,7 +117,7 @@ int RunHost(const Options& options, int nScript) {
     if (ends.pProgress)
         watch.emplace(*ends.pProgress,
                       [&service = *pService] { return ReadRefreshState(service.GetState(u"refresh")); });
-    CRequests requests(tables, *pService, log, stop, options.pathHome);
+    CRequests requests(tables, *pService, log, stop, {options.pathHome, options.pathCommonData});
     for (ILineSource* pSource : ends.Sources()) {
         if (pSource == ends.pPrompt.get()) ends.pCurtain->Raise();
         RunRequests(*pSource, *ends.pCurtain, requests);

@@ -55,6 +55,16 @@ fs::path HomeOfEnvironment() {
     return pszHome && *pszHome ? HandOn("LUMIVALE_HOME", pszHome) : ProgramFolder();
 }
 
+/// Where the service looks for it.
+fs::path CommonDataOfEnvironment() {
+    for (const char* pszName : {"LUMIVALE_COMMON_DATA", "XDG_DATA_HOME"}) {
+        const char* pszFolder = std::getenv(pszName);
+        if (pszFolder && *pszFolder) return pszFolder;
+    }
+    const char* pszUser = std::getenv("HOME");
+    return fs::path(pszUser ? pszUser : "") / ".local" / "share";
+}
+
 using Flags = std::map<std::string_view, std::function<void()>>;
 using Settings = std::map<std::string_view, std::function<void(const char*)>>;
 
@@ -82,6 +92,7 @@ Options ReadOptions(int nArguments, const char* const* parguments) {
         setting->second(parguments[i]);
     }
     if (options.pathHome.empty()) options.pathHome = HomeOfEnvironment();
+    options.pathCommonData = CommonDataOfEnvironment();
     if (options.pathModule.empty()) options.pathModule = FindModule();
     return options;
 }

@@ -8,7 +8,8 @@
 namespace qvant::host {
 
 struct Options {
-    std::filesystem::path pathHome;  ///< the service's home folder
+    std::filesystem::path pathHome;        ///< the service's home folder
+    std::filesystem::path pathCommonData;  ///< the common application-data folder
     std::filesystem::path pathModule;
     std::optional<std::filesystem::path> pathScript;
     bool bBare = false;

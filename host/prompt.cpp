@@ -8,12 +8,11 @@
 #include <histedit.h>
 #include <poll.h>
 #include <sys/eventfd.h>
-#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include "cell.h"
 #include "event.h"
-#include "words.h"
+#include "screen.h"
 
 namespace qvant::host {
 
@@ -35,11 +34,6 @@ void Print(std::string_view strText) {
         if (nWritten < 0 && errno != EINTR) return;
         strText.remove_prefix(static_cast<std::size_t>(std::max<ssize_t>(nWritten, 0)));
     }
-}
-
-std::size_t TerminalWidth() {
-    winsize size{};
-    return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : 80;
 }
 
 std::size_t CountCharacters(const char* pStart, const char* pEnd) {
@@ -69,8 +63,8 @@ std::string CommonStart(const std::vector<std::string>& arTexts) {
 
 }  // namespace
 
-CPrompt::CPrompt(CStop& stop, std::function<std::vector<std::string>()> tableNames)
-    : m_stop(stop), m_tableNames(std::move(tableNames)), m_nWake(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+CPrompt::CPrompt(CStop& stop, Names names)
+    : m_stop(stop), m_names(std::move(names)), m_nWake(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
     if (m_nWake < 0) throw std::system_error(errno, std::generic_category());
     std::setlocale(LC_CTYPE, "C.UTF-8");
     m_pEdit = el_init("lumivale-host", stdin, stdout, stderr);
@@ -222,11 +216,17 @@ std::vector<std::string> CPrompt::GetCandidates(std::string_view strBefore) cons
         return {};
     const auto arWords = GetWords();
     const auto it = std::ranges::find(arWords, strBefore.substr(0, nEnd), &WordHelp::strWord);
-    switch (it == arWords.end() ? Argument::None : it->nArgument) {
+    const Argument nArgument = it == arWords.end() ? Argument::None : it->nArgument;
+    switch (nArgument) {
         case Argument::Status:
             return ToStrings(GetStatusNames());
         case Argument::Table:
-            return m_tableNames();
+        case Argument::Product:
+        case Argument::Series:
+        case Argument::Title:
+            return m_names(nArgument);
+        case Argument::Plot:
+            return {"factors"};
         case Argument::Kind:
             return ToStrings(std::span(kind::ALL));
         case Argument::Word:

@@ -10,6 +10,7 @@
 
 #include "input.h"
 #include "refresh_progress.h"
+#include "words.h"
 
 struct editline;
 struct history;
@@ -20,8 +21,10 @@ namespace qvant::host {
 /// above it and leaves it as it is.
 class CPrompt final : public ILineSource, public ILineWriter, public IProgressLine {
 public:
-    /// @param tableNames  gives the names for completion
-    CPrompt(CStop& stop, std::function<std::vector<std::string>()> tableNames);
+    /// Gives what can stand behind a word, for completion.
+    using Names = std::function<std::vector<std::string>(Argument)>;
+
+    CPrompt(CStop& stop, Names names);
     CPrompt(const CPrompt&) = delete;
     CPrompt& operator=(const CPrompt&) = delete;
     ~CPrompt() override;
@@ -42,7 +45,7 @@ private:
     std::vector<std::string> GetCandidates(std::string_view strBefore) const;
 
     CStop& m_stop;
-    const std::function<std::vector<std::string>()> m_tableNames;
+    const Names m_names;
     editline* m_pEdit = nullptr;
     history* m_pHistory = nullptr;
     int m_nWake = -1;

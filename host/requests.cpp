@@ -3,14 +3,22 @@
 #include <algorithm>
 #include <iterator>
 
+#include "factors.h"
 #include "failure.h"
 #include "holidays.h"
 #include "input.h"
+#include "local_time.h"
 #include "name_tree.h"
 #include "rates.h"
+#include "screen.h"
 #include "service_state.h"
+#include "svg_plot.h"
 #include "symbol_card.h"
 #include "symbol_search.h"
+#include "text_file.h"
+#include "text_plot.h"
+#include "trading_hours.h"
+#include "user_months.h"
 #include "words.h"
 
 namespace qvant::host {
@@ -18,7 +26,9 @@ namespace qvant::host {
 namespace {
 
 constexpr std::chrono::milliseconds WAIT_TIMEOUT{10'000};
+constexpr std::chrono::milliseconds ANSWER_TIMEOUT{5'000};  ///< for what a person waits for
 constexpr std::uint64_t SHOWN_ROWS = 20;
+constexpr std::size_t PLOT_ROWS = 16;
 
 EventPattern::FieldPattern ReadFieldPattern(const JsonValue& name, const JsonValue& wanted) {
     const std::string strName = Narrow(TextOf(name));
@@ -52,6 +62,14 @@ std::vector<Value> ReadRows(const CRequest& request) {
     return arRows;
 }
 
+std::size_t FirstOf(const CRequest& request) {
+    return static_cast<std::size_t>(request.GetCount(u"first", SHOWN_ROWS));
+}
+
+std::chrono::milliseconds TimeoutOf(const CRequest& request) {
+    return request.GetDuration(u"timeout_ms", ANSWER_TIMEOUT);
+}
+
 }  // namespace
 
 CRequests::Handler CRequests::FindHandler(TextView strName) {
@@ -63,8 +81,10 @@ CRequests::Handler CRequests::FindHandler(TextView strName) {
         {u"tree", &CRequests::Tree},     {u"watch", &CRequests::Watch},      {u"unwatch", &CRequests::Unwatch},
         {u"hold", &CRequests::Hold},     {u"release", &CRequests::Release},  {u"clock", &CRequests::Clock},
         {u"timers", &CRequests::Timers}, {u"servers", &CRequests::Servers},  {u"holidays", &CRequests::Holidays},
-        {u"rates", &CRequests::Rates},   {u"wait", &CRequests::Wait},        {u"sleep", &CRequests::Sleep},
-        {u"help", &CRequests::Help},     {u"quit", &CRequests::Quit}};
+        {u"rates", &CRequests::Rates},   {u"wait", &CRequests::Wait},        {u"rolls", &CRequests::Rolls},
+        {u"expiry", &CRequests::Expiry}, {u"factors", &CRequests::Factors},  {u"myrolls", &CRequests::MyRolls},
+        {u"plot", &CRequests::Plot},     {u"sleep", &CRequests::Sleep},      {u"help", &CRequests::Help},
+        {u"quit", &CRequests::Quit}};
     const auto it = std::ranges::find(HANDLERS, strName, &std::pair<TextView, Handler>::first);
     if (it == std::end(HANDLERS)) throw CFailure("unknown request " + Quote(strName));
     return it->second;
@@ -149,22 +169,22 @@ void CRequests::Keys(const CRequest& request, Reply& reply) {
 }
 
 void CRequests::Dump(const CRequest& request, Reply& reply) {
-    reply.nShownRows = static_cast<std::size_t>(request.GetCount(u"first", SHOWN_ROWS));
+    reply.nShownRows = FirstOf(request);
     reply.Add("dump", ReadTable(m_tables.Open(request.GetTablePath())));
 }
 
 void CRequests::Tables(const CRequest&, Reply& reply) { reply.Add("tables", Value(m_tables.GetNames())); }
 
 void CRequests::FindSymbols(const CRequest& request, Reply& reply) {
-    const auto nFirst = static_cast<std::size_t>(request.GetCount(u"first", SHOWN_ROWS));
+    const auto nFirst = FirstOf(request);
     const Text strText = request.GetText(u"text");
-    CSearchDatabase database(m_pathHome, m_stop);
+    CSearchDatabase database(m_folders.pathHome, m_stop);
     reply.Add("symbols", host::FindSymbols(database, strText, nFirst));
 }
 
 void CRequests::Card(const CRequest& request, Reply& reply) {
     const Text strSymbol = request.GetText(u"symbol");
-    CSearchDatabase database(m_pathHome, m_stop);
+    CSearchDatabase database(m_folders.pathHome, m_stop);
     reply.Add("card", ReadSymbolCard(database, m_tables, strSymbol));
 }
 
@@ -204,8 +224,7 @@ void CRequests::Clock(const CRequest& request, Reply& reply) {
 void CRequests::Holidays(const CRequest& request, Reply& reply) {
     HolidayFilter filter{request.GetText(u"exchange", u""), std::nullopt};
     if (request.Has(u"year")) filter.nYear = request.GetInteger(u"year");
-    reply.Add("holidays",
-              ListHolidays(m_tables, filter, static_cast<std::size_t>(request.GetCount(u"first", SHOWN_ROWS))));
+    reply.Add("holidays", ListHolidays(m_tables, filter, FirstOf(request)));
 }
 
 void CRequests::Rates(const CRequest& request, Reply& reply) {
@@ -222,6 +241,51 @@ void CRequests::Timers(const CRequest&, Reply& reply) {
 
 void CRequests::Servers(const CRequest&, Reply& reply) {
     reply.Add("servers", ListServers(m_service.GetState(u"servers")));
+}
+
+void CRequests::Rolls(const CRequest& request, Reply& reply) { ShowRolls(HOT_CHANGES, request, reply); }
+
+void CRequests::Expiry(const CRequest& request, Reply& reply) { ShowRolls(EXPIRY_DATES, request, reply); }
+
+void CRequests::ShowRolls(const RollKind& kind, const CRequest& request, Reply& reply) {
+    host::Rolls rolls = AskForRolls(m_ask, m_tables, m_folders.pathCommonData, kind,
+                                    {request.GetText(u"symbol"), FirstOf(request), TimeoutOf(request)});
+    reply.Add("product", std::move(rolls.product));
+    reply.Add(&kind == &HOT_CHANGES ? "rolls" : "expiry", std::move(rolls.lines));
+}
+
+void CRequests::Factors(const CRequest& request, Reply& reply) {
+    const FactorAnswer answer = AskForFactors(m_ask, request.GetText(u"symbol"), TimeoutOf(request));
+    reply.Add("factors", answer.factors.List(FirstOf(request)));
+    reply.Add("answer", Value(Text(answer.bFetched ? u"fetched" : u"from the store")));
+}
+
+void CRequests::MyRolls(const CRequest& request, Reply& reply) {
+    const Text strTitle = request.GetText(u"title", u"");
+    const std::int64_t nNow = ReadNow(m_tables);
+    Text strUpdate;
+    if (!strTitle.empty()) strUpdate = UpdateUserSeries(m_ask, m_folders.pathHome, strTitle, nNow, TimeoutOf(request));
+    std::vector<UserSeries> arSeries = ReadUserSeries(m_folders.pathHome);
+    if (!strTitle.empty())
+        std::erase_if(arSeries, [&strTitle](const UserSeries& series) { return series.strTitle != strTitle; });
+    reply.Add("definitions", ListSeries(arSeries, nNow));
+    reply.Add("rolls", ListUserRolls(arSeries, nNow, FirstOf(request)));
+    if (!strTitle.empty()) reply.Add("update", Value(std::move(strUpdate)));
+}
+
+void CRequests::Plot(const CRequest& request, Reply& reply) {
+    const Text strWhat = request.GetText(u"what");
+    if (strWhat != u"factors") throw CFailure("there is no plot of " + Quote(strWhat));
+    const Text strSymbol = request.GetText(u"symbol");
+    const Text strFile = request.GetText(u"svg", u"");
+    const FactorAnswer answer = AskForFactors(m_ask, strSymbol, TimeoutOf(request));
+    const host::Plot plot =
+        MakePlot(strSymbol + u": adjustment factors", answer.factors.GetSteps(), ReadToday(m_tables));
+    reply.Add("plot", Value(DrawText(plot, request.GetCount(u"width", TerminalWidth()), PLOT_ROWS)));
+    if (strFile.empty()) return;
+    const auto path = std::filesystem::absolute(Narrow(strFile));
+    WriteWholeFile(path, DrawSvg(plot));
+    reply.Add("svg", Value(Widen(path.string())));
 }
 
 void CRequests::Wait(const CRequest& request, Reply& reply) {

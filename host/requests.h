@@ -4,11 +4,13 @@
 #include <filesystem>
 #include <string_view>
 
+#include "ask.h"
 #include "clock.h"
 #include "event_log.h"
 #include "holds.h"
 #include "reply.h"
 #include "request.h"
+#include "rolls.h"
 #include "service.h"
 #include "stop.h"
 #include "tables.h"
@@ -16,15 +18,21 @@
 
 namespace qvant::host {
 
+/// Where the service keeps its files.
+struct Folders {
+    std::filesystem::path pathHome;
+    std::filesystem::path pathCommonData;
+};
+
 class CRequests {
 public:
-    /// @param pathHome  the service's home folder
-    CRequests(CTables& tables, CService& service, CEventLog& log, CStop& stop, std::filesystem::path pathHome)
+    CRequests(CTables& tables, CService& service, CEventLog& log, CStop& stop, Folders folders)
         : m_tables(tables),
           m_service(service),
           m_log(log),
           m_stop(stop),
-          m_pathHome(std::move(pathHome)),
+          m_folders(std::move(folders)),
+          m_ask(service, log, stop),
           m_watches(log),
           m_holds(log),
           m_clock(tables) {}
@@ -66,6 +74,12 @@ private:
     void Rates(const CRequest& request, Reply& reply);
     void Timers(const CRequest& request, Reply& reply);
     void Servers(const CRequest& request, Reply& reply);
+    void Rolls(const CRequest& request, Reply& reply);
+    void Expiry(const CRequest& request, Reply& reply);
+    void ShowRolls(const RollKind& kind, const CRequest& request, Reply& reply);
+    void Factors(const CRequest& request, Reply& reply);
+    void MyRolls(const CRequest& request, Reply& reply);
+    void Plot(const CRequest& request, Reply& reply);
     void Wait(const CRequest& request, Reply& reply);
     void Sleep(const CRequest& request, Reply& reply);
     void Help(const CRequest& request, Reply& reply);
@@ -75,7 +89,8 @@ private:
     CService& m_service;
     CEventLog& m_log;
     CStop& m_stop;
-    const std::filesystem::path m_pathHome;
+    const Folders m_folders;
+    CAsk m_ask;
     CWatches m_watches;
     CHolds m_holds;
     CClock m_clock;

@@ -51,7 +51,10 @@ std::string Narrow(TextView strText) {
 
 std::string Quote(TextView strText) {
     const bool bLong = strText.size() > QUOTED_UNITS;
-    return '"' + Narrow(strText.substr(0, QUOTED_UNITS)) + (bLong ? "...\"" : "\"");
+    Text strQuoted(strText.substr(0, QUOTED_UNITS));
+    // An error's text ends at a NUL.
+    std::ranges::replace(strQuoted, u'\0', u'\xFFFD');
+    return '"' + Narrow(strQuoted) + (bLong ? "...\"" : "\"");
 }
 
 bool EqualsNoCase(TextView strOne, TextView strOther) { return std::ranges::equal(strOne, strOther, {}, Fold, Fold); }

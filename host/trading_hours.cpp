@@ -1,11 +1,12 @@
 #include "trading_hours.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <ctime>
 
 #include "failure.h"
+#include "local_time.h"
 #include "request.h"
+#include "symbol_key.h"
 
 namespace qvant::host {
 
@@ -13,8 +14,6 @@ namespace {
 
 using std::chrono::minutes;
 using std::chrono::sys_days;
-
-constexpr minutes DAY{24 * 60};
 
 struct Session {
     minutes start{};
@@ -79,13 +78,6 @@ std::optional<TextView> FindDated(TextView strLists, sys_days today, minutes off
     return std::nullopt;
 }
 
-Text ShowTime(minutes time) {
-    const auto nTime = static_cast<int>(((time % DAY) + DAY).count() % DAY.count());
-    char szTime[16];
-    std::snprintf(szTime, sizeof szTime, "%02d:%02d", nTime / 60, nTime % 60);
-    return Widen(szTime);
-}
-
 Value ShowSessions(const Sessions& arSessions, minutes offset) {
     if (arSessions.empty()) return {};
     std::vector<Text> arShown;
@@ -96,42 +88,10 @@ Value ShowSessions(const Sessions& arSessions, minutes offset) {
     return arShown;
 }
 
-std::tm NoonOf(sys_days day) {
-    const std::chrono::year_month_day date(day);
-    std::tm noon{};
-    noon.tm_year = int{date.year()} - 1900;
-    noon.tm_mon = static_cast<int>(unsigned{date.month()}) - 1;
-    noon.tm_mday = static_cast<int>(unsigned{date.day()});
-    noon.tm_hour = 12;
-    noon.tm_isdst = -1;
-    std::mktime(&noon);
-    return noon;
-}
-
 Text ShowDay(const std::tm& noon) {
     char szDay[32];
     std::strftime(szDay, sizeof szDay, "%Y-%m-%d %a", &noon);
     return Widen(szDay);
-}
-
-Text ShowZone(minutes offset) {
-    const auto nMinutes = static_cast<int>(std::chrono::abs(offset).count());
-    char szZone[32];
-    std::snprintf(szZone, sizeof szZone, "UTC%c%02d:%02d", offset < minutes(0) ? '-' : '+', nMinutes / 60,
-                  nMinutes % 60);
-    return Widen(szZone);
-}
-
-/// The symbol's first fields; empty ones count for nothing.
-Text TakeFields(TextView strSymbol, int nFields) {
-    Text strKey;
-    while (nFields > 0 && !strSymbol.empty()) {
-        const TextView strField = TakePiece(strSymbol, u'.');
-        if (strField.empty()) continue;
-        strKey.append(strKey.empty() ? u"" : u".").append(strField);
-        --nFields;
-    }
-    return strKey;
 }
 
 /// The security of a symbol, as the service published it.

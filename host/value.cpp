@@ -1,5 +1,7 @@
 #include "value.h"
 
+#include <charconv>
+#include <iterator>
 #include <new>
 
 namespace qvant::host {
@@ -61,6 +63,11 @@ Value FromVariant(const VARIANT& variant) {
 Text ToText(const Value& value) {
     if (const auto* pText = std::get_if<Text>(&value)) return *pText;
     if (const auto* pNumber = std::get_if<std::int64_t>(&value)) return Widen(std::to_string(*pNumber));
+    if (const auto* pFraction = std::get_if<double>(&value)) {
+        char szDigits[32];
+        const auto end = std::to_chars(std::begin(szDigits), std::end(szDigits), *pFraction).ptr;
+        return Widen({szDigits, static_cast<std::size_t>(end - szDigits)});
+    }
     Text strResult;
     if (const auto* pList = std::get_if<std::vector<Text>>(&value)) {
         for (const Text& strItem : *pList) strResult.append(strResult.empty() ? u"" : u"/").append(strItem);

@@ -10,14 +10,16 @@
 
 namespace qvant::host {
 
-/// Empty, an integer or a text; a list of texts in events and replies alone.
-using Value = std::variant<std::monostate, std::int64_t, Text, std::vector<Text>>;
+/// Empty, an integer or a text; a fraction and a list of texts in events and replies alone.
+using Value = std::variant<std::monostate, std::int64_t, double, Text, std::vector<Text>>;
 
 /// What a variant holds, looked up through references. A type that a value has no word for comes as text where the
 /// component library can convert it, else as empty.
 Value FromVariant(const VARIANT& variant);
 
-/// The value as text: decimal digits, the text itself, a path joined with "/", nothing for empty.
+/// The value as text: decimal digits, as few as tell a fraction from its neighbours, the text itself, a path joined
+/// with
+/// "/", nothing for empty.
 Text ToText(const Value& value);
 
 /// A variant that owns what it holds.

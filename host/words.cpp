@@ -90,9 +90,14 @@ public:
         if (nNumber) m_arTokens = {};
         return nNumber;
     }
+    /// Whether the next word is one of these, and isn't quoted.
+    bool IsNext(std::initializer_list<TextView> arWords) const {
+        return !IsEmpty() && !m_arTokens.front().bQuoted &&
+               std::ranges::find(arWords, m_arTokens.front().strText) != arWords.end();
+    }
     /// Takes the next word if it is this one.
     bool TakeIf(TextView strWord) {
-        if (IsEmpty() || m_arTokens.front().bQuoted || m_arTokens.front().strText != strWord) return false;
+        if (!IsNext({strWord})) return false;
         Take();
         return true;
     }
@@ -276,6 +281,37 @@ void ReadRates(CArguments& arguments, CRequestMaker& maker) {
     if (!arguments.IsEmpty()) maker.AddText(u"name", arguments.TakeText());
 }
 
+/// What may stand at the end of a word that asks the service: how many rows, and how long to wait.
+void ReadEnding(CArguments& arguments, CRequestMaker& maker) {
+    while (!arguments.IsEmpty()) {
+        if (arguments.TakeIf(u"first")) {
+            maker.AddNumber(u"first", arguments.TakeNumber());
+        } else if (arguments.TakeIf(u"timeout")) {
+            maker.AddNumber(u"timeout_ms", arguments.TakeNumber());
+        } else {
+            throw UsageFault();
+        }
+    }
+}
+
+void ReadSymbol(CArguments& arguments, CRequestMaker& maker) {
+    maker.AddText(u"symbol", arguments.TakeText());
+    ReadEnding(arguments, maker);
+}
+
+void ReadMyRolls(CArguments& arguments, CRequestMaker& maker) {
+    if (!arguments.IsEmpty() && !arguments.IsNext({u"first", u"timeout"}))
+        maker.AddText(u"title", arguments.TakeText());
+    ReadEnding(arguments, maker);
+}
+
+void ReadPlot(CArguments& arguments, CRequestMaker& maker) {
+    maker.AddText(u"what", arguments.TakeText());
+    maker.AddText(u"symbol", arguments.TakeText());
+    if (arguments.TakeIf(u"--svg")) maker.AddText(u"svg", arguments.TakeText());
+    ReadEnding(arguments, maker);
+}
+
 void ReadField(const Text& strField, JsonValue& match, CRequestMaker& maker) {
     const std::size_t nEquals = strField.find(u'=');
     if (nEquals == Text::npos) throw UsageFault();
@@ -349,6 +385,19 @@ constexpr Word WORDS[] = {
     {{"holidays", "[EXCHANGE] [YEAR] [first N]", "list the holidays of a year, or those from today on", Argument::None},
      ReadHolidays},
     {{"rates", "[NAME]", "list exchange rates and risk-free rates", Argument::None}, ReadRates},
+    {{"rolls", "SYMBOL [first N] [timeout MS]", "ask for the rolls of a product's hot month", Argument::Product},
+     ReadSymbol},
+    {{"expiry", "SYMBOL [first N] [timeout MS]", "ask for the expiry dates of a product's months", Argument::Product},
+     ReadSymbol},
+    {{"factors", "SYMBOL [first N] [timeout MS]", "ask for the adjustment factors of a hot series or a stock",
+      Argument::Series},
+     ReadSymbol},
+    {{"myrolls", "[TITLE] [first N] [timeout MS]",
+      "list the user's own hot-month series with their price gaps; one by its title is brought up to date first",
+      Argument::Title},
+     ReadMyRolls},
+    {{"plot", "factors SYMBOL [--svg FILE] [timeout MS]", "draw the adjustment factors over the dates", Argument::Plot},
+     ReadPlot},
     {{"wait", "KIND [FIELD=TEXT ...] [after N] [timeout MS]", "wait for an event whose fields contain the texts",
       Argument::Kind},
      ReadWait},

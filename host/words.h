@@ -10,7 +10,18 @@
 namespace qvant::host {
 
 /// What can stand behind a word; a prompt offers it for completion.
-enum class Argument { None, Status, Table, Kind, Word, Clock };
+enum class Argument {
+    None,
+    Status,
+    Table,
+    Kind,
+    Word,
+    Clock,
+    Product,  ///< of futures or options
+    Series,   ///< of hot months, or a stock
+    Title,    ///< of a series of the user's own
+    Plot      ///< what can be drawn
+};
 
 /// One word with the help for it.
 struct WordHelp {

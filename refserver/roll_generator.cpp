@@ -11,7 +11,6 @@ namespace qvant::refserver {
 
 namespace {
 
-namespace fs = std::filesystem;
 using std::chrono::Friday;
 using std::chrono::months;
 

@@ -37,6 +37,8 @@ struct ContractListCalls {
     std::function<bool()> queryStkInfo;  ///< gives whether there are new stock limits to load
     std::function<void()> loadStkInfo;
     std::function<void()> makeSymbolLookupList;
+    /// Has the rolls of products whose hot month moved be asked for, on a thread.
+    std::function<void()> armRequery = [] {};
 };
 
 /// The tables that a load fills; owned by the service, null when the host has none.

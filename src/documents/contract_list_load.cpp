@@ -124,12 +124,15 @@ void CContractListDocument::Finish(CBaseData* pContractList, TextView strClassif
     }
     if (state.m_bFirstSymbolBuild) {
         Commit(list);
-        if (!state.m_bPreProcessing) RefreshSymbols(true);
-        return;
+        // The first load leaves the symbols to the sign-in, and the rolls, whose servers nobody has named yet.
+        if (state.m_bPreProcessing) return;
+        RefreshSymbols(true);
+    } else {
+        // A reader of the table sees the new classifications only when their symbols are ready.
+        RefreshSymbols(false);
+        Commit(list);
     }
-    // A reader of the table sees the new classifications only when their symbols are ready.
-    RefreshSymbols(false);
-    Commit(list);
+    m_calls.armRequery();
 }
 
 /// @param bLoadAlways  loads the stock limits even if there are no new ones

@@ -97,6 +97,7 @@ void CStorageTables::BindChildren() {
         pLumivale = OpenChild(*pStorage, u"Lumivale");
     }
     m_pLumivale = std::move(pLumivale);
+    m_bLumivaleOpen = m_pLumivale != nullptr;
     BindTradePermissions(*pStorage);
     BindHolidays(*pStorage);
 }

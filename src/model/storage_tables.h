@@ -1,6 +1,7 @@
 /// The children of "STORAGE" that the service keeps open, and the step of sign-in that binds them.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -43,6 +44,9 @@ public:
     /// The record "Lumivale"; null before the first sign-in, and without "STORAGE".
     CBaseData* GetLumivale() const { return m_pLumivale.get(); }
 
+    /// Whether there is that record. Any thread.
+    bool IsOpen() const { return m_bLumivaleOpen; }
+
     /// Writes `m_strVersion` into the record, without the double quotes around it, which go from the member too.
     /// @param bLogged  whether the log tells of it, before readers see it
     /// @return false while there is no record
@@ -67,7 +71,10 @@ public:
     }
 
     void ReleaseHoliday() { m_holidays.Release(); }
-    void ReleaseLumivale() { m_pLumivale.reset(); }
+    void ReleaseLumivale() {
+        m_bLumivaleOpen = false;
+        m_pLumivale.reset();
+    }
     void ReleaseAppTradePermission() { m_tradePermissions.Release(); }
 
 private:
@@ -85,6 +92,7 @@ private:
     RunState& m_state;
     const Steps m_steps;
     std::unique_ptr<CBaseData> m_pLumivale;
+    std::atomic<bool> m_bLumivaleOpen{false};
     CStorageTwin m_tradePermissions;
     CStorageTwin m_holidays;
     bool m_bLumivaleExisted = false;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <thread>
@@ -15,6 +16,9 @@ enum class Priority { Normal, Lowest };
 
 /// Lowers or restores the priority of the calling thread. A thread that went to the lowest may not come back.
 void SetThreadPriority(Priority priority);
+
+/// The system's number of the calling thread; never 0.
+std::uint32_t GetThreadId();
 
 /// Owned by one object, which calls all operations from one thread at a time.
 class CThread {

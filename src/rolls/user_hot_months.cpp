@@ -30,11 +30,6 @@ Text NameCompanion(TextView strTitle) {
 
 }  // namespace
 
-void CUserHotMonths::OnRequest(const Text& strSelector) {
-    m_parts.host.LogMessage(Format(u"WM_QUERY_BA. msg.wParam=%s.", strSelector));
-    LoadConfig(strSelector);
-}
-
 void CUserHotMonths::LoadConfig(TextView strSelector) {
     const bool bAll = strSelector.empty() || strSelector == u"ALL";
     for (const Text& strName : platform::ListFiles(m_strFolder)) {

@@ -28,7 +28,7 @@ struct UserHotMonthsParts {
 struct UserHotMonthsCalls {
     std::function<std::int32_t()> getSystemDate;     ///< the host's clock, YYYYMMDD in UTC
     std::function<std::int32_t()> getSystemTime;     ///< HHMMSS
-    std::function<void(const Text& strTitle)> post;  ///< has the title given to `OnRequest` later, in its turn
+    std::function<void(const Text& strTitle)> post;  ///< posts `WM_QUERY_BA` with the title
 };
 
 /// Reads the definition files when somebody asks, and each of them again at the moments of its rolls. Everything runs
@@ -41,11 +41,8 @@ public:
     /// @param strHomeDir  the folder of the terminal's program, with its trailing slash
     void SetHomeDir(TextView strHomeDir) { m_strFolder = Text(strHomeDir) + u"Data/UserDefHotMonth/"; }
 
-    /// The message `WM_QUERY_BA`: a line of the log, and `LoadConfig`.
-    void OnRequest(const Text& strSelector);
-
-    /// Reads the files, enters their rolls, and has the gaps fetched of those whose companion is stale. An unreadable
-    /// file is logged and skipped. A stop of the calling thread ends it.
+    /// The message `WM_QUERY_BA`: reads the files, enters their rolls, and has the gaps fetched of those whose
+    /// companion is stale. An unreadable file is logged and skipped. A stop of the calling thread ends it.
     /// @param strSelector  the title of one file; "ALL" or nothing for all of them
     void LoadConfig(TextView strSelector);
 

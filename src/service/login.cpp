@@ -16,6 +16,7 @@ void CLogin::Run() {
     m_parts.tables.pGeneralService = m_parts.host.OpenTable(u"GeneralService", &m_parts.sink);
     m_steps.startHolidays(m_strTradingDayURL);
     m_steps.startRefresh();
+    m_steps.requestUserHotMonths();
 }
 
 /// The steps that touch the reference data: they wait for a refresh pass or a change of the language to end.
@@ -180,7 +181,10 @@ void CLogin::RefreshChanged() {
         m_parts.host.LogMessage(u"LonginOk InitContractList return = 0 ");
         m_parts.stockInfo.QueryStkInfo();
         m_parts.stockInfo.LoadStkInfo();
-        if (!platform::StopRequested()) m_steps.makeSymbolLookupList();
+        if (!platform::StopRequested()) {
+            m_steps.makeSymbolLookupList();
+            m_steps.armRequery();
+        }
     }
     if (platform::StopRequested()) {
         // The next sign-in finds another classification and other pairs, and loads what this one didn't.

@@ -54,6 +54,8 @@ struct LoginSteps {
     std::function<void()> makeSymbolLookupList;                 ///< on a thread
     std::function<void(const Text& strUrls)> startHolidays;     ///< keeps the holiday calendar current, on a thread
     std::function<void()> startRefresh;                         ///< arms the timer of the refresh passes
+    std::function<void()> armRequery;            ///< has the rolls of moved hot months be asked for, on a thread
+    std::function<void()> requestUserHotMonths;  ///< has the users' own hot months be read, on a thread
 };
 
 /// One call on the host's thread; every step returns when its work is done, or at once when the service is told to

@@ -51,18 +51,22 @@ CLumivale::CLumivale(IHost& host, const platform::IClock& clock)
       m_lookup({host, clock, m_state, m_builder, m_lists, m_parser, m_stockInfo.m_mapStockLimits, m_databases,
                 m_hEventSymbolLookUp},
                [this] { return m_bSystemTimeOpen.load(); }),
+      m_answering({host, m_settings, m_storage, m_databases, m_stockInfo}, [this] { return GetStop(); }),
       m_contracts({host, m_session, m_servers, m_errors, m_storage, m_builder, m_state, clock},
                   {[this] { return m_stockInfo.QueryStkInfo(); }, [this] { m_stockInfo.LoadStkInfo(); },
-                   [this] { MakeSymbolLookupList(); }}),
+                   [this] { MakeSymbolLookupList(); }, [this] { m_refresh.ArmRequery(); }}),
       m_preProcess({m_state, m_settings, m_session, m_tables, m_securities, m_contracts, m_rates, m_lockPass},
                    [this] { m_words = m_settings.ReadSymbolWords(m_state.AppsLanguage); }),
       m_timer(clock, [this] { return GetStop(); }),
       m_refresh({host, clock, m_state, m_settings, m_session, m_tables, m_storage, m_securities, m_contracts, m_timer,
                  m_lockPass, m_hEventSymbolLookUp, m_hEventTimerIdle},
-                [this] { m_rates.QueryCurrency(m_tables.pCurrencyExchangeRate.get()); }),
+                {[this] { m_rates.QueryCurrency(m_tables.pCurrencyExchangeRate.get()); },
+                 [this](std::uint32_t nTimerId) { m_answering.CheckExpireCQYZ(nTimerId); },
+                 [this] { m_answering.ProcessRequeryData(); }}),
       m_events({host, clock, m_state, m_settings, m_tables, m_parser.m_mapResetTime, m_contracts, m_refresh, m_lockPass,
                 m_hEventSymbolLookUp},
-               {[this] { return GetStop(); }, [this] { m_words = m_settings.ReadSymbolWords(m_state.AppsLanguage); }}),
+               {[this] { return GetStop(); }, [this] { m_words = m_settings.ReadSymbolWords(m_state.AppsLanguage); },
+                [this] { m_answering.OnClock(); }}),
       m_login({host, m_events.GetLanguageSink(), m_state, m_options, m_settings, m_session, m_rollServers, m_tables,
                m_storage, m_securities, m_contracts, m_stockInfo, m_rates, m_rights, m_databases,
                m_hThreadPreProcessData, m_hEventSymbolLookUp, m_lockPass},
@@ -71,7 +75,8 @@ CLumivale::CLumivale(IHost& host, const platform::IClock& clock)
                    StartLatencyTest();
                },
                [this](const Text& strUrls) { StartPermissionQuery(strUrls); }, [this] { StartSymbolLookup(); },
-               [this](const Text& strUrls) { StartHolidays(strUrls); }, [this] { m_refresh.Start(); }}) {
+               [this](const Text& strUrls) { StartHolidays(strUrls); }, [this] { m_refresh.Start(); },
+               [this] { m_refresh.ArmRequery(); }, [this] { m_answering.RequestUserHotMonths(); }}) {
     CreateCommonFolders();
 }
 
@@ -113,7 +118,16 @@ std::optional<Text> CLumivale::GetState(TextView strWhat) const {
     return std::nullopt;
 }
 
-HRESULT CLumivale::OnTopicCommand(TextView, LONG, LONG, TextView, VARIANT*) noexcept { return S_OK; }
+HRESULT CLumivale::OnTopicCommand(TextView strTopic, LONG nType, LONG nParameter, TextView strText,
+                                  VARIANT* pData) noexcept {
+    try {
+        const platform::CStopScope stopScope(GetStop());
+        m_answering.OnTopicCommand(strTopic, nType, nParameter, strText, pData);
+    } catch (...) {
+        // Not even the log could be told; who asks hears of no failure.
+    }
+    return S_OK;
+}
 
 /// The stop signal of one call: a fresh one, unless a stop is waiting for its turn already.
 std::stop_token CLumivale::BeginCall() {
@@ -175,6 +189,7 @@ void CLumivale::Init() {
     m_holidays.OpenHolidayDb(m_settings.GetHomeDir(), m_databases.GetSystemName());
     m_databases.OpenCqyz(m_settings.GetHomeDir());
     m_builder.m_arAllContract.clear();
+    m_answering.BeginRun();
     m_tables.RegisterAndOpenContractLists(m_host);
     m_zones.LoadCities(m_settings.GetCitiesPath());
     m_zones.LoadTimeZones(m_clock);
@@ -331,6 +346,7 @@ void CLumivale::Start() {
 }
 
 void CLumivale::Stop() {
+    m_answering.RequestStop();
     m_bSystemTimeOpen = false;
     m_tables.pSystemTime.reset();
     m_refresh.Stop();
@@ -369,6 +385,7 @@ void CLumivale::EndThreads() {
     m_threadHoliday.StopAndJoin();
     m_threadSymbolLookUp.StopAndJoin();
     m_threadHardware.StopAndJoin();
+    m_answering.StopAndJoin();
     m_listTradePermission.clear();
 }
 

@@ -34,6 +34,7 @@
 #include "platform/thread.h"
 #include "qvant/component.h"
 #include "rolls/hardware_report.h"
+#include "service/answering.h"
 #include "service/login.h"
 #include "service/pre_process.h"
 #include "service/refresh.h"
@@ -138,6 +139,7 @@ private:
     CTradePermissions m_rights;
     CHolidayCalendar m_holidays;
     CSymbolLookup m_lookup;
+    CAnswering m_answering;
     CContractListDocument m_contracts;
     CPreProcess m_preProcess;
     CTimer m_timer;

@@ -12,6 +12,8 @@ namespace {
 constexpr std::uint32_t PERIODIC_INTERVAL = 2'220'000;
 constexpr std::uint32_t BURST_INTERVAL = 50;
 constexpr std::uint32_t COUNTED_INTERVAL = 60'000;
+constexpr std::uint32_t EXPIRY_INTERVAL = 960'000;
+constexpr std::uint32_t REQUERY_INTERVAL = 50;
 
 /// Unsignalled for the life of the object. There is no count: of two callbacks at a time the first to end signals it.
 class CBusy {
@@ -59,8 +61,14 @@ void CRefresh::StartBurst(std::int32_t nPasses) {
 
 void CRefresh::Stop() {
     m_nRefreshCount = 0;
-    for (const std::uint32_t nId : {TIMER_PERIODIC, TIMER_BURST, TIMER_COUNTED}) m_parts.timer.KillTimer(nId);
+    for (const std::uint32_t nId : {TIMER_PERIODIC, TIMER_BURST, TIMER_COUNTED, TIMER_REQUERY}) {
+        m_parts.timer.KillTimer(nId);
+    }
 }
+
+void CRefresh::ArmRequery() { Arm(TIMER_REQUERY, REQUERY_INTERVAL); }
+
+void CRefresh::ArmExpiry() { Arm(TIMER_EXPIRY, EXPIRY_INTERVAL); }
 
 void CRefresh::Arm(std::uint32_t nId, std::uint32_t nInterval) {
     m_parts.timer.SetTimer(nId, nInterval, [this](std::uint32_t nTimer) { OnLumTimer(nTimer); });
@@ -69,11 +77,17 @@ void CRefresh::Arm(std::uint32_t nId, std::uint32_t nInterval) {
 void CRefresh::OnLumTimer(std::uint32_t nId) {
     const CBusy busy(m_parts.eventTimerIdle);
     m_parts.host.LogMessage(Format(u"OnLumTimer ID:%d", nId));
-    const bool bCounted = nId == TIMER_BURST || nId == TIMER_COUNTED;
-    if (!bCounted && (nId != TIMER_PERIODIC || IsBurst())) return;
-    if (bCounted) m_parts.timer.KillTimer(nId);
+    const bool bOnce = nId == TIMER_BURST || nId == TIMER_COUNTED || nId == TIMER_REQUERY;
+    if (!bOnce && nId != TIMER_EXPIRY && (nId != TIMER_PERIODIC || IsBurst())) return;
+    if (bOnce) m_parts.timer.KillTimer(nId);
     platform::SetThreadPriority(platform::Priority::Lowest);
-    TimerQueryAll(bCounted, Format(u"Timer%d", nId));
+    if (nId == TIMER_EXPIRY) {
+        m_calls.checkExpireCQYZ(nId);
+    } else if (nId == TIMER_REQUERY) {
+        m_calls.processRequeryData();
+    } else {
+        TimerQueryAll(nId != TIMER_PERIODIC, Format(u"Timer%d", nId));
+    }
 }
 
 void CRefresh::TimerQueryAll(bool bCounted, TextView strWord) {
@@ -145,7 +159,7 @@ void CRefresh::JudgeCurrency() {
     if (m_bCurrencyChecked) {
         if (!bToday) m_bCurrencyChecked = false;
     } else if (IsBetween(now.nHour, 8, 9)) {
-        if (!bToday) m_queryCurrency();
+        if (!bToday) m_calls.queryCurrency();
     } else if (now.nHour >= 9) {
         m_bCurrencyChecked = true;
     }

@@ -1,4 +1,4 @@
-/// The refresh pass, and the timers that run it.
+/// The refresh pass, the timers that run it, and what else goes by timers.
 #pragma once
 
 #include <atomic>
@@ -39,6 +39,14 @@ struct RefreshParts {
     platform::CEvent& eventTimerIdle;  ///< unsignalled while a timer's callback runs
 };
 
+/// What the timers call beside the passes, on their threads; whoever tests passes alone leaves out what he doesn't
+/// need.
+struct RefreshCalls {
+    std::function<void()> queryCurrency;  ///< asks for the currency rates
+    std::function<void(std::uint32_t nTimerId)> checkExpireCQYZ = [](std::uint32_t) {};
+    std::function<void()> processRequeryData = [] {};
+};
+
 /// How far the passes are.
 struct RefreshState {
     std::int64_t nPasses = 0;                   ///< ended ones
@@ -53,10 +61,10 @@ public:
     static constexpr std::uint32_t TIMER_PERIODIC = 100;  ///< every 37 minutes
     static constexpr std::uint32_t TIMER_BURST = 101;     ///< the first pass of a burst
     static constexpr std::uint32_t TIMER_COUNTED = 102;   ///< each further one
+    static constexpr std::uint32_t TIMER_EXPIRY = 800;    ///< letting go of adjustment factors, every 16 minutes
+    static constexpr std::uint32_t TIMER_REQUERY = 999;   ///< the rolls of products whose hot month moved
 
-    /// @param queryCurrency  asks for the currency rates
-    CRefresh(const RefreshParts& parts, std::function<void()> queryCurrency)
-        : m_parts(parts), m_queryCurrency(std::move(queryCurrency)) {}
+    CRefresh(const RefreshParts& parts, RefreshCalls calls) : m_parts(parts), m_calls(std::move(calls)) {}
 
     /// Arms timer 100.
     void Start();
@@ -64,7 +72,12 @@ public:
     void StartBurst(std::int32_t nPasses);
     /// Whether passes of a burst are left.
     bool IsBurst() const { return m_nRefreshCount > 0; }
-    /// Ends a burst and kills the timers of passes; one that runs is to be told to end before.
+    /// Arms timer 999; one that is armed already stays as it is, and so does timer 800.
+    void ArmRequery();
+    void ArmExpiry();
+    void StopExpiry() { m_parts.timer.KillTimer(TIMER_EXPIRY); }
+    /// Ends a burst and kills the timers of passes and of rolls; a callback that runs is to be told to end before.
+    /// Timer 800 stays: it needs nothing that a stop takes away, and ends itself when no factors are left.
     void Stop();
 
     /// The callback of all timers.
@@ -95,7 +108,7 @@ private:
     void CountPass();
 
     const RefreshParts m_parts;
-    const std::function<void()> m_queryCurrency;
+    const RefreshCalls m_calls;
     std::atomic<std::int32_t> m_nRefreshCount{-1};  ///< passes left of a burst
     std::atomic<bool> m_bCurrencyChecked{false};
     mutable std::mutex m_mutexState;

@@ -107,6 +107,12 @@ void CSettings::SaveExchangeList(TextView strExchanges) const { SaveText(u"ExgLi
 
 void CSettings::SaveLanguage(TextView strLanguage) const { SaveText(u"AppsLanguage", strLanguage); }
 
+void CSettings::ResetVersions() const {
+    CreateSettingsFile(m_strIniPath);
+    const platform::ProfileValue arValues[] = {{u"Version", u""}, {u"ContractVersion", u""}};
+    platform::WriteProfileTexts(SECTION, arValues, m_strIniPath);
+}
+
 bool CSettings::SaveSettings(const RunState& state, const ProxySettings& proxy, const CBaseData* pLumivale,
                              TextView strClassification, TextView strLanguage, TextView strCurrencyRate) const {
     CreateSettingsFile(m_strIniPath);

@@ -49,6 +49,10 @@ public:
     /// Saves `AppsLanguage` alone, as a change of the language does.
     void SaveLanguage(TextView strLanguage) const;
 
+    /// Empties the versions of securities and contract lists in the file, so that the next start asks for everything.
+    /// Any thread, once the paths are known.
+    void ResetVersions() const;
+
     /// Saves the run state. The version comes from the store and not from the member: only what the store has counts.
     /// @param pLumivale  the record "Lumivale"; without it nothing can be saved
     /// @return false when nothing was saved

@@ -63,6 +63,7 @@ void CStoreEvents::OnClock(const CBaseData& table) {
     const std::int64_t nSecond = BuildSecond(m_nSystemTime);
     if (!m_parts.refresh.IsBurst()) StartBurstAt(nSecond);
     m_mapResetFired.erase(FormatMinute(nSecond - SECONDS_REMEMBERED));
+    m_calls.clockMoved();
 }
 
 void CStoreEvents::StartBurstAt(std::int64_t nSecond) {

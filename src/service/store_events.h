@@ -39,6 +39,7 @@ struct StoreEventParts {
 struct StoreEventCalls {
     std::function<std::stop_token()> getStop;  ///< the stop signal of a reaction, asked for at its start
     std::function<void()> loadSymbolWords;     ///< reads the display words of the language in the run state
+    std::function<void()> clockMoved = [] {};  ///< the date and the time are those of the host's clock by now
 };
 
 /// Two receivers, one for each table; each has one wrapper at a time, whose delivery thread runs its events one after

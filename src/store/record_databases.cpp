@@ -25,7 +25,7 @@ std::unique_ptr<DbAPIObj> CreateClient(CDataBaseEventReceiver& sink, const Text&
 
 void CRecordDatabases::OpenSearch(const Text& strHomeDir, const Text& strSystemName) {
     m_strHomeDir = strHomeDir;
-    m_pSearch = CreateClient(m_sink, strHomeDir, u"DbApi error");
+    ReplaceSearch(CreateClient(m_sink, strHomeDir, u"DbApi error"));
     if (!m_pSearch) return;
     m_strSystemName = strSystemName;
     m_pSearch->OpenSystem(u".", m_strSystemName);
@@ -44,11 +44,26 @@ void CRecordDatabases::ForgetSearchBuild() {
     if (m_pSearch) m_pSearch->DeleteRecord(VERSION_TABLE, u"Name", u"Security");
 }
 
+void CRecordDatabases::ForgetVersions() {
+    std::shared_ptr<DbAPIObj> pSearch;
+    {
+        const std::lock_guard lock(m_mutexSearch);
+        pSearch = m_pSearch;
+    }
+    if (pSearch) pSearch->DeleteRecord(VERSION_TABLE);
+}
+
+/// The old client goes behind the lock, with what its batch held.
+void CRecordDatabases::ReplaceSearch(std::shared_ptr<DbAPIObj> pSearch) {
+    const std::lock_guard lock(m_mutexSearch);
+    m_pSearch.swap(pSearch);
+}
+
 void CRecordDatabases::ReopenSearch() {
-    m_pSearch.reset();
-    auto pClient = std::make_unique<DbAPIObj>();
+    ReleaseSearch();
+    auto pClient = std::make_shared<DbAPIObj>();
     if (!pClient->Create(&m_sink, m_strHomeDir)) return;
-    m_pSearch = std::move(pClient);
+    ReplaceSearch(std::move(pClient));
     m_pSearch->OpenSystem(u".", m_strSystemName);
 }
 

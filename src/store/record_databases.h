@@ -2,6 +2,7 @@
 #pragma once
 
 #include <memory>
+#include <mutex>
 
 #include "base/text.h"
 #include "store/db_api_obj.h"
@@ -55,6 +56,9 @@ public:
     /// then. That of the layout stays there, so that an opening keeps the file.
     void ForgetSearchBuild();
 
+    /// Deletes all versions in the search database, so that the next opening finds none and makes it anew. Any thread.
+    void ForgetVersions();
+
     /// Makes a new client of the search database. What an open batch of the old one held is gone.
     void ReopenSearch();
 
@@ -64,12 +68,13 @@ public:
     void CreateSearchTables();
 
     /// Releases the search database, then the factors' one. The two result objects go after the other databases.
-    void ReleaseSearch() { m_pSearch.reset(); }
+    void ReleaseSearch() { ReplaceSearch(nullptr); }
     void ReleaseCqyz() { m_pDbCQYZ.reset(); }
     void Release();
 
 private:
     bool MustDropSearch();
+    void ReplaceSearch(std::shared_ptr<DbAPIObj> pSearch);
 
     IHost& m_host;
     CDataBaseEventReceiver& m_sink;
@@ -78,7 +83,8 @@ private:
     Text m_strDbName;  ///< "Lumivale_" and the system's name
     Text m_strDbVersion;
     CRecordResults m_results;
-    std::unique_ptr<DbAPIObj> m_pSearch;
+    std::mutex m_mutexSearch;  ///< held to change the next, and by other threads to borrow it
+    std::shared_ptr<DbAPIObj> m_pSearch;
     std::unique_ptr<DbAPIObj> m_pDbCQYZ;
 };
 

@@ -30,7 +30,7 @@ public:
             m_changed.notify_all();
             m_changed.wait(lock, [this] { return !m_bHang; });
             response.status = m_nStatus;
-            response.set_content(m_answer(request.target), "application/json");
+            response.set_content(m_answer(request.target), m_strType);
         });
         m_nPort = m_server.bind_to_any_port("127.0.0.1");
         m_thread = std::thread([this] { m_server.listen_after_bind(); });
@@ -58,6 +58,11 @@ public:
         const std::lock_guard lock(m_mutex);
         m_answer = std::move(answer);
         m_nStatus = 200;
+    }
+    /// Further answers go out as they are, also to who takes compressed ones.
+    void SendPlain() {
+        const std::lock_guard lock(m_mutex);
+        m_strType = "application/octet-stream";
     }
     /// Further queries hang until the server ends or `Release` is called.
     void Hang() {
@@ -90,6 +95,7 @@ private:
     Answer m_answer;
     int m_nStatus = 200;
     bool m_bHang = false;
+    std::string m_strType = "application/json";  // which the server compresses
     std::vector<std::string> m_arTargets;
 };
 

@@ -1,5 +1,6 @@
 #include "net/quote_message.h"
 
+#include <algorithm>
 #include <chrono>
 #include <random>
 #include <string>
@@ -7,6 +8,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <malloc.h>
 
 #include "support/quote_line.h"
 
@@ -327,6 +329,27 @@ TEST(QuoteReply, IsReadInOneGoHoweverLongItsLinesAre) {
     EXPECT_THAT(ReadTypes(std::string(16'000'000, '\n')), IsEmpty());
     EXPECT_THAT(ReadTypes(std::string(16'000'000, 'x')), IsEmpty());
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20));
+}
+
+/// What is allocated by this process; nothing where another allocator stands in for the system's.
+std::size_t CountAllocated() {
+    const struct mallinfo2 info = mallinfo2();
+    return info.uordblks + info.hblkhd;
+}
+
+TEST(QuoteReply, IsReadInTheMemoryOfOneLine) {
+    std::string strReply;
+    while (strReply.size() < 8'000'000) {
+        strReply += CQuoteLine().String(14, "LUM.CME.ES.202103").Integer(22, 20201211).Integer(3583, 1).Get() + "\n";
+    }
+    const std::size_t nBefore = CountAllocated();
+    std::size_t nMost = nBefore;
+    std::size_t nLines = 0;
+    ForEachQuoteMessage(strReply, [&](const CLum_QuoteMsg2U&) {
+        if (++nLines % 1'000 == 0) nMost = std::max(nMost, CountAllocated());
+    });
+    EXPECT_GT(nLines, 100'000U);
+    EXPECT_LT(nMost - nBefore, 300'000U);
 }
 
 }  // namespace

@@ -489,8 +489,8 @@ TEST_F(AdjustmentFactorsTest, AStopEndsAResetAndLeavesTheOldFactorsInPlace) {
     EXPECT_THAT(m_host.TakeTopics(), ElementsAre("3 QV.S.SSE.600001 " + ENRICHED));
 }
 
-TEST_F(AdjustmentFactorsTest, AThousandSymbolsAreAnsweredInTheirOrder) {
-    constexpr std::size_t SYMBOLS = 1'000;
+TEST_F(AdjustmentFactorsTest, ManySymbolsAreAnsweredInTheirOrder) {
+    constexpr std::size_t SYMBOLS = 200;
     for (std::size_t i = 0; i < SYMBOLS; ++i) Request(Format(u"QV.S.SSE.%06d", i));
     const auto arTopics = m_host.TakeTopics();
     ASSERT_EQ(arTopics.size(), SYMBOLS);

@@ -177,7 +177,7 @@ TEST(FactorText, NestingThatIsTooDeepCountsAsNoJson) {
 }
 
 TEST(FactorText, MemoryIsAFewTimesTheTextWhateverItHolds) {
-    constexpr std::size_t ELEMENTS = 50'000'000;
+    constexpr std::size_t ELEMENTS = 20'000'000;
     rusage before{};
     rusage after{};
     getrusage(RUSAGE_SELF, &before);

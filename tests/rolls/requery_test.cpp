@@ -36,7 +36,7 @@ protected:
         }
         return arSymbols;
     }
-    /// Of the pass; queries of one product each, both twins' in turn.
+    /// Runs a pass. @return the products that it fetched, both files of each
     std::vector<std::string> Process() {
         m_host.Forget();
         m_data.ProcessRequeryData();

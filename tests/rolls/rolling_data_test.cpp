@@ -85,6 +85,17 @@ TEST_F(RollingDataTest, ALineWithoutTheDateWritesTheNull) {
     EXPECT_EQ(ReadHotChange(), "210000\r\n-9223372036854775808->202103\r\n");
 }
 
+TEST_F(RollingDataTest, TheLastLineNeedsNoEndWhetherTheReplyIsCompressedOrNot) {
+    UseServer();
+    m_strHotReply = m_strExpireReply =
+        CQuoteLine().String(14, "LUM.CME.ES.202103").Integer(HOT_DATE, 1).Integer(EXPIRE_DATE, 2).Get();
+    m_data.QueryHotChange(u"QV.F.CME.ES");
+    EXPECT_EQ(ReadHotChange(), "210000\r\n1->202103\r\n");
+    m_server.SendPlain();
+    m_data.QueryExpireDate(u"QV.F.CME.ES");
+    EXPECT_EQ(ReadExpireDate(), "210000\r\n2->202103\r\n");
+}
+
 TEST_F(RollingDataTest, LinesThatAreBadOrNameNoContractAreLeftOutAlone) {
     UseServer();
     std::string strDamaged = MakeRollLine(HOT_DATE, 20200911, "202012");

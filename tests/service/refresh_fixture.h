@@ -3,6 +3,7 @@
 #pragma once
 
 #include <algorithm>
+#include <atomic>
 #include <filesystem>
 
 #include <gmock/gmock.h>
@@ -114,14 +115,21 @@ protected:
     platform::CEvent m_eventTimerIdle{platform::CEvent::Reset::Manual, true};
     std::stop_source m_stop;
     int m_nCurrencyQueries = 0;
+    std::vector<std::uint32_t> m_arExpiryChecks;  ///< the timers that asked for them
+    std::function<void()> m_processRequery = [this] { ++m_nRequeries; };
+    std::atomic<int> m_nRequeries{0};
+    int m_nClockMoves = 0;
     std::function<void()> m_loadSymbolWords = [] {};
     CTimer m_timer{m_clock, [this] { return m_stop.get_token(); }};
-    CRefresh m_refresh{{m_host, m_clock, m_state, m_settings, m_session, m_tables, m_storage, m_securities, m_contracts,
-                        m_timer, m_lockPass, m_eventSymbolLookUp, m_eventTimerIdle},
-                       [this] { ++m_nCurrencyQueries; }};
-    CStoreEvents m_events{{m_host, m_clock, m_state, m_settings, m_tables, m_parser.m_mapResetTime, m_contracts,
-                           m_refresh, m_lockPass, m_eventSymbolLookUp},
-                          {[this] { return m_stop.get_token(); }, [this] { m_loadSymbolWords(); }}};
+    CRefresh m_refresh{
+        {m_host, m_clock, m_state, m_settings, m_session, m_tables, m_storage, m_securities, m_contracts, m_timer,
+         m_lockPass, m_eventSymbolLookUp, m_eventTimerIdle},
+        {[this] { ++m_nCurrencyQueries; }, [this](std::uint32_t nTimerId) { m_arExpiryChecks.push_back(nTimerId); },
+         [this] { m_processRequery(); }}};
+    CStoreEvents m_events{
+        {m_host, m_clock, m_state, m_settings, m_tables, m_parser.m_mapResetTime, m_contracts, m_refresh, m_lockPass,
+         m_eventSymbolLookUp},
+        {[this] { return m_stop.get_token(); }, [this] { m_loadSymbolWords(); }, [this] { ++m_nClockMoves; }}};
 };
 
 }  // namespace qvant::test

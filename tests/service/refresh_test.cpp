@@ -1,5 +1,6 @@
 #include <filesystem>
 #include <future>
+#include <thread>
 
 #include <sys/resource.h>
 #include <sys/syscall.h>
@@ -186,6 +187,83 @@ TEST_F(RefreshTest, APassThatFailsTellsSoAndTheBurstGoesOn) {
 TEST_F(RefreshTest, ATimerOfAnyOtherIdDoesNothingButItsLine) {
     m_refresh.OnLumTimer(7);
     EXPECT_THAT(m_host.GetLog(), ElementsAre("OnLumTimer ID:7"));
+}
+
+TEST_F(RefreshTest, TheRollsAreAskedForOnceForEachArmingAndAtTheLowestPriority) {
+    int nNice = -1;
+    m_processRequery = [&] {
+        ++m_nRequeries;
+        nNice = getpriority(PRIO_PROCESS, static_cast<id_t>(syscall(SYS_gettid)));
+    };
+    m_refresh.ArmRequery();
+    m_clock.Advance(49);
+    m_refresh.ArmRequery();
+    EXPECT_EQ(m_nRequeries, 0);
+    m_clock.Advance(1);
+    EXPECT_EQ(m_nRequeries, 1) << "an arming while it is pending changes nothing";
+    EXPECT_EQ(nNice, 10);
+    m_clock.Advance(PERIOD);
+    EXPECT_EQ(m_nRequeries, 1);
+    EXPECT_THAT(m_timer.List(), IsEmpty());
+    m_refresh.ArmRequery();
+    m_clock.Advance(50);
+    EXPECT_EQ(m_nRequeries, 2);
+    EXPECT_EQ(CountLog("OnLumTimer ID:999"), 2u);
+}
+
+TEST_F(RefreshTest, TheRollsMayBeArmedAnewFromTheirOwnCallback) {
+    m_processRequery = [&] {
+        if (++m_nRequeries < 3) m_refresh.ArmRequery();
+    };
+    m_refresh.ArmRequery();
+    m_clock.Advance(MINUTE);
+    EXPECT_EQ(m_nRequeries, 3);
+}
+
+TEST_F(RefreshTest, TheFactorsAreLookedThroughEvery16MinutesUntilTheTimerIsKilled) {
+    m_refresh.ArmExpiry();
+    m_clock.Advance(16 * MINUTE - 1);
+    m_refresh.ArmExpiry();
+    EXPECT_THAT(m_arExpiryChecks, IsEmpty());
+    m_clock.Advance(1 + 16 * MINUTE);
+    EXPECT_THAT(m_arExpiryChecks, ElementsAre(800u, 800u));
+    m_refresh.StopExpiry();
+    m_clock.Advance(60 * MINUTE);
+    EXPECT_THAT(m_arExpiryChecks, SizeIs(2));
+    m_refresh.ArmExpiry();
+    m_clock.Advance(16 * MINUTE);
+    EXPECT_THAT(m_arExpiryChecks, SizeIs(3));
+}
+
+TEST_F(RefreshTest, AStopKillsTheRollsAndLeavesTheFactors) {
+    m_refresh.ArmRequery();
+    m_refresh.ArmExpiry();
+    m_refresh.Stop();
+    m_clock.Advance(16 * MINUTE);
+    EXPECT_EQ(m_nRequeries, 0);
+    EXPECT_THAT(m_arExpiryChecks, SizeIs(1));
+}
+
+TEST_F(RefreshTest, OnceTheServiceWasToldToStopNeitherIsArmed) {
+    m_stop.request_stop();
+    m_refresh.ArmRequery();
+    m_refresh.ArmExpiry();
+    EXPECT_THAT(m_timer.List(), IsEmpty());
+}
+
+TEST_F(RefreshTest, RollsThatWaitForAServerHoldUpNoPass) {
+    platform::CEvent asked(platform::CEvent::Reset::Manual, false);
+    platform::CEvent answered(platform::CEvent::Reset::Manual, false);
+    m_processRequery = [&] {
+        asked.Set();
+        answered.Wait();
+    };
+    std::thread timer([this] { m_refresh.OnLumTimer(CRefresh::TIMER_REQUERY); });
+    asked.Wait();
+    m_refresh.TimerQueryAll(false, u"Timer100");
+    EXPECT_EQ(CountPasses(), 1u);
+    answered.Set();
+    timer.join();
 }
 
 TEST_F(RefreshTest, WhileATimerRunsTheServiceIsNotIdle) {

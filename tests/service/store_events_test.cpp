@@ -60,6 +60,15 @@ TEST_F(StoreEvents, TheSecondsPlayNoPart) {
     EXPECT_EQ(CountBurst(), 10u);
 }
 
+TEST_F(StoreEvents, EveryMoveOfTheClockIsHandedOnWhenItsTimeIsRead) {
+    Tick(u"84400");
+    Tick(u"84401", u"SystemDate");
+    EXPECT_EQ(m_nClockMoves, 2);
+    EXPECT_EQ(m_events.GetSystemTime(), 84'401);
+    EXPECT_NE(FailureOf(u"240000"), 0u);
+    EXPECT_EQ(m_nClockMoves, 2) << "a clock that can't be ends there";
+}
+
 TEST_F(StoreEvents, AMinuteWithoutAResetTimeStartsNothing) {
     Tick(u"84400");
     Tick(u"85500");

@@ -22,6 +22,7 @@ public:
     /// anew.
     void SignIn(std::int64_t nTick) {
         if (m_nNextRefresh == 0) m_nNextRefresh = nTick + REFRESH_MS;
+        ++nSignIns;
         ++nCalendars;
         m_nNextCalendar = nTick + CALENDAR_MS;
     }
@@ -49,6 +50,7 @@ public:
         for (; m_nNextCalendar != 0 && m_nNextCalendar <= nTick; m_nNextCalendar += CALENDAR_MS) ++nCalendars;
     }
 
+    int nSignIns = 0;
     int nRefreshTimers = 0;  ///< wakes of timer 100
     int nBursts = 0;         ///< of timer 101
     int nMinuteTimers = 0;   ///< of timer 102

@@ -1,6 +1,7 @@
 #include "soak/soak_host.h"
 
 #include <chrono>
+#include <utility>
 
 namespace qvant::test {
 
@@ -13,6 +14,7 @@ constexpr std::array<TextView, static_cast<std::size_t>(Line::End)> BEGINNINGS{
     u"OnLumTimer ID:100",
     u"OnLumTimer ID:101",
     u"OnLumTimer ID:102",
+    u"OnLumTimer ID:999",
     u"TimerQueryAll m_hEventSymbolLookUp Done",
     u"LoadSecuritiesInfo-End",
     u"LoadContractList-Start",
@@ -23,6 +25,8 @@ constexpr std::array<TextView, static_cast<std::size_t>(Line::End)> BEGINNINGS{
     u"GetHoliday Update:",
     u"QueryHardwareInformation HD_SerialNumber:",
     u"GeneralService Change Language:",
+    u"LonginOk InitContractList return = 0 ",
+    u"WM_QUERY_BA. msg.wParam=ALL.",
 };
 
 }  // namespace
@@ -40,6 +44,16 @@ bool CSoakHost::WaitFor(Line line, int nCount) {
 int CSoakHost::CountErrors() const {
     const std::lock_guard lock(m_mutex);
     return m_nErrors;
+}
+
+void CSoakHost::CountRollsBy(const platform::IClock& clock) {
+    const std::lock_guard lock(m_mutex);
+    m_pClock = &clock;
+}
+
+int CSoakHost::CountRolls() const {
+    const std::lock_guard lock(m_mutex);
+    return m_nRolls;
 }
 
 bool CSoakHost::SetClock(std::int32_t nDate, std::int32_t nTime) {
@@ -63,6 +77,12 @@ void CSoakHost::LogMessage(TextView strText) {
     for (std::size_t n = 0; n < BEGINNINGS.size(); ++n) {
         if (!strText.starts_with(BEGINNINGS[n])) continue;
         ++m_arCounts[n];
+        const auto line = static_cast<Line>(n);
+        if (m_pClock && (line == Line::LoadEnded || line == Line::ShortWayTaken)) {
+            const std::int64_t nTick = m_pClock->TickMilliseconds();
+            // Two at the same moment share one timer.
+            if (std::exchange(m_nLastRoll, nTick) != nTick) ++m_nRolls;
+        }
         m_changed.notify_all();
         return;
     }

@@ -8,6 +8,7 @@
 #include <mutex>
 #include <string_view>
 
+#include "platform/clock.h"
 #include "support/test_host.h"
 
 namespace qvant::test {
@@ -17,6 +18,7 @@ enum class Line {
     RefreshTimer,
     BurstTimer,
     MinuteTimer,
+    RollTimer,
     Pass,
     SecuritiesLoaded,
     LoadBegun,
@@ -27,6 +29,8 @@ enum class Line {
     CalendarTaken,
     MachineKnown,
     LanguageChanged,
+    ShortWayTaken,
+    HotMonthsRead,
     End
 };
 
@@ -36,6 +40,11 @@ public:
     /// @return false when the line hasn't come that often after half a minute
     bool WaitFor(Line line, int nCount);
     int CountErrors() const;
+
+    /// Has the moments counted by this clock at which rolls become due: the ends of loads and of sign-ins with nothing
+    /// changed.
+    void CountRollsBy(const platform::IClock& clock);
+    int CountRolls() const;
 
     /// One event of the host's clock. The service has handled it when this returns.
     /// @return false when it hasn't after half a minute
@@ -66,6 +75,9 @@ private:
     std::condition_variable m_changed;
     std::array<int, static_cast<std::size_t>(Line::End)> m_arCounts{};
     int m_nErrors = 0;
+    const platform::IClock* m_pClock = nullptr;
+    std::int64_t m_nLastRoll = 0;  ///< tick of the last such moment
+    int m_nRolls = 0;
     std::uint64_t m_nEvents = 0;
     std::list<CForwarder> m_listForwarders;  ///< one for each wrapper with events; all outlive the service
 };

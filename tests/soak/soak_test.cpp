@@ -55,6 +55,7 @@ class SoakTest : public ::testing::Test {
 protected:
     SoakTest() {
         m_clock.Expect([this] { return m_terminal.GetDueTimes(); });
+        m_terminal.GetHost().CountRollsBy(m_clock);
     }
 
     void LiveOneDay(int nDay) {
@@ -101,7 +102,7 @@ protected:
         if (m_model) m_model->EndMinute(m_clock.TickMilliseconds());
     }
 
-    /// Timer 100 and the loop of the calendar sleep when this returns.
+    /// The timers and the loop of the calendar sleep when this returns.
     void SignIn() {
         m_terminal.SignIn();
         m_clock.Settle();
@@ -131,6 +132,8 @@ protected:
         EXPECT_EQ(host.Count(Line::BurstTimer), m_model->nBursts);
         EXPECT_EQ(host.Count(Line::MinuteTimer), m_model->nMinuteTimers);
         EXPECT_EQ(host.Count(Line::Pass), m_model->nPasses);
+        EXPECT_EQ(host.Count(Line::RollTimer), host.CountRolls());
+        EXPECT_EQ(host.Count(Line::HotMonthsRead), m_model->nSignIns);
         EXPECT_EQ(host.Count(Line::CalendarBegun), m_model->nCalendars);
         EXPECT_EQ(host.Count(Line::CalendarEnded), m_model->nCalendars);
         EXPECT_EQ(host.Count(Line::LoadBegun), host.Count(Line::LoadEnded));

@@ -54,7 +54,7 @@ inline std::string MakeBson(std::string_view strBinary, const char* pszOuter = "
 
 /// A reply of these bytes of gzip: "B", and BSON in which a marker stands before them.
 inline std::string MakeReplyOfGzip(std::string_view strGzip) {
-    return "B" + MakeBson(std::string(1, '\x01').append(strGzip));
+    return std::string("B").append(MakeBson(std::string(1, '\x01').append(strGzip)));
 }
 
 /// The reply whose text is this JSON.

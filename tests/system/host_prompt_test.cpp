@@ -54,6 +54,26 @@ TEST_F(HostPrompt, CompletesWordsAndTableNames) {
     EXPECT_THAT(terminal.ReadTo("result 0"), HasSubstr("status 1 1"));
 }
 
+TEST_F(HostPrompt, CompletesProductsSeriesAndTitles) {
+    m_home.Write("Data/UserDefHotMonth/QV.F.CME.ES.HOT_MINE.udhm", "20260918->202612\n");
+    m_home.Write("script",
+                 "set Security.Info/QV.F.CME QV.F.CME.ES {}\nset Security.Info/QV.S.SSE QV.S.SSE.600000 {}\n");
+    std::vector<std::string> arCommand = MakeCommand();
+    arCommand.insert(arCommand.end(), {"--script", (m_home.GetPath() / "script").string(), "--prompt"});
+    CTerminal terminal(arCommand);
+    terminal.ReadTo(PROMPT);
+    // A product has rolls, a series of it or a stock has factors, and a title is one of the user's own series.
+    terminal.Type("rolls Q\ttimeout 1\n");
+    terminal.ReadTo("no rolls of \"QV.F.CME.ES\"");
+    terminal.Type("factors QV.F\ttimeout 1\n");
+    terminal.ReadTo("no factors of \"QV.F.CME.ES.HOT\"");
+    terminal.Type("factors QV.S\ttimeout 1\n");
+    terminal.ReadTo("no factors of \"QV.S.SSE.600000\"");
+    terminal.Type("myrolls Q\ttimeout 1\n");
+    terminal.ReadTo("1 definition");
+    terminal.ReadTo("update no answer in 1 ms");
+}
+
 TEST_F(HostPrompt, ListsWhatAWordCanBecome) {
     CTerminal terminal(MakeCommand());
     terminal.ReadTo(PROMPT);

@@ -171,7 +171,8 @@ TEST_F(HostRequests, ListTheWordsWithOneLineForEach) {
         arFirst.emplace_back(line.GetString(), std::string_view(line.GetString()).find(' '));
     EXPECT_THAT(arFirst, ElementsAre("status", "topic", "set", "rows", "clear", "drop", "get", "keys", "dump", "tables",
                                      "find", "card", "tree", "watch", "unwatch", "hold", "release", "clock", "timers",
-                                     "servers", "holidays", "rates", "wait", "sleep", "help", "quit"));
+                                     "servers", "holidays", "rates", "rolls", "expiry", "factors", "myrolls", "plot",
+                                     "wait", "sleep", "help", "quit"));
     EXPECT_EQ(host.Ask("help wait")["help"].Size(), 1u);
 }
 

@@ -23,6 +23,7 @@ CSmallWorld::CSmallWorld() {
 Answer Get(const CServerProcess& server, const std::string& strTarget, bool bGzip) {
     httplib::Client client("127.0.0.1", server.GetPort());
     client.set_decompress(false);
+    client.set_url_encode(false);  // targets are given as they go out
     client.set_read_timeout(30);
     const httplib::Headers headers{{"Accept-Encoding", bGzip ? "gzip,deflate" : "identity"}};
     const auto result = client.Get(strTarget, headers);

@@ -6,7 +6,8 @@
 #include <rapidjson/document.h>
 #include <sys/resource.h>
 
-#include "system/refserver_fixture.h"
+#include "system/history_client.h"
+#include "system/quote_line_reader.h"
 
 namespace qvant::test {
 namespace {
@@ -75,8 +76,8 @@ TEST_F(RefserverGenerate, GivesTheSameFilesForTheSameSeedOnly) {
     ASSERT_EQ(Generate("b", 80, 500, 7, 4000), 0);
     ASSERT_EQ(Generate("c", 80, 500, 8, 4000), 0);
     EXPECT_EQ(ReadAll("a"), ReadAll("b"));
-    for (const std::string strFile :
-         {"securities/CME.json", "contracts/CME.json", "stkinfo/sse.json", "OBHoliday.txt", "world.json"}) {
+    for (const std::string strFile : {"securities/CME.json", "contracts/CME.json", "stkinfo/sse.json", "bars/CME.json",
+                                      "factors/SSE.json", "OBHoliday.txt", "world.json"}) {
         EXPECT_NE(m_folder.Read("a/" + strFile), m_folder.Read("c/" + strFile)) << strFile;
     }
 }
@@ -136,6 +137,20 @@ TEST_F(RefserverGenerate, GivesRatesOfTheDollarAndARiskFreeRateToEachCurrency) {
     EXPECT_EQ(rates["FX"]["USD"].MemberCount() + 1, rates["RF"].MemberCount());
     EXPECT_NEAR(std::stod(rates["FX"]["USD"]["TWD"].GetString()), 31.2, 1);
     EXPECT_NEAR(std::stod(rates["RF"]["USD"].GetString()), 3.9, 1);
+}
+
+TEST_F(RefserverGenerate, GivesRollsAndFactorsToTheProductsThatListContractsAndFactorsToSomeStocks) {
+    ASSERT_EQ(Generate("w", 60, 300, 1, 3000), 0);
+    const auto pServer = CServerProcess::Serve(m_folder.GetPath() / "w");
+    const auto arRolls = ReadQuoteLines(Get(*pServer, "/HotChange.do?p=LUM.CME.AA.HOT").strBody);
+    ASSERT_EQ(arRolls.size(), 37U);
+    EXPECT_EQ(arRolls.front().mapStrings.at(14), "LUM.CME.AA.202612");
+    EXPECT_EQ(arRolls.front().mapIntegers.at(22), 20261117);
+    EXPECT_EQ(ReadQuoteLines(Get(*pServer, "/ExpireDate.do?p=LUM.CME.AA").strBody).size(), 36U + 12U);
+    EXPECT_EQ(AskFactors(*pServer, "I.F.CME.AA").json["data"].Size(), 36U);
+    EXPECT_EQ(AskCloses(*pServer, "\"I.F.CME.AA.202612\":[202611211200]").json["data"].Size(), 1U);
+    EXPECT_EQ(AskFactors(*pServer, "I.S.SSE.600020").json["data"].Size(), 3U);
+    EXPECT_FALSE(AskFactors(*pServer, "I.S.SSE.600021").bData);
 }
 
 TEST_F(RefserverGenerate, RefusesMoreContractsThanTheProductsCanHaveAndLeavesNothing) {

@@ -59,7 +59,7 @@ bool TryLock(int nDescriptor, int nKind) { return flock(nDescriptor, nKind | LOC
 
 /// Reads a piece behind what there is. @return false at the end of the file, or of what can be read
 bool ReadPiece(int nDescriptor, std::string& strBytes) {
-    std::array<char, 4'096> arPiece;
+    std::array<char, 4'096> arPiece{};
     for (;;) {
         const ssize_t nRead = read(nDescriptor, arPiece.data(), arPiece.size());
         if (nRead < 0 && errno == EINTR) continue;

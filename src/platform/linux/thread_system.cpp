@@ -14,11 +14,12 @@ void NameCurrentThread(const std::string& strName) {
     pthread_setname_np(pthread_self(), strName.substr(0, MOST_BYTES).c_str());
 }
 
+std::uint32_t GetThreadId() { return static_cast<std::uint32_t>(syscall(SYS_gettid)); }
+
 void SetThreadPriority(Priority priority) {
     constexpr int LOWEST_NICE = 10;
     // The kernel keeps a nice value for each thread, under the thread's own id.
-    const auto nThread = static_cast<id_t>(syscall(SYS_gettid));
-    setpriority(PRIO_PROCESS, nThread, priority == Priority::Lowest ? LOWEST_NICE : 0);
+    setpriority(PRIO_PROCESS, static_cast<id_t>(GetThreadId()), priority == Priority::Lowest ? LOWEST_NICE : 0);
 }
 
 }  // namespace qvant::platform

@@ -15,6 +15,7 @@
 /// | "result" | gives `lParam` as the result of the call |
 /// | "environment" | gives the value of the environment variable named by the text |
 /// | "state" | shows the data, a text, as the state that the text names; without data it shows that state no more |
+/// | "answer" | keeps the data as what it does when the topic named by the text comes, once only if `lMsgTYPE` is 1 |
 /// | "hang" | writes "hanging" to the log and never comes back |
 #include <atomic>
 #include <condition_variable>
@@ -30,6 +31,7 @@
 #include "qvant/message_box.h"
 #include "qvant/named_event.h"
 #include "qvant/store.h"
+#include "system/module/answers.h"
 
 namespace qvant::test {
 
@@ -122,6 +124,7 @@ public:
         return pSink->QueryInterface(IID__IQvantManagerEvents, reinterpret_cast<void**>(&m_pSink));
     }
     HRESULT STDMETHODCALLTYPE Unadvise(DWORD) override {
+        m_answers.Finish();
         std::exchange(m_pSink, nullptr)->Release();
         return S_OK;
     }
@@ -144,6 +147,7 @@ private:
     void KeepState(BSTR bstrName, const VARIANT& data);
     static void Signal(BSTR bstrName, LONG nTimes);
     static LONG Await(BSTR bstrName);
+    void CarryOut(const AnswerStep& step, const std::u16string& strText);
     [[noreturn]] void Hang();
 
     std::atomic<ULONG> m_nReferences{1};
@@ -151,6 +155,7 @@ private:
     IDispatch* m_pSink = nullptr;
     std::mutex m_mutexStates;
     std::map<std::u16string, std::u16string> m_mapStates;
+    CAnswers m_answers{[this](const AnswerStep& step, const std::u16string& strText) { CarryOut(step, strText); }};
 };
 
 HRESULT CModule::OnSystemStatus(LONG nStatus, LONG nSubStatus) {
@@ -167,6 +172,9 @@ HRESULT CModule::OnSystemStatus(LONG nStatus, LONG nSubStatus) {
 
 HRESULT CModule::OnTopicCommand(BSTR strTopic, LONG lMsgTYPE, LONG lParam, BSTR strParam, VARIANT* pData) {
     const std::u16string strName(strTopic, SysStringLen(strTopic));
+    const std::u16string strText(strParam, SysStringLen(strParam));
+    if (strName == u"answer") m_answers.Keep(strText, {pData->bstrVal, SysStringLen(pData->bstrVal)}, lMsgTYPE == 1);
+    m_answers.Give(strName, lMsgTYPE, lParam, strText);
     if (strName == u"log")
         for (LONG i = 0; i < (lParam > 0 ? lParam : 1); ++i) Log(strParam);
     if (strName == u"threads") LogOnThreads(lParam, strParam);
@@ -259,6 +267,20 @@ void CModule::KeepState(BSTR bstrName, const VARIANT& data) {
     } else {
         m_mapStates.erase(strName);
     }
+}
+
+void CModule::CarryOut(const AnswerStep& step, const std::u16string& strText) {
+    if (step.strVerb == u"log") Log(CText(step.At(0)));
+    if (step.strVerb != u"send") return;
+    const CText topic(step.At(0));
+    const CText text(strText);
+    const CText answer(step.At(2));
+    VARIANT data = Borrowed(answer);
+    VARIANT reference{};
+    reference.vt = VT_VARIANT | VT_BYREF;
+    reference.pvarVal = &data;
+    const auto nParameter = static_cast<LONG>(step.At(1).front() - u'0');
+    Fire(EVENT_SEND_TOPIC, {reference, Borrowed(text), Integer(nParameter), Integer(1), Borrowed(topic)});
 }
 
 void CModule::Hang() {

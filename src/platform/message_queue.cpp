@@ -1,0 +1,44 @@
+#include "platform/message_queue.h"
+
+#include <cerrno>
+#include <utility>
+
+#include "platform/stop.h"
+
+namespace qvant::platform {
+
+void CMessageQueue::Open() {
+    const std::lock_guard lock(m_mutex);
+    m_bOpen = true;
+}
+
+void CMessageQueue::Close() {
+    std::deque<Message> listDropped;  // what many texts hold is given back behind the lock
+    const std::lock_guard lock(m_mutex);
+    m_bOpen = false;
+    m_listMessages.swap(listDropped);
+}
+
+// NOLINTNEXTLINE(cppcoreguidelines-rvalue-reference-param-not-moved): only a message that was taken is moved from
+bool CMessageQueue::Post(Message&& message) {
+    const std::lock_guard lock(m_mutex);
+    if (!m_bOpen || m_listMessages.size() >= MOST_MESSAGES) {
+        errno = m_bOpen ? EAGAIN : ESRCH;
+        return false;
+    }
+    m_listMessages.push_back(std::move(message));
+    m_posted.notify_one();
+    return true;
+}
+
+std::optional<Message> CMessageQueue::Receive() {
+    const std::stop_token stop = CurrentStop();
+    std::unique_lock lock(m_mutex);
+    m_posted.wait(lock, stop, [this] { return !m_listMessages.empty(); });
+    if (stop.stop_requested()) return std::nullopt;
+    std::optional<Message> message(std::move(m_listMessages.front()));
+    m_listMessages.pop_front();
+    return message;
+}
+
+}  // namespace qvant::platform
