@@ -1,67 +1,29 @@
 #include "rolls/factor_text.h"
 
 #include <array>
+#include <charconv>
 #include <cmath>
 #include <cstdint>
-#include <cstdlib>
 #include <limits>
-#include <new>
-#include <optional>
+#include <string>
 #include <string_view>
 
-#include <rapidjson/reader.h>
-#include <rapidjson/stringbuffer.h>
-#include <rapidjson/writer.h>
-
 #include "model/json_document.h"
+#include "rolls/json_tokens.h"
 #include "symbols/time_base.h"
 
 namespace qvant {
 
 namespace {
 
-/// Strings are read where they lie. Numbers are read to their last digit, so that what isn't touched comes out as it
-/// went in.
-constexpr unsigned PARSE_FLAGS = rapidjson::kParseInsituFlag | rapidjson::kParseFullPrecisionFlag;
-
-/// RapidJSON's memory, with a failure that doesn't go unnoticed.
-class CHeap {
-public:
-    // NOLINTBEGIN(readability-convert-member-functions-to-static): the library calls them on an object
-    static constexpr bool kNeedFree = true;
-    void* Malloc(std::size_t nBytes) { return Realloc(nullptr, 0, nBytes); }
-    void* Realloc(void* pMemory, std::size_t /*nBefore*/, std::size_t nBytes) {
-        if (nBytes == 0) {
-            Free(pMemory);
-            return nullptr;
-        }
-        void* pNew = std::realloc(pMemory, nBytes);
-        if (!pNew) throw std::bad_alloc();
-        return pNew;
-    }
-    // NOLINTEND(readability-convert-member-functions-to-static)
-    static void Free(void* pMemory) noexcept { std::free(pMemory); }
-};
-
-using Buffer = rapidjson::GenericStringBuffer<rapidjson::UTF8<>, CHeap>;
-using Writer = rapidjson::Writer<Buffer, rapidjson::UTF8<>, rapidjson::UTF8<>, CHeap>;
-using Reader = rapidjson::GenericReader<rapidjson::UTF8<>, rapidjson::UTF8<>, CHeap>;
-
 /// What is read of an element.
 enum class Field { None, AdjustedDate, Date, Time, Factor };
 
-struct FieldName {
-    std::string_view strName;
-    Field field;
-};
-constexpr std::array<FieldName, 4> FIELDS = {
-    {{"od", Field::AdjustedDate}, {"d", Field::Date}, {"t", Field::Time}, {"sxd", Field::Factor}}};
-
 Field FindField(std::string_view strName) {
-    for (const FieldName& name : FIELDS) {
-        if (name.strName == strName) return name.field;
-    }
-    return Field::None;
+    if (strName == "od") return Field::AdjustedDate;
+    if (strName == "d") return Field::Date;
+    if (strName == "t") return Field::Time;
+    return strName == "sxd" ? Field::Factor : Field::None;
 }
 
 /// The numbers of one element; a field that was met doesn't count again.
@@ -97,102 +59,188 @@ private:
     std::array<bool, FIELD_COUNT> m_arMet{};
 };
 
-/// Writes a document down as its parts are read, and adds to the elements on the way.
+/// Reads a document once, and writes it down with what it adds. What comes out as it went in is copied in stretches
+/// that are as long as they can be.
 class CEnrichment {
 public:
-    CEnrichment(Writer& writer, bool bRescale) : m_writer(writer), m_bRescale(bRescale) {}
-
-    bool Null() { return Leave() && m_writer.Null(); }
-    bool Bool(bool b) { return Leave() && m_writer.Bool(b); }
-    bool Int(int n) { return Note(n) && m_writer.Int(n); }
-    bool Uint(unsigned n) { return Note(n) && m_writer.Uint(n); }
-    bool Int64(std::int64_t n) { return Note(n) && m_writer.Int64(n); }
-    bool Uint64(std::uint64_t n) {
-        const bool bSigned = n <= static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
-        return (bSigned ? Note(static_cast<std::int64_t>(n)) : Leave()) && m_writer.Uint64(n);
-    }
-    bool Double(double d) {
-        const double dScaled = m_field == Field::Factor && m_bRescale ? d * FACTOR_SCALE : d;
-        return Leave() && m_writer.Double(std::isfinite(dScaled) ? dScaled : d);
-    }
-    bool RawNumber(const char* psz, rapidjson::SizeType nLength, bool bCopy) {
-        return Leave() && m_writer.RawNumber(psz, nLength, bCopy);
-    }
-    bool String(const char* psz, rapidjson::SizeType nLength, bool bCopy) {
-        return Leave() && m_writer.String(psz, nLength, bCopy);
-    }
-    bool Key(const char* psz, rapidjson::SizeType nLength, bool bCopy) {
-        const std::string_view strName(psz, nLength);
-        if (m_nDepth == ROOT && !m_bMet) m_bMet = m_bNext = strName == "data";
-        if (m_nDepth == ELEMENT && m_bInside) m_field = m_element.Enter(strName);
-        return m_writer.Key(psz, nLength, bCopy);
-    }
-    bool StartObject() {
-        if (m_nDepth + 1 == ELEMENT && m_bInside) m_element = {};
-        return Descend() && m_writer.StartObject();
-    }
-    bool EndObject(rapidjson::SizeType nMembers) {
-        if (m_nDepth == ELEMENT && m_bInside) {
-            m_writer.Key(UTC_NAME.data(), static_cast<rapidjson::SizeType>(UTC_NAME.size()));
-            m_writer.Int64(m_element.GetUtc());
-        }
-        --m_nDepth;
-        return m_writer.EndObject(nMembers);
-    }
-    bool StartArray() {
-        if (m_bNext) m_bInside = true;
-        return Descend() && m_writer.StartArray();
-    }
-    bool EndArray(rapidjson::SizeType nElements) {
-        if (--m_nDepth == ROOT) m_bInside = false;
-        return m_writer.EndArray(nElements);
+    /// @param strJson  ends in a NUL
+    CEnrichment(std::string_view strJson, bool bRescale) : m_psz(strJson.data()), m_pKept(m_psz), m_bRescale(bRescale) {
+        m_strOut.reserve(strJson.size() * 3 / 2);
     }
 
-private:
-    static constexpr int ROOT = 1;     ///< within the outermost object
-    static constexpr int ELEMENT = 3;  ///< within an object of the array
-    static constexpr std::string_view UTC_NAME = "odt_utc";
-
-    /// Notes that a value goes by that is for no field.
-    bool Leave() {
-        m_field = Field::None;
-        m_bNext = false;
+    /// @return false for a text that isn't JSON
+    bool Run() {
+        if (!ReadValue(Place::Root, nullptr, Field::None)) return false;
+        SkipBlanks();
+        if (*m_psz != '\0') return false;
+        Flush();
         return true;
     }
-    bool Note(std::int64_t nValue) {
-        m_element.Set(m_field, nValue);
-        return Leave();
+    const std::string& GetJson() const { return m_strOut; }
+
+private:
+    /// Where a value stands.
+    enum class Place { Root, Data, Element, Elsewhere };
+
+    /// @param pElement  whose member the value is, when `field` is one
+    bool ReadValue(Place place, CElement* pElement, Field field) {
+        SkipBlanks();
+        switch (*m_psz) {
+            case '{':
+                return ReadObject(place);
+            case '[':
+                return ReadArray(place);
+            case '"':
+                return ReadString(nullptr);
+            case 't':
+                return ReadWord("true");
+            case 'f':
+                return ReadWord("false");
+            case 'n':
+                return ReadWord("null");
+            default:
+                return ReadNumber(pElement, field);
+        }
     }
-    bool Descend() { return ++m_nDepth <= JSON_DEEPEST && Leave(); }
 
-    Writer& m_writer;
+    bool ReadObject(Place place) {
+        if (!Descend()) return false;
+        CElement element;
+        bool bFirst = true;
+        while (!IsAt('}')) {
+            if (!bFirst && !Take(',')) return false;
+            bFirst = false;
+            if (!ReadMember(place, element)) return false;
+        }
+        if (place == Place::Element) AppendUtc(element, bFirst);
+        return Ascend();
+    }
+
+    bool ReadMember(Place place, CElement& element) {
+        std::string_view strName;
+        if (!IsAt('"') || !ReadString(&strName)) return false;
+        const Field field = place == Place::Element ? element.Enter(strName) : Field::None;
+        const bool bData = place == Place::Root && !m_bMet && strName == "data";
+        m_bMet |= bData;
+        return Take(':') && ReadValue(bData ? Place::Data : Place::Elsewhere, &element, field);
+    }
+
+    bool ReadArray(Place place) {
+        if (!Descend()) return false;
+        const Place inside = place == Place::Data ? Place::Element : Place::Elsewhere;
+        for (bool bFirst = true; !IsAt(']'); bFirst = false) {
+            if (!bFirst && !Take(',')) return false;
+            if (!ReadValue(inside, nullptr, Field::None)) return false;
+        }
+        return Ascend();
+    }
+
+    /// @param pName  out: what the string says, until the next one is read; may be null
+    bool ReadString(std::string_view* pName) {
+        const JsonToken token = FindJsonString(m_psz);
+        if (token.strText.empty()) return false;
+        if (token.bPlain) {
+            m_psz += token.strText.size();
+            if (pName) *pName = token.strText.substr(1, token.strText.size() - 2);
+            return true;
+        }
+        if (!Replace(token)) return false;
+        if (pName) *pName = {m_value.GetString(), m_value.GetStringLength()};
+        return true;
+    }
+
+    bool ReadNumber(CElement* pElement, Field field) {
+        const JsonToken token = FindJsonNumber(m_psz);
+        if (token.strText.empty()) return false;
+        if (field != Field::None && token.bWhole) NoteNumber(token.strText, *pElement, field);
+        if (token.bPlain && (field != Field::Factor || !m_bRescale)) {
+            m_psz += token.strText.size();
+            return true;
+        }
+        return Replace(token, field == Field::Factor && m_bRescale);
+    }
+
+    static void NoteNumber(std::string_view strNumber, CElement& element, Field field) {
+        std::int64_t nValue = 0;
+        const auto result = std::from_chars(strNumber.data(), strNumber.data() + strNumber.size(), nValue);
+        if (result.ec == std::errc()) element.Set(field, nValue);
+    }
+
+    bool ReadWord(std::string_view strWord) {
+        for (const char ch : strWord) {
+            if (*m_psz++ != ch) return false;
+        }
+        return true;
+    }
+
+    /// Writes a token by way of RapidJSON, which leaves it in `m_value`.
+    bool Replace(const JsonToken& token, bool bRescale = false) {
+        if (!ReadJsonToken(token, m_value)) return false;
+        if (bRescale && m_value.IsDouble()) {
+            const double dScaled = m_value.GetDouble() * FACTOR_SCALE;
+            if (std::isfinite(dScaled)) m_value.SetDouble(dScaled);
+        }
+        Flush();
+        AppendJsonValue(m_strOut, m_value);
+        m_pKept = m_psz += token.strText.size();
+        return true;
+    }
+
+    void AppendUtc(const CElement& element, bool bAlone) {
+        Flush();
+        m_strOut.append(bAlone ? "\"odt_utc\":" : ",\"odt_utc\":").append(std::to_string(element.GetUtc()));
+    }
+
+    void SkipBlanks() {
+        if (!IsBlank(*m_psz)) return;
+        Flush();
+        while (IsBlank(*m_psz)) ++m_psz;
+        m_pKept = m_psz;
+    }
+    static bool IsBlank(char ch) { return ch == ' ' || ch == '\n' || ch == '\r' || ch == '\t'; }
+
+    /// Writes what was read and not written yet.
+    void Flush() {
+        m_strOut.append(m_pKept, static_cast<std::size_t>(m_psz - m_pKept));
+        m_pKept = m_psz;
+    }
+
+    bool IsAt(char ch) {
+        SkipBlanks();
+        return *m_psz == ch;
+    }
+    bool Take(char ch) {
+        if (!IsAt(ch)) return false;
+        ++m_psz;
+        return true;
+    }
+    bool Descend() {
+        ++m_psz;
+        return ++m_nDepth <= JSON_DEEPEST;
+    }
+    bool Ascend() {
+        ++m_psz;
+        --m_nDepth;
+        return true;
+    }
+
+    const char* m_psz;    ///< what is read next
+    const char* m_pKept;  ///< what is written next
     const bool m_bRescale;
+    std::string m_strOut;
+    rapidjson::Document m_value;  ///< the last token that RapidJSON has read
     int m_nDepth = 0;
-    bool m_bMet = false;          ///< the member "data" was there
-    bool m_bNext = false;         ///< its value comes next
-    bool m_bInside = false;       ///< within its array
-    Field m_field = Field::None;  ///< of the value that comes next
-    CElement m_element;
+    bool m_bMet = false;  ///< the member "data" was there
 };
-
-/// @param pszJson  ends in a NUL; overwritten
-/// @return false for a text that isn't JSON
-bool Enrich(char* pszJson, bool bRescale, Buffer& buffer) {
-    Writer writer(buffer);
-    CEnrichment enrichment(writer, bRescale);
-    rapidjson::InsituStringStream stream(pszJson);
-    Reader reader;
-    return !reader.Parse<PARSE_FLAGS>(stream, enrichment).IsError();
-}
 
 }  // namespace
 
 Text EnrichFactors(HistoryText text, bool bRescale) {
     if (text.strUtf8.empty()) return {};
-    Buffer buffer(nullptr, text.strUtf8.size() * 3 / 2);
-    if (!Enrich(reinterpret_cast<char*>(text.pMemory.get()), bRescale, buffer)) return {};
+    CEnrichment enrichment(text.strUtf8, bRescale);
+    if (!enrichment.Run()) return {};
     text.pMemory.reset();
-    return Widen({buffer.GetString(), buffer.GetSize()});
+    return Widen(enrichment.GetJson());
 }
 
 }  // namespace qvant
