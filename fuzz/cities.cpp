@@ -1,6 +1,6 @@
 /// The list of cities.
 
-#include "support/memory_file.h"
+#include "memory_file.h"
 #include "symbols/time_zones.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* pData, std::size_t nSize) {

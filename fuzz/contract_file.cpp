@@ -1,9 +1,9 @@
 /// Contract list files, from their bytes to the tables and lists that are drawn from them.
 
 #include "documents/contract_list_reader.h"
+#include "memory_file.h"
 #include "model/contract_builder.h"
-#include "support/memory_file.h"
-#include "support/store_host.h"
+#include "store_host.h"
 
 namespace {
 

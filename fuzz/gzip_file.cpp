@@ -5,7 +5,7 @@
 #include <cstdlib>
 
 #include "platform/files.h"
-#include "support/require.h"
+#include "require.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* pData, std::size_t nSize) {
     using namespace qvant;

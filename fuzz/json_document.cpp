@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "support/require.h"
+#include "require.h"
 
 namespace {
 

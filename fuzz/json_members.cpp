@@ -3,7 +3,7 @@
 #include "store/json_members.h"
 
 #include "model/json_document.h"
-#include "support/require.h"
+#include "require.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* pData, std::size_t nSize) {
     using namespace qvant;

@@ -2,7 +2,7 @@
 
 #include "platform/profile_text.h"
 
-#include "support/require.h"
+#include "require.h"
 
 namespace {
 

@@ -1,10 +1,10 @@
 /// Securities documents, from the reply to the tables and to the lists that are drawn from these.
 
 #include "base/failure.h"
+#include "memory_file.h"
 #include "model/securities_parser.h"
 #include "model/underlying_lists.h"
-#include "support/memory_file.h"
-#include "support/store_host.h"
+#include "store_host.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
 /// The documents of order limits: each of their kinds has to bear any document, and all fill one map.
 
 #include "documents/stock_info_parser.h"
-#include "support/require.h"
-#include "support/store_host.h"
+#include "require.h"
+#include "store_host.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* pData, std::size_t nSize) {
     using namespace qvant;

@@ -2,7 +2,7 @@
 
 #include "documents/trade_permissions.h"
 
-#include "support/require.h"
+#include "require.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* pData, std::size_t nSize) {
     using namespace qvant;

@@ -6,7 +6,7 @@
 #include <map>
 
 #include "model/contract_file.h"
-#include "support/require.h"
+#include "require.h"
 
 namespace {
 
