@@ -2,11 +2,13 @@
 
 #include "rolls/user_hot_months.h"
 
+#include "platform/files.h"
 #include "require.h"
 #include "rolls/companion_file.h"
 #include "store_host.h"
 #include "support/scratch_folder.h"
 #include "symbols/manual_clock.h"
+#include "symbols/symbol_grammar.h"
 
 namespace {
 

@@ -1,5 +1,6 @@
 #include "rolls/json_tokens.h"
 
+#include <cmath>
 #include <cstdint>
 
 #include <rapidjson/stringbuffer.h>
@@ -36,6 +37,24 @@ const char* SkipExponent(const char* psz) {
     ++psz;
     if (*psz == '+' || *psz == '-') ++psz;
     return IsDigit(*psz) ? SkipDigits(psz) : nullptr;
+}
+
+/// The exact reading isn't made for a zero with an exponent: what it gives for one is undefined.
+bool IsZero(std::string_view strNumber) {
+    const std::string_view strDigits = strNumber.substr(0, strNumber.find_first_of("eE"));
+    return strDigits.find_first_of("123456789") == std::string_view::npos;
+}
+
+bool MayBeHuge(std::string_view strNumber) {
+    constexpr std::size_t MOST_DIGITS = 308;  // of a double
+    return strNumber.size() > MOST_DIGITS || strNumber.find_first_of("eE") != std::string_view::npos;
+}
+
+/// The exact reading takes a number beyond all doubles for some other one or for an infinite one, the quick one always
+/// for an infinite one.
+bool IsFinite(const std::string& strNumber) {
+    rapidjson::Document value;
+    return !value.Parse(strNumber.c_str()).HasParseError() && std::isfinite(value.GetDouble());
 }
 
 std::string_view Between(const char* pBegin, const char* pEnd) {
@@ -82,7 +101,13 @@ bool ReadJsonToken(const JsonToken& token, rapidjson::Document& value) {
     const std::string strText(token.strText);
     value.SetNull();
     value.GetAllocator().Clear();
-    return !value.Parse<rapidjson::kParseFullPrecisionFlag>(strText.c_str()).HasParseError();
+    if (IsZero(strText)) {
+        value.Parse(strText.c_str());
+    } else {
+        value.Parse<rapidjson::kParseFullPrecisionFlag>(strText.c_str());
+    }
+    if (value.HasParseError()) return false;
+    return !value.IsDouble() || (std::isfinite(value.GetDouble()) && (!MayBeHuge(strText) || IsFinite(strText)));
 }
 
 void AppendJsonValue(std::string& strJson, const rapidjson::Value& value) {

@@ -154,6 +154,19 @@ TEST(FactorText, ALongNumberStaysTheVeryNumberThatItWas) {
     }
 }
 
+TEST(FactorText, ATextWithANumberBeyondAllDoublesGivesNothing) {
+    for (const char* pszNumber : {"1e309", "1844674407370955161e300", "-17976931348623159e292"}) {
+        for (const bool bRescale : {false, true}) {
+            EXPECT_EQ(Enrich(std::string("{\"data\":[{\"sxd\":") + pszNumber + "}]}", bRescale), "") << pszNumber;
+        }
+    }
+    EXPECT_EQ(Enrich("[1e308,1.5e-400]"), "[1e308,0.0]");
+}
+
+TEST(FactorText, AZeroStaysOneWhateverItsExponent) {
+    EXPECT_EQ(Enrich("[0e308,-0e308,0.0e-30,0.00E30]"), "[0.0,-0.0,0.0,0.0]");
+}
+
 TEST(FactorText, ATextThatIsNoJsonGivesNothing) {
     for (const char* pszJson : {"", " ", "x", "{", "{\"data\":[{}]", "{\"data\":[{}]}x", "{\"data\":[{},]}", "[1e400]",
                                 "\xEF\xBB\xBF{}", "{\"a\":\xFF}", "['a']", "[nan]"}) {
