@@ -248,8 +248,9 @@ void CRequests::Rolls(const CRequest& request, Reply& reply) { ShowRolls(HOT_CHA
 void CRequests::Expiry(const CRequest& request, Reply& reply) { ShowRolls(EXPIRY_DATES, request, reply); }
 
 void CRequests::ShowRolls(const RollKind& kind, const CRequest& request, Reply& reply) {
-    host::Rolls rolls = AskForRolls(m_ask, m_tables, m_folders.pathCommonData, kind,
-                                    {request.GetText(u"symbol"), FirstOf(request), TimeoutOf(request)});
+    RollRequest asked{request.GetText(u"symbol"), FirstOf(request), std::nullopt};
+    if (request.Has(u"timeout_ms")) asked.timeout = request.GetDuration(u"timeout_ms");
+    host::Rolls rolls = AskForRolls(m_ask, m_tables, m_folders.pathCommonData, kind, asked);
     reply.Add("product", std::move(rolls.product));
     reply.Add(&kind == &HOT_CHANGES ? "rolls" : "expiry", std::move(rolls.lines));
 }

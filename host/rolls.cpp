@@ -30,6 +30,7 @@ namespace {
 
 /// How long an answer is waited for when an earlier run's file could be shown instead.
 constexpr std::chrono::milliseconds PATIENCE_WITH_FILE{1000};
+constexpr std::chrono::milliseconds PATIENCE{5000};
 
 constexpr TextView STOCKS = u"QV.S.";
 
@@ -143,8 +144,8 @@ Rolls AskForRolls(CAsk& ask, const CTables& tables, const std::filesystem::path&
         throw CFailure(Quote(request.strSymbol) + " is a stock: stocks have no " + strThings);
     const auto path = pathCommonData / "Qvant" / kind.pszFolder / (Narrow(strKey) + kind.pszEnding);
     std::error_code ignored;
-    const auto timeout =
-        std::filesystem::exists(path, ignored) ? std::min(request.timeout, PATIENCE_WITH_FILE) : request.timeout;
+    const bool bFile = std::filesystem::exists(path, ignored);
+    const auto timeout = request.timeout.value_or(bFile ? PATIENCE_WITH_FILE : PATIENCE);
     const COutcome outcome = Ask(ask, kind, request.strSymbol, timeout);
     const auto content = ReadWholeFile(path);
     if (!content) {

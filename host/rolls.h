@@ -1,7 +1,9 @@
 /// The rolls of a product's hot month, and the expiry dates of its months, asked of the service.
 #pragma once
 
+#include <chrono>
 #include <filesystem>
+#include <optional>
 
 #include "ask.h"
 #include "listing.h"
@@ -16,8 +18,8 @@ extern const RollKind EXPIRY_DATES;
 
 struct RollRequest {
     Text strSymbol;
-    std::size_t nFirst;  ///< most rows that the listing gets; it counts all
-    std::chrono::milliseconds timeout;
+    std::size_t nFirst;                                ///< most rows that the listing gets; it counts all
+    std::optional<std::chrono::milliseconds> timeout;  ///< none: seconds, or one when there is a file already
 };
 
 struct Rolls {

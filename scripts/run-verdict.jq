@@ -62,6 +62,18 @@ def builds: fetches or $changed == "language";
      | "\(.reply): no trading hours"),
     (.[] | select(.reply and (.reply | tostring | startswith("tree "))) | select((.names.total // 0) == 0)
      | "\(.reply): nothing is there"),
+    (("rolls", "expiry") as $what
+     | reply($what) | select(((.rolls // .expiry // {}).total // 0) == 0)
+     | "there are no \({"rolls": "rolls", "expiry": "expiry dates"}[$what])"),
+    (select($mode != "offline") | ("rolls", "expiry") as $what
+     | reply($what) | select(.product.note) | "\($what): \(.product.note)"),
+    (.[] | select(.reply and (.reply | tostring | startswith("myrolls ")))
+     | select((.rolls.total // 0) == 0 or (.definitions.rows // [] | all(.companion == "up to date") | not))
+     | "\(.reply): the companion is \(.definitions.rows[0].companion // "nowhere")"),
+    (.[] | select(.reply and (.reply | tostring | startswith("factors "))) | select((.factors.total // 0) == 0)
+     | "\(.reply): there are none"),
+    (select($mode != "offline") | reply("plot")
+     | select((.plot // [] | any(test("[┌┐└┘]─"))) and .svg | not) | "the factors weren't drawn"),
     (select($mode != "offline" and ($moved | not)) | .[] | select(.event == "ReportError") | "error \(.code): \(.text)"),
     (.[] | select(.event == "MessageBox") | "message box \"\(.title)\": \(.text)"),
     (.[] | select(.ok == false) | "request \(.reply): \(.error)")
