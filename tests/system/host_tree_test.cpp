@@ -30,7 +30,7 @@ public:
     const std::string& GetName() const { return m_strName; }
 
 private:
-    const std::string m_strName = "ContractListName_test_" + std::to_string(getpid());
+    const std::string m_strName = "HostTreeTest_" + std::to_string(getpid());
     int m_nFile = -1;
 };
 
@@ -198,7 +198,7 @@ TEST_F(HostTree, TellsWhenTheBlockIsShorterThanTold) {
     m_block.emplace(strBytes);
     CHostProcess& host = Start();
     Publish(host, m_block->GetName(), strBytes.size() + 1);
-    EXPECT_THAT(host.AskForError("tree"), AllOf(StartsWith("the shared block \"ContractListName_test_"),
+    EXPECT_THAT(host.AskForError("tree"), AllOf(StartsWith("the shared block \"HostTreeTest_"),
                                                 HasSubstr("is shorter than " + std::to_string(strBytes.size() + 1))));
     Publish(host, m_block->GetName(), 0x7FFFFFFF);
     EXPECT_THAT(host.AskForError("tree"), HasSubstr("is shorter than 2147483647 bytes"));
