@@ -33,10 +33,12 @@ CStatement& CStatement::Bind(TextView strValue) {
                                        SQLITE_STATIC, SQLITE_UTF16));
 }
 
-CStatement& CStatement::BindUtf8(std::string_view strValue) {
+CStatement& CStatement::BindUtf8(std::string_view strValue) { return BindUtf8At(++m_nBound, strValue); }
+
+CStatement& CStatement::BindUtf8At(int nPlace, std::string_view strValue) {
     const char* const pBytes = strValue.data() ? strValue.data() : "";
     return Checked(
-        sqlite3_bind_text64(m_pStatement.get(), ++m_nBound, pBytes, strValue.size(), SQLITE_STATIC, SQLITE_UTF8));
+        sqlite3_bind_text64(m_pStatement.get(), nPlace, pBytes, strValue.size(), SQLITE_STATIC, SQLITE_UTF8));
 }
 
 CStatement& CStatement::BindNull() { return Checked(sqlite3_bind_null(m_pStatement.get(), ++m_nBound)); }

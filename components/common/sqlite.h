@@ -32,6 +32,8 @@ public:
     CStatement& Bind(std::int64_t nValue);
     CStatement& Bind(TextView strValue);
     CStatement& BindUtf8(std::string_view strValue);
+    /// One argument at its place, from 1 on. It stays for the runs to come, and the text must live as long.
+    CStatement& BindUtf8At(int nPlace, std::string_view strValue);
     CStatement& BindNull();
 
     /// Runs to the end and makes the statement ready for the next run.

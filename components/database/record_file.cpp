@@ -1,6 +1,7 @@
 #include "record_file.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "platform/files.h"
 
@@ -286,11 +287,17 @@ bool CRecordFile::Insert(TextView strTable, TextView strFields, const std::vecto
 
 /// @return whether all values have a field
 bool CRecordFile::BindAndRun(CRecordStatements::SPrepared& insert, const std::vector<std::string_view>& arValues) {
-    const std::size_t nBound = std::min(insert.nFields, arValues.size());
-    for (std::size_t i = 0; i < nBound; ++i) insert.statement.BindUtf8(arValues[i]);
-    for (std::size_t i = nBound; i < insert.nFields; ++i) insert.statement.BindUtf8({});
+    const bool bBound = std::exchange(insert.bBound, false);
+    for (std::size_t i = 0; i < insert.arBound.size(); ++i) {
+        const std::string_view strValue = i < arValues.size() ? arValues[i] : std::string_view();
+        std::string& strBound = insert.arBound[i];
+        if (bBound && strBound == strValue) continue;
+        strBound = strValue;
+        insert.statement.BindUtf8At(static_cast<int>(i) + 1, strBound);
+    }
+    insert.bBound = true;
     insert.statement.Run();
-    return arValues.size() <= insert.nFields;
+    return arValues.size() <= insert.arBound.size();
 }
 
 void CRecordFile::Delete(TextView strTable, TextView strField, TextView strValue, bool bBatch) {

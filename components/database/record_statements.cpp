@@ -99,7 +99,8 @@ CRecordStatements::SPrepared& CRecordStatements::Get(sqlite3* pConnection, Kind 
     const std::string strSql = MakeSql(kind, strTable, strFields);
     const auto nFields = 1 + static_cast<std::size_t>(std::count(strFields.begin(), strFields.end(), u','));
     common::CStatement statement(pConnection, strSql.c_str());
-    m_statements.push_front({kind, Text(strTable), Text(strFields), nFields, std::move(statement), nullptr});
+    m_statements.push_front(
+        {kind, Text(strTable), Text(strFields), std::vector<std::string>(nFields), std::move(statement), nullptr});
     if (m_statements.size() > MOST_STATEMENTS) m_statements.pop_back();
     return m_statements.front();
 }

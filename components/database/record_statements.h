@@ -4,6 +4,7 @@
 #include <list>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "common/sqlite.h"
 
@@ -31,12 +32,15 @@ public:
         Kind kind;
         Text strTable;
         Text strFields;  ///< the fields of an insert, the field of a condition
-        std::size_t nFields;
+        /// What the fields of an insert hold from the row before. Neighbours have much in common, and what SQLite has
+        /// already needn't be handed to it again.
+        std::vector<std::string> arBound;
         common::CStatement statement;
         std::shared_ptr<const std::vector<std::string>> pColumns;  ///< of a query's last result
         int nPrepared = 0;       ///< how often SQLite had prepared the statement when these were its columns
         int nEpoch = 0;          ///< of the file when it last prepared the table for this insert
         bool bToldRest = false;  ///< whether values beyond the last field were told since then
+        bool bBound = false;     ///< whether SQLite has all fields of the insert
     };
 
     /// @throw CSqliteError  when SQLite doesn't take the names

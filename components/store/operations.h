@@ -8,6 +8,7 @@
 
 #include "blob.h"
 #include "entry.h"
+#include "platform/large_memory.h"
 #include "version.h"
 
 namespace qvant::store {
@@ -35,9 +36,12 @@ HRESULT ReadOperation(std::int32_t nOperation, const VARIANT& a, const VARIANT& 
 /// The writes of one transaction, in their order.
 class CTransactionLog {
 public:
+    /// A pass over a document appends a million of them.
+    using Operations = std::vector<SOperation, platform::CLargeArrayAllocator<SOperation>>;
+
     void Append(SOperation operation) { m_arOperations.push_back(std::move(operation)); }
 
-    const std::vector<SOperation>& GetOperations() const { return m_arOperations; }
+    const Operations& GetOperations() const { return m_arOperations; }
     /// Whether it touches the section of sub-tables.
     bool ChangesTables() const;
     /// Whether it clears a section or loads one whole.
@@ -48,7 +52,7 @@ public:
     void ApplyTo(CVersion& version, std::uint64_t nEdit, bool bKeep);
 
 private:
-    std::vector<SOperation> m_arOperations;
+    Operations m_arOperations;
 };
 
 /// The open transactions of one table. Any thread.

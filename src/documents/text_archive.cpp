@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include "documents/reply_text.h"
+#include "platform/large_pages.h"
 
 namespace qvant {
 
@@ -45,7 +46,7 @@ std::string ArchiveMap(const CTextMap& map) {
         nMost += 2 * LONGEST_HEAD + BytesOf(strKey).size() + BytesOf(strValue).size();
     }
     std::string strArchive;
-    strArchive.reserve(nMost);
+    platform::ReserveLarge(strArchive, nMost);
     AppendCount(strArchive, map.size());
     for (const auto& [strKey, strValue] : map) {
         AppendText(strArchive, strKey);

@@ -9,40 +9,24 @@
 namespace qvant {
 
 void CContractBuilder::Clear() {
-    m_arAllContract.swap(m_arSpareTexts);
     m_arAllContract.clear();
-    m_nSpareTexts = 0;
     m_arContractInsertData.clear();
-    for (auto* pMap :
-         {&m_mapSymbolToName, &m_mapSynuSymbolToName, &m_mapExpireDate, &m_mapLongMargin, &m_mapShortMargin,
-          &m_mapSymbolToHot, &m_mapSymbolToNear, &m_mapSymbolToInstrument, &m_mapContractListName}) {
-        pMap->clear();
-    }
+    m_symbols.Clear();
+    m_mapSymbolToNear.clear();
+    m_mapContractListName.clear();
     m_nearMonths.Clear();
     m_cffex.Clear();
 }
 
 /// Makes room for the contracts of one more file, so that a large one doesn't move what is there again and again.
 void CContractBuilder::Reserve(std::size_t nContracts) {
-    for (auto* pMap :
-         {&m_mapSymbolToName, &m_mapExpireDate, &m_mapLongMargin, &m_mapShortMargin, &m_mapSymbolToInstrument}) {
-        pMap->reserve(pMap->size() + nContracts);
-    }
+    m_symbols.Reserve(m_symbols.GetSize() + nContracts);
     const auto Reserve = [nContracts](auto& list) {
         const std::size_t nSize = list.size() + nContracts;
         if (nSize > list.capacity()) list.reserve(std::max(nSize, 2 * list.capacity()));
     };
     Reserve(m_arAllContract);
     Reserve(m_arContractInsertData);
-}
-
-void CContractBuilder::AddContract(TextView strSymbol) {
-    if (m_nSpareTexts < m_arSpareTexts.size()) {
-        m_arAllContract.push_back(std::move(m_arSpareTexts[m_nSpareTexts++]));
-    } else {
-        m_arAllContract.emplace_back();
-    }
-    m_arAllContract.back() = strSymbol;
 }
 
 void CContractBuilder::MakeContractList(TextView strText, CTransaction* pHotMonth, CTransaction* pNearbyMonth,

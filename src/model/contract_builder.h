@@ -15,6 +15,7 @@
 #include "store/host.h"
 #include "symbols/local_exchanges.h"
 #include "symbols/symbol_grammar.h"
+#include "symbols/symbol_table.h"
 
 namespace qvant {
 
@@ -49,20 +50,22 @@ public:
                           TextView strClassification, Text& strClassifyText);
 
     /// Adds a symbol to `m_arAllContract`, for the pass that runs.
-    void AddContract(TextView strSymbol);
+    void AddContract(TextView strSymbol) { AddContract(m_symbols.Enter(strSymbol)); }
+    void AddContract(CSymbolTable::Row row) { m_arAllContract.push_back(m_symbols.GetSymbol(row)); }
 
-    std::vector<Text> m_arAllContract;     ///< symbols of the search list: contracts, hot symbols, synthetic ones
-    CContractRows m_arContractInsertData;  ///< rows of "ContractList", without their timestamp
-    TextMap m_mapSymbolToName;
-    TextMap m_mapSynuSymbolToName;  ///< synthetic underlying to display name
-    TextMap m_mapExpireDate;
-    TextMap m_mapLongMargin;
-    TextMap m_mapShortMargin;
-    TextMap m_mapSymbolToHot;                       ///< contract to its hot symbol
-    TextMap m_mapSymbolToNear;                      ///< first five parts of a contract to its near symbol
-    TextMap m_mapSymbolToInstrument;                ///< symbol to instrument text
-    TextMap m_mapContractListName;                  ///< English path to the pickers' text
-    std::vector<Text> m_listChangedClassification;  ///< not empty: only these classifications add new contracts
+    CSymbolTable m_symbols;  ///< what the columns below belong to, and the other lists borrow their symbols from
+    std::vector<TextView> m_arAllContract;  ///< the search list: contracts, hot symbols, synthetic underlyings
+    CContractRows m_arContractInsertData;   ///< rows of "ContractList", without their timestamp
+    CSymbolColumn m_mapSymbolToName{m_symbols, 0};
+    CSymbolColumn m_mapSynuSymbolToName{m_symbols, 1};  ///< synthetic underlying to display name
+    CSymbolColumn m_mapExpireDate{m_symbols, 2};
+    CSymbolColumn m_mapLongMargin{m_symbols, 3};
+    CSymbolColumn m_mapShortMargin{m_symbols, 4};
+    CSymbolColumn m_mapSymbolToHot{m_symbols, 5};         ///< contract to its hot symbol
+    CSymbolColumn m_mapSymbolToInstrument{m_symbols, 6};  ///< symbol to instrument text
+    TextMap m_mapSymbolToNear;                            ///< first five parts of a contract to its near symbol
+    TextMap m_mapContractListName;                        ///< English path to the pickers' text
+    std::vector<Text> m_listChangedClassification;        ///< not empty: only these classifications add new contracts
 
 private:
     void Reserve(std::size_t nContracts);
@@ -70,8 +73,6 @@ private:
     const ContractBuilderParts m_parts;
     CNearMonths m_nearMonths;
     CCffexContracts m_cffex;
-    std::vector<Text> m_arSpareTexts;  ///< symbols of the pass before, whose memory those of the next take over
-    std::size_t m_nSpareTexts = 0;     ///< how many of them were taken
 };
 
 }  // namespace qvant

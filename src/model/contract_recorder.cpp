@@ -44,11 +44,9 @@ void CContractRecorder::RecordLeaf(const stcContractListNode& leaf, TextView str
 void CContractRecorder::Record(const stcContractListNode& leaf, std::size_t nIndex) {
     const ContractSymbol symbol(leaf.arContracts[nIndex]);
     if (symbol.strSymbol.empty()) return;
-    // Each map's place for the symbol is far from the others'; it comes while the name is made.
-    for (const TextMap* pMap : {&m_maps.m_mapSymbolToName, &m_maps.m_mapExpireDate, &m_maps.m_mapLongMargin,
-                                &m_maps.m_mapShortMargin, &m_maps.m_mapSymbolToInstrument}) {
-        pMap->Prefetch(symbol.key);
-    }
+    // The symbol's place in the table may be far away; it comes while the name is made.
+    CSymbolTable::Key key(symbol.strSymbol);
+    m_maps.m_symbols.Prepare(key);
     m_strName = FormatSymbolName(symbol.strSymbol, {}, m_names);
     if (m_strName.empty()) return;
     m_cffex.Add(symbol);
@@ -57,11 +55,12 @@ void CContractRecorder::Record(const stcContractListNode& leaf, std::size_t nInd
     } else {
         AddHot(symbol);
     }
-    if (Enter(symbol)) EnterDetails(symbol, leaf, nIndex);
+    const CSymbolTable::Row row = m_maps.m_symbols.Enter(key);
+    if (EnterName(row)) EnterDetails(symbol, row, leaf, nIndex);
     const bool bPermitted = IsPermitted(symbol);
     if (bPermitted) AppendAll(m_strLeafList, {symbol.strSymbol, u",", m_strName, u"|"});
-    m_maps.m_arContractInsertData.Add(symbol.strSymbol, bPermitted);
-    AddInstrument(symbol, At(leaf.arInstrument, nIndex));
+    m_maps.m_arContractInsertData.Add(m_maps.m_symbols.GetSymbol(row), bPermitted);
+    AddInstrument(symbol, row, At(leaf.arInstrument, nIndex));
 }
 
 /// The first contract of a hot symbol is its contract; later ones of the same symbol change nothing.
@@ -73,11 +72,12 @@ void CContractRecorder::AddHot(const ContractSymbol& symbol) {
         strHot = Concatenate({symbol.strPrefix, u".", symbol.strClass, u".", symbol.strExchange, u".",
                               symbol.strProduct, u".", m_strHotWord, u".", symbol.strRest});
     }
-    if (m_maps.m_mapSymbolToName.contains(strHot)) return;
+    const CSymbolTable::Row hot = m_maps.m_symbols.Enter(strHot);
+    if (m_maps.m_mapSymbolToName.HasValue(hot)) return;
     AddHotPair(symbol.strSymbol, strHot);
-    m_maps.m_mapSymbolToName.insert_or_assign(strHot, FormatSymbolName(strHot, m_strHotWord, m_names));
-    m_maps.m_mapSymbolToHot.insert_or_assign(symbol.key, strHot);
-    m_maps.AddContract(strHot);
+    m_maps.m_mapSymbolToName.SetValue(hot, FormatSymbolName(strHot, m_strHotWord, m_names));
+    m_maps.m_mapSymbolToHot.insert_or_assign(symbol.strSymbol, strHot);
+    m_maps.AddContract(hot);
 }
 
 void CContractRecorder::AddHotPair(TextView strContract, TextView strHot) {
@@ -87,37 +87,29 @@ void CContractRecorder::AddHotPair(TextView strContract, TextView strHot) {
 }
 
 /// Enters the name of a contract at its first sight. @return whether it was that
-bool CContractRecorder::Enter(const ContractSymbol& symbol) {
-    TextMap& mapNames = m_maps.m_mapSymbolToName;
-    if (!m_bAddsNew) return false;
-    const std::size_t nBefore = mapNames.size();
-    Text& strName = mapNames[symbol.key];
-    if (mapNames.size() == nBefore) return false;
-    strName = m_strName;
-    m_maps.AddContract(symbol.strSymbol);
+bool CContractRecorder::EnterName(CSymbolTable::Row row) {
+    if (!m_bAddsNew || m_maps.m_mapSymbolToName.HasValue(row)) return false;
+    m_maps.m_mapSymbolToName.SetValue(row, m_strName);
+    m_maps.AddContract(row);
     return true;
 }
 
-void CContractRecorder::EnterDetails(const ContractSymbol& symbol, const stcContractListNode& leaf,
-                                     std::size_t nIndex) {
-    if (nIndex < leaf.arExpiration.size()) EnterExpiry(symbol, leaf.arExpiration[nIndex]);
-    if (nIndex < leaf.arLongMargin.size()) {
-        m_maps.m_mapLongMargin.insert_or_assign(symbol.key, leaf.arLongMargin[nIndex]);
-    }
-    if (nIndex < leaf.arShortMargin.size()) {
-        m_maps.m_mapShortMargin.insert_or_assign(symbol.key, leaf.arShortMargin[nIndex]);
-    }
+void CContractRecorder::EnterDetails(const ContractSymbol& symbol, CSymbolTable::Row row,
+                                     const stcContractListNode& leaf, std::size_t nIndex) {
+    if (nIndex < leaf.arExpiration.size()) EnterExpiry(row, leaf.arExpiration[nIndex]);
+    if (nIndex < leaf.arLongMargin.size()) m_maps.m_mapLongMargin.SetValue(row, leaf.arLongMargin[nIndex]);
+    if (nIndex < leaf.arShortMargin.size()) m_maps.m_mapShortMargin.SetValue(row, leaf.arShortMargin[nIndex]);
     if (Contains(symbol.strSymbol, u"QV.O.")) AddSyntheticUnderlying(symbol, At(leaf.arExpiration, nIndex));
 }
 
 /// All dates of a file go in one transaction: readers of "ExpireDate" see whole files and are told of them once.
-void CContractRecorder::EnterExpiry(const ContractSymbol& symbol, TextView strExpiry) {
-    m_maps.m_mapExpireDate.insert_or_assign(symbol.key, strExpiry);
+void CContractRecorder::EnterExpiry(CSymbolTable::Row row, TextView strExpiry) {
+    m_maps.m_mapExpireDate.SetValue(row, strExpiry);
     if (!m_pExpireDate) {
         m_pExpireDate = m_parts.host.OpenTable(u"ExpireDate", nullptr);
         if (m_pExpireDate) m_expireDate.emplace(*m_pExpireDate);
     }
-    if (m_expireDate) m_expireDate->SetValue(symbol.strSymbol, strExpiry);
+    if (m_expireDate) m_expireDate->SetValue(m_maps.m_symbols.GetSymbol(row), strExpiry);
 }
 
 void CContractRecorder::AddSyntheticUnderlying(const ContractSymbol& symbol, TextView strExpiry) {
@@ -137,7 +129,9 @@ void CContractRecorder::AddSyntheticUnderlying(const ContractSymbol& symbol, Tex
 
     Text strUnderlying = Concatenate({u"QV.F.U_", symbol.strExchange, u".", strProduct, u".", symbol.strMonth});
     const std::size_t nMonth = strUnderlying.find(symbol.strMonth);
-    if (nMonth < 1 || m_maps.m_mapSynuSymbolToName.contains(strUnderlying)) return;
+    if (nMonth < 1) return;
+    const CSymbolTable::Row row = m_maps.m_symbols.Enter(strUnderlying);
+    if (m_maps.m_mapSynuSymbolToName.HasValue(row)) return;
     const bool bChinese = symbol.strExchange == u"SSE" || symbol.strExchange == u"SZSE";
     const TextView strMonth = CutCentury(symbol.strMonth);
     const Text& strWord = m_parts.words.m_strSynU;
@@ -145,9 +139,9 @@ void CContractRecorder::AddSyntheticUnderlying(const ContractSymbol& symbol, Tex
     // symbol: its users know the underlyings by these very names.
     const Text strName = bChinese ? Concatenate({strProduct, u" ", strWord, u" ", strMonth})
                                   : Concatenate({TextView(m_strName).substr(0, nMonth), strWord, strMonth});
-    m_maps.m_mapSynuSymbolToName.insert_or_assign(strUnderlying, strName);
-    if (!strExpiry.empty()) m_maps.m_mapExpireDate.insert_or_assign(strUnderlying, strExpiry);
-    m_maps.AddContract(strUnderlying);
+    m_maps.m_mapSynuSymbolToName.SetValue(row, strName);
+    if (!strExpiry.empty()) m_maps.m_mapExpireDate.SetValue(row, strExpiry);
+    m_maps.AddContract(row);
 }
 
 /// By the contract's group, or by its product; without permissions everything is permitted.
@@ -161,13 +155,15 @@ bool CContractRecorder::IsPermitted(const ContractSymbol& symbol) {
     return mapExchanges.contains(m_strKey);
 }
 
-void CContractRecorder::AddInstrument(const ContractSymbol& symbol, TextView strInstrument) {
-    TextMap& mapInstruments = m_maps.m_mapSymbolToInstrument;
-    if (Contains(symbol.strSymbol, u"QV.S.")) {
-        AppendAll(m_strInstrumentList, {symbol.strProduct, u"|"});
-        mapInstruments.insert_or_assign(symbol.key, symbol.strProduct);
+void CContractRecorder::AddInstrument(const ContractSymbol& symbol, CSymbolTable::Row row, TextView strInstrument) {
+    CSymbolColumn& mapInstruments = m_maps.m_mapSymbolToInstrument;
+    const bool bStock = Contains(symbol.strSymbol, u"QV.S.");
+    if (bStock) AppendAll(m_strInstrumentList, {symbol.strProduct, u"|"});
+    if (!strInstrument.empty()) {
+        mapInstruments.SetValue(row, strInstrument);
+    } else if (bStock) {
+        mapInstruments.SetValue(row, symbol.strProduct);
     }
-    if (!strInstrument.empty()) mapInstruments.insert_or_assign(symbol.key, strInstrument);
 }
 
 void CContractRecorder::Commit() {

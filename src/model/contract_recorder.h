@@ -41,12 +41,13 @@ private:
     void Record(const stcContractListNode& leaf, std::size_t nIndex);
     void AddHot(const ContractSymbol& symbol);
     void AddHotPair(TextView strContract, TextView strHot);
-    bool Enter(const ContractSymbol& symbol);
-    void EnterDetails(const ContractSymbol& symbol, const stcContractListNode& leaf, std::size_t nIndex);
-    void EnterExpiry(const ContractSymbol& symbol, TextView strExpiry);
+    bool EnterName(CSymbolTable::Row row);
+    void EnterDetails(const ContractSymbol& symbol, CSymbolTable::Row row, const stcContractListNode& leaf,
+                      std::size_t nIndex);
+    void EnterExpiry(CSymbolTable::Row row, TextView strExpiry);
     void AddSyntheticUnderlying(const ContractSymbol& symbol, TextView strExpiry);
     bool IsPermitted(const ContractSymbol& symbol);
-    void AddInstrument(const ContractSymbol& symbol, TextView strInstrument);
+    void AddInstrument(const ContractSymbol& symbol, CSymbolTable::Row row, TextView strInstrument);
 
     const ContractBuilderParts& m_parts;
     CContractBuilder& m_maps;

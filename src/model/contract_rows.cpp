@@ -10,14 +10,12 @@ void CContractRows::StartLeaf(TextView strStart, TextView strEnd) {
 }
 
 void CContractRows::Add(TextView strSymbol, bool bPermitted) {
-    m_strSymbols.append(strSymbol).push_back(bPermitted ? u'1' : u'0');
-    m_arEnds.push_back(m_strSymbols.size());
+    m_arRows.push_back({strSymbol.data(), static_cast<std::uint32_t>(strSymbol.size()), bPermitted});
     m_arLeaves.back().nRowsEnd = size();
 }
 
 void CContractRows::clear() {
-    m_strSymbols.clear();
-    m_arEnds.clear();
+    m_arRows.clear();
     m_arLeaves.clear();
 }
 
@@ -27,11 +25,10 @@ std::size_t CContractRows::FindLeaf(std::size_t nLeaf, std::size_t nRow) const {
 }
 
 Text CContractRows::Make(std::size_t nLeaf, std::size_t nRow) const {
-    const std::size_t nStart = nRow == 0 ? 0 : m_arEnds[nRow - 1];
-    const TextView strPart = TextView(m_strSymbols).substr(nStart, m_arEnds[nRow] - nStart);
-    const TextView strSymbol = strPart.substr(0, strPart.size() - 1);
+    const Row& row = m_arRows[nRow];
+    const TextView strSymbol(row.pSymbol, row.nLength);
     const Leaf& leaf = m_arLeaves[nLeaf];
-    return Concatenate({leaf.strStart, strSymbol, u"#@", strSymbol, leaf.strEnd, strPart.substr(strSymbol.size())});
+    return Concatenate({leaf.strStart, strSymbol, u"#@", strSymbol, leaf.strEnd, row.bPermitted ? u"1" : u"0"});
 }
 
 }  // namespace qvant

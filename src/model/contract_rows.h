@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <iterator>
 #include <vector>
 
@@ -9,9 +10,9 @@
 
 namespace qvant {
 
-/// A row is "classification|symbol#@symbol#@path#@local path#@flag". Only its symbol and flag are kept for each
-/// contract, and what the rows of a leaf share is kept once: whole, the rows of a million contracts would take more
-/// memory than everything else that is known of them. A row is made when it is read.
+/// A row is "classification|symbol#@symbol#@path#@local path#@flag". Only where its symbol lies and its flag are kept
+/// for each contract, and what the rows of a leaf share is kept once: whole, the rows of a million contracts would take
+/// more memory than everything else that is known of them. A row is made when it is read.
 class CContractRows {
 public:
     using value_type = Text;
@@ -51,21 +52,28 @@ public:
     /// @param strStart  what they begin with: "classification|"
     /// @param strEnd    what stands between the symbol and the flag: "#@path#@local path#@"
     void StartLeaf(TextView strStart, TextView strEnd);
-    /// Adds a row of the leaf. @param bPermitted  its flag
+    /// Adds a row of the leaf.
+    /// @param strSymbol   borrowed as long as the rows are read
+    /// @param bPermitted  its flag
     void Add(TextView strSymbol, bool bPermitted);
 
-    std::size_t size() const { return m_arEnds.size(); }
-    bool empty() const { return m_arEnds.empty(); }
+    std::size_t size() const { return m_arRows.size(); }
+    bool empty() const { return m_arRows.empty(); }
     const_iterator begin() const { return {*this, 0}; }
     const_iterator end() const { return {*this, size()}; }
 
     /// Keeps the memory for the next pass.
     void clear();
     /// Makes room for so many rows.
-    void reserve(std::size_t nRows) { m_arEnds.reserve(nRows); }
-    std::size_t capacity() const { return m_arEnds.capacity(); }
+    void reserve(std::size_t nRows) { m_arRows.reserve(nRows); }
+    std::size_t capacity() const { return m_arRows.capacity(); }
 
 private:
+    struct Row {
+        const char16_t* pSymbol = nullptr;
+        std::uint32_t nLength = 0;
+        bool bPermitted = false;
+    };
     struct Leaf {
         std::size_t nRowsEnd = 0;  ///< behind its last row
         Text strStart;
@@ -75,9 +83,8 @@ private:
     std::size_t FindLeaf(std::size_t nLeaf, std::size_t nRow) const;
     Text Make(std::size_t nLeaf, std::size_t nRow) const;
 
-    Text m_strSymbols;                  ///< symbol and flag of each row, one behind the other
-    std::vector<std::size_t> m_arEnds;  ///< where each row's part of it ends
-    std::vector<Leaf> m_arLeaves;       ///< those with rows, and the one that is being filled
+    std::vector<Row> m_arRows;
+    std::vector<Leaf> m_arLeaves;  ///< those with rows, and the one that is being filled
 };
 
 }  // namespace qvant

@@ -2,13 +2,12 @@
 #pragma once
 
 #include "symbols/symbol_fields.h"
-#include "symbols/text_map.h"
 
 namespace qvant {
 
 /// All of it is borrowed from the symbol.
 struct ContractSymbol {
-    explicit ContractSymbol(TextView strText) : strSymbol(strText), key(strText) {
+    explicit ContractSymbol(TextView strText) : strSymbol(strText) {
         int nPosition = 0;
         strPrefix = NextTokenView(strText, u".", nPosition);
         strClass = NextTokenView(strText, u".", nPosition);
@@ -21,7 +20,6 @@ struct ContractSymbol {
     }
 
     TextView strSymbol;
-    HashedKey key;  ///< the symbol, for the maps
     TextView strPrefix;
     TextView strClass;
     TextView strExchange;

@@ -9,10 +9,10 @@ bool CSearchRowWriter::Add(Form form, TextView strRow) {
     if (!m_pBatch) {
         m_pBatch = &m_arBatches[m_follower.GetPlace()];
         m_pBatch->nCount = 0;
+        m_pBatch->strTexts.clear();
     }
-    Row& row = m_pBatch->arRows[m_pBatch->nCount++];
-    row.form = form;
-    row.strText = strRow;
+    m_pBatch->strTexts.append(strRow);
+    m_pBatch->arRows[m_pBatch->nCount++] = {form, m_pBatch->strTexts.size()};
     if (m_pBatch->nCount == Batch::MOST) HandOver();
     return !m_bRefused;
 }
@@ -29,12 +29,15 @@ void CSearchRowWriter::HandOver() {
 }
 
 void CSearchRowWriter::Enter(const Batch& batch) {
+    std::size_t nStart = 0;
     for (std::size_t i = 0; i < batch.nCount && !m_refusal; ++i) {
-        const Row& row = batch.arRows[i];
-        const TextView strFields = row.form == Form::Contract ? CSymbolSearchRow::CONTRACT_FIELDS  //
-                                                              : CSymbolSearchRow::SYNTHETIC_FIELDS;
-        const std::int32_t nResult = m_database.InsertRecord(SEARCH_TABLE, strFields, row.strText);
-        if (nResult != 1) m_refusal = {row.form, nResult, row.strText};
+        const auto& [form, nEnd] = batch.arRows[i];
+        const TextView strRow = TextView(batch.strTexts).substr(nStart, nEnd - nStart);
+        const TextView strFields = form == Form::Contract ? CSymbolSearchRow::CONTRACT_FIELDS  //
+                                                          : CSymbolSearchRow::SYNTHETIC_FIELDS;
+        const std::int32_t nResult = m_database.InsertRecord(SEARCH_TABLE, strFields, strRow);
+        if (nResult != 1) m_refusal = {form, nResult, Text(strRow)};
+        nStart = nEnd;
     }
     if (m_refusal) m_bRefused = true;
 }

@@ -37,14 +37,16 @@ public:
     std::optional<Refusal> Finish();
 
 private:
-    struct Row {
-        Form form = Form::Contract;
-        Text strText;
-    };
+    /// The texts lie one behind the other: the other thread's processor fetches them ahead from this one's.
     struct Batch {
         static constexpr std::size_t MOST = 256;  ///< so long that waking the other thread costs next to nothing
-        std::array<Row, MOST> arRows;             ///< their memory serves the next ones
+        struct Row {
+            Form form = Form::Contract;
+            std::size_t nEnd = 0;  ///< of its text in those of all
+        };
+        std::array<Row, MOST> arRows;
         std::size_t nCount = 0;
+        Text strTexts;  ///< its memory serves the next ones
     };
     static constexpr std::size_t PLACES = 4;
 

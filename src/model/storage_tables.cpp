@@ -17,7 +17,7 @@ constexpr std::size_t MANY_MARGINS = 10'000;
 /// One of the two tables of margins in the making; nothing where the host has no such table.
 class CMarginUpdate {
 public:
-    CMarginUpdate(IHost& host, TextView strTable, const TextMap& mapMargins)
+    CMarginUpdate(IHost& host, TextView strTable, const CSymbolColumn& mapMargins)
         : m_mapMargins(mapMargins), m_pTable(host.OpenTable(strTable, nullptr)) {
         if (m_pTable) m_transaction.emplace(*m_pTable);
     }
@@ -31,7 +31,7 @@ public:
     }
 
 private:
-    const TextMap& m_mapMargins;
+    const CSymbolColumn& m_mapMargins;
     const std::unique_ptr<CBaseData> m_pTable;
     std::optional<CTransaction> m_transaction;
 };
@@ -71,7 +71,7 @@ bool CStorageTables::StoreVersion(bool bLogged) {
     return true;
 }
 
-void CStorageTables::StoreMarginRates(const TextMap& mapLong, const TextMap& mapShort) {
+void CStorageTables::StoreMarginRates(const CSymbolColumn& mapLong, const CSymbolColumn& mapShort) {
     CMarginUpdate updateLong(m_host, u"LongMarginRate", mapLong);
     if (std::min(mapLong.size(), mapShort.size()) < MANY_MARGINS) {
         updateLong.Fill();

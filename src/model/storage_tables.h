@@ -10,6 +10,7 @@
 #include "model/storage_twin.h"
 #include "store/base_data.h"
 #include "store/host.h"
+#include "symbols/symbol_table.h"
 
 namespace qvant {
 
@@ -55,7 +56,7 @@ public:
     /// Adds margins to "LongMarginRate" and "ShortMarginRate"; a table that the host doesn't have is left out. Symbols
     /// that aren't in the maps keep their entries.
     /// @param mapLong, mapShort  symbol to margin text
-    void StoreMarginRates(const TextMap& mapLong, const TextMap& mapShort);
+    void StoreMarginRates(const CSymbolColumn& mapLong, const CSymbolColumn& mapShort);
 
     /// Commits newer trade permissions to their table and copies the whole of it to the record "AppTradePermission".
     /// Without the record yet, the copy is made when it is bound. Any thread.

@@ -195,22 +195,22 @@ CSymbolLookup::Outcome CSymbolLookup::InsertSymbols(CTransaction* pNear, TextVie
     using Form = CSearchRowWriter::Form;
     const CContractBuilder& contracts = m_parts.contracts;
     CSymbolSearchRow row({contracts, m_parts.lists, m_parts.securities, m_parts.stocks}, Text(strTimeStamp));
-    CTextFinder symbolToName(contracts.m_mapSymbolToName);
-    CTextFinder syntheticToName(contracts.m_mapSynuSymbolToName);
+    CSymbolFinder rows(contracts.m_symbols);
     CTextFinder symbolToNear(contracts.m_mapSymbolToNear);
     CSearchRowWriter writer(GetDatabase());
     bool bTaken = true;
     for (auto pSymbol = contracts.m_arAllContract.begin(); bTaken && pSymbol != contracts.m_arAllContract.end();
          ++pSymbol) {
         if (platform::StopRequested()) return Outcome::Stopped;
-        const Text& strSymbol = *pSymbol;
+        const TextView strSymbol = *pSymbol;
         if (strSymbol.empty()) continue;
-        if (const Text* const pName = symbolToName.Find(strSymbol)) {
+        const CSymbolTable::Row found = rows.Find(strSymbol);
+        if (contracts.m_mapSymbolToName.HasValue(found)) {
             const Text strNear = FindNearSymbol(symbolToNear, strSymbol);
-            bTaken = writer.Add(Form::Contract, row.MakeContract(strSymbol, *pName, strNear));
+            bTaken = writer.Add(Form::Contract, row.MakeContract(found, strNear));
             SetBothWays(pNear, strSymbol, strNear);
-        } else if (const Text* const pSynthetic = syntheticToName.Find(strSymbol)) {
-            bTaken = writer.Add(Form::Synthetic, row.MakeSynthetic(strSymbol, *pSynthetic));
+        } else if (contracts.m_mapSynuSymbolToName.HasValue(found)) {
+            bTaken = writer.Add(Form::Synthetic, row.MakeSynthetic(found));
         }
     }
     const auto refusal = writer.Finish();
@@ -227,10 +227,10 @@ void CSymbolLookup::Refresh(CBaseData* pNearMonthTable) {
     std::optional<CTransaction> near = BeginCleared(pNearMonthTable);
     if (!near) return;
     const CContractBuilder& contracts = m_parts.contracts;
-    CTextFinder symbolToName(contracts.m_mapSymbolToName);
+    CSymbolFinder rows(contracts.m_symbols);
     CTextFinder symbolToNear(contracts.m_mapSymbolToNear);
-    for (const Text& strSymbol : contracts.m_arAllContract) {
-        if (HasMonth(strSymbol) && symbolToName.Find(strSymbol)) {
+    for (const TextView strSymbol : contracts.m_arAllContract) {
+        if (HasMonth(strSymbol) && contracts.m_mapSymbolToName.HasValue(rows.Find(strSymbol))) {
             SetBothWays(&*near, strSymbol, FindNearSymbol(symbolToNear, strSymbol));
         }
     }

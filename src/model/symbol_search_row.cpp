@@ -38,13 +38,9 @@ Text FindNearSymbol(CTextFinder& symbolToNear, TextView strSymbol) {
 }
 
 CSymbolSearchRow::CSymbolSearchRow(const SymbolSearchSources& sources, Text strTimeStamp)
-    : m_stocks(sources.stocks),
+    : m_contracts(sources.contracts),
+      m_stocks(sources.stocks),
       m_strTimeStamp(std::move(strTimeStamp)),
-      m_expireDate(sources.contracts.m_mapExpireDate),
-      m_longMargin(sources.contracts.m_mapLongMargin),
-      m_shortMargin(sources.contracts.m_mapShortMargin),
-      m_symbolToHot(sources.contracts.m_mapSymbolToHot),
-      m_symbolToInstrument(sources.contracts.m_mapSymbolToInstrument),
       m_pinyin(sources.securities.m_mapPinyin),
       m_mainType(sources.securities.m_mapMainType),
       m_optionSetPriAdj(sources.lists.m_mapOptionSetPriAdj),
@@ -61,7 +57,9 @@ CSymbolSearchRow::Parts CSymbolSearchRow::Split(TextView strSymbol) {
     return parts;
 }
 
-const Text& CSymbolSearchRow::MakeContract(TextView strSymbol, TextView strName, TextView strNear) {
+const Text& CSymbolSearchRow::MakeContract(CSymbolTable::Row row, TextView strNear) {
+    const TextView strSymbol = m_contracts.m_symbols.GetSymbol(row);
+    const TextView strName = m_contracts.m_mapSymbolToName.GetValue(row);
     const Parts parts = Split(strSymbol);
     const bool bStock = parts.strClass == u"S";
     const auto pLimits = Contains(strSymbol, u"QV.S") ? m_stocks.find(strSymbol) : m_stocks.end();
@@ -72,24 +70,26 @@ const Text& CSymbolSearchRow::MakeContract(TextView strSymbol, TextView strName,
     AppendWithoutBlanks(strName);
     Append(parts.strExchange);
     Append(parts.strProduct);
-    AppendExpiry(strSymbol, bStock, limits);
-    Append(m_longMargin.GetText(strSymbol));
-    Append(m_shortMargin.GetText(strSymbol));
-    Append(m_symbolToHot.GetText(strSymbol));
+    AppendExpiry(m_contracts.m_mapExpireDate.GetValue(row), bStock, limits);
+    Append(m_contracts.m_mapLongMargin.GetValue(row));
+    Append(m_contracts.m_mapShortMargin.GetValue(row));
+    Append(m_contracts.m_mapSymbolToHot.GetValue(row));
     Append(strNear);
     AppendLimits(limits);
-    AppendSecurity(strSymbol, parts);
+    AppendSecurity(strSymbol, m_contracts.m_mapSymbolToInstrument.GetValue(row), parts);
     End(strSymbol);
     return m_strRow;
 }
 
-const Text& CSymbolSearchRow::MakeSynthetic(TextView strSymbol, TextView strName) {
+const Text& CSymbolSearchRow::MakeSynthetic(CSymbolTable::Row row) {
+    const TextView strSymbol = m_contracts.m_symbols.GetSymbol(row);
+    const TextView strName = m_contracts.m_mapSynuSymbolToName.GetValue(row);
     const Parts parts = Split(strSymbol);
     Start(strSymbol, strName);
     Append(strName);
     Append(parts.strExchange);
     Append(parts.strProduct);
-    Append(m_expireDate.GetText(strSymbol));
+    Append(m_contracts.m_mapExpireDate.GetValue(row));
     End(strSymbol);
     return m_strRow;
 }
@@ -117,8 +117,7 @@ void CSymbolSearchRow::AppendWithoutBlanks(TextView strName) {
 }
 
 /// A bond is listed among the stocks, and its expiry is its maturity.
-void CSymbolSearchRow::AppendExpiry(TextView strSymbol, bool bStock, const StockLimits& limits) {
-    const TextView strExpiry = m_expireDate.GetText(strSymbol);
+void CSymbolSearchRow::AppendExpiry(TextView strExpiry, bool bStock, const StockLimits& limits) {
     if (strExpiry.empty() && bStock && limits.MaturityDate > 0) {
         AppendNumber(limits.MaturityDate);
     } else {
@@ -133,13 +132,13 @@ void CSymbolSearchRow::AppendLimits(const StockLimits& limits) {
     AppendNumber(limits.SellQtyUnit);
 }
 
-void CSymbolSearchRow::AppendSecurity(TextView strSymbol, const Parts& parts) {
+void CSymbolSearchRow::AppendSecurity(TextView strSymbol, TextView strInstrument, const Parts& parts) {
     const bool bStock = parts.strClass == u"S";
     const bool bOption = parts.strClass == u"O";
     Append(m_pinyin.GetText(bStock ? strSymbol : parts.strKey));
     Append(bOption ? m_optionSetPriAdj.GetText(parts.strKey) : TextView());
     Append(bStock ? TextView() : m_underlying.GetText(parts.strKey));
-    Append(m_symbolToInstrument.GetText(strSymbol));
+    Append(strInstrument);
     Append(bStock ? m_mainType.GetText(strSymbol) : TextView());
 }
 

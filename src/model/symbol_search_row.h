@@ -36,10 +36,11 @@ public:
     /// @param strTimeStamp  seconds since 1970, as decimal text
     CSymbolSearchRow(const SymbolSearchSources& sources, Text strTimeStamp);
 
+    /// @param row      of the builder's `m_symbols`
     /// @param strNear  what `FindNearSymbol` gives
     /// @return valid until the next call
-    const Text& MakeContract(TextView strSymbol, TextView strName, TextView strNear);
-    const Text& MakeSynthetic(TextView strSymbol, TextView strName);
+    const Text& MakeContract(CSymbolTable::Row row, TextView strNear);
+    const Text& MakeSynthetic(CSymbolTable::Row row);
 
 private:
     /// The dotted fields of the symbol at hand.
@@ -55,20 +56,16 @@ private:
     void Append(TextView strField);
     void AppendNumber(std::int64_t nNumber);
     void AppendWithoutBlanks(TextView strName);
-    void AppendExpiry(TextView strSymbol, bool bStock, const StockLimits& limits);
+    void AppendExpiry(TextView strExpiry, bool bStock, const StockLimits& limits);
     void AppendLimits(const StockLimits& limits);
-    void AppendSecurity(TextView strSymbol, const Parts& parts);
+    void AppendSecurity(TextView strSymbol, TextView strInstrument, const Parts& parts);
     void End(TextView strSymbol);
 
+    const CContractBuilder& m_contracts;
     const StockLimitMap& m_stocks;
     const Text m_strTimeStamp;
     Text m_strRow;
     // Contracts come in the order in which these were filled, and those of a product one behind the other.
-    CTextFinder m_expireDate;
-    CTextFinder m_longMargin;
-    CTextFinder m_shortMargin;
-    CTextFinder m_symbolToHot;
-    CTextFinder m_symbolToInstrument;
     CTextFinder m_pinyin;
     CTextFinder m_mainType;
     CTextFinder m_optionSetPriAdj;

@@ -36,6 +36,22 @@ TEST_F(DatabaseTest, ARowComesBackByTheFieldsOfItsInsert) {
     EXPECT_THAT(m_log.GetLines(), IsEmpty());
 }
 
+TEST_F(DatabaseTest, ARowHasNothingOfTheRowBeforeIt) {
+    const auto pDatabase = OpenWords();
+    Execute("CREATE TRIGGER refuse BEFORE INSERT ON Words WHEN NEW.Text = 'no' BEGIN SELECT RAISE(ABORT, 'no'); END");
+    const Text strLong(5'000, u'x');
+    for (const Text& strValues : {Text(u"1,same"), Text(u"2,same"), Text(u"3"), u"4," + strLong, u"5," + strLong,
+                                  Text(u"6,same"), Text(u"7,"), Text(u"7,")}) {
+        EXPECT_EQ(pDatabase->InsertRecord(u"Words", u"Key,Text", strValues), 1);
+        EXPECT_EQ(pDatabase->InsertRecord(u"Words", u"Key,Text", u"8,no"), 0);
+        EXPECT_EQ(pDatabase->InsertRecord(u"Words", u"Text,Key", u"other,9"), 1);
+        EXPECT_EQ(pDatabase->DeleteRecord(u"Words", u"Key", u"9"), 1);
+    }
+    const std::string strBytes(5'000, 'x');
+    EXPECT_THAT(Words(*pDatabase),
+                ElementsAre("1|same", "2|same", "3|", "4|" + strBytes, "5|" + strBytes, "6|same", "7|", "7|"));
+}
+
 TEST_F(DatabaseTest, RowsOfContractListKeepTheirCommas) {
     const auto pDatabase = Open();
     const TextView strFields = u"Name,Symbol,Path,Lang,Status,TimeStamp";

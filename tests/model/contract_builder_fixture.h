@@ -52,7 +52,7 @@ protected:
     std::map<Text, Text> Table(TextView strName) { return ReadValues(m_host[strName]); }
     const Text& Path(TextView strPath) const { return m_builder.m_mapContractListName.at(strPath); }
     bool HasPath(TextView strPath) const { return m_builder.m_mapContractListName.contains(strPath); }
-    const Text& NameOf(TextView strSymbol) const { return m_builder.m_mapSymbolToName.at(strSymbol); }
+    TextView NameOf(TextView strSymbol) const { return m_builder.m_mapSymbolToName.at(strSymbol); }
 
     CTestHost m_host;
     CBaseData& m_expireDate = m_host[u"ExpireDate"];

@@ -106,12 +106,14 @@ TEST_F(ContractBuilder, ClearsEverythingButTheChangedClassifications) {
     EXPECT_THAT(m_builder.m_listChangedClassification, ElementsAre(u"FUT"));
     EXPECT_THAT(m_builder.m_arAllContract, IsEmpty());
     EXPECT_THAT(m_builder.m_arContractInsertData, IsEmpty());
-    for (const TextMap* pMap :
+    for (const CSymbolColumn* pMap :
          {&m_builder.m_mapSymbolToName, &m_builder.m_mapSynuSymbolToName, &m_builder.m_mapExpireDate,
           &m_builder.m_mapLongMargin, &m_builder.m_mapShortMargin, &m_builder.m_mapSymbolToHot,
-          &m_builder.m_mapSymbolToNear, &m_builder.m_mapSymbolToInstrument, &m_builder.m_mapContractListName}) {
+          &m_builder.m_mapSymbolToInstrument}) {
         EXPECT_THAT(*pMap, IsEmpty());
     }
+    EXPECT_THAT(m_builder.m_mapSymbolToNear, IsEmpty());
+    EXPECT_THAT(m_builder.m_mapContractListName, IsEmpty());
     // What the builder keeps to itself went as well: months and quota are free again.
     m_host.Drop(u"NearbyMonth");
     MakeLeaf(u"'Contracts':['QV.F.CFFEX.IF.202103','QV.F.CFFEX.IF.202106']");

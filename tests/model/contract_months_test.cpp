@@ -35,7 +35,7 @@ TEST_F(ContractMonths, TakeTheHotWordFromTheLeafOrItsParent) {
         Make(Concatenate({u"{'ENG':'F','Node':[{'ENG':'", strParent, u"','Node':[{'ENG':'", strLeaf,
                           u"','Contracts':['QV.F.CME.ES.202012']}]}]}"}));
         const auto pFound = m_builder.m_mapSymbolToHot.find(u"QV.F.CME.ES.202012");
-        return pFound == m_builder.m_mapSymbolToHot.end() ? Text() : pFound->second;
+        return pFound == m_builder.m_mapSymbolToHot.end() ? Text() : Text(pFound->second);
     };
     EXPECT_EQ(HotOf(u"HOT", u"Leaf"), u"QV.F.CME.ES.HOT");
     EXPECT_EQ(HotOf(u"HOT2", u"Leaf"), u"QV.F.CME.ES.HOT2");

@@ -29,11 +29,12 @@ protected:
 
 TEST_F(StorageTables, StoreTheMarginsOfLongListsAsThoseOfShortOnes) {
     for (const int nCount : {3, 20'000}) {
-        TextMap mapLong;
-        TextMap mapShort;
+        CSymbolTable symbols;
+        CSymbolColumn mapLong(symbols, 0);
+        CSymbolColumn mapShort(symbols, 1);
         for (int i = 0; i < nCount; ++i) {
-            mapLong[Format(u"QV.F.CME.P%d", i)] = Format(u"0.%d", i);
-            mapShort[Format(u"QV.F.CME.P%d", i)] = Format(u"1.%d", i);
+            mapLong.insert_or_assign(Format(u"QV.F.CME.P%d", i), Format(u"0.%d", i));
+            mapShort.insert_or_assign(Format(u"QV.F.CME.P%d", i), Format(u"1.%d", i));
         }
         m_host[u"LongMarginRate"];
         m_host[u"ShortMarginRate"];
@@ -46,8 +47,9 @@ TEST_F(StorageTables, StoreTheMarginsOfLongListsAsThoseOfShortOnes) {
 }
 
 TEST_F(StorageTables, StoreTheLongMarginsOfALongListWithoutATableForTheShortOnes) {
-    TextMap mapMargins;
-    for (int i = 0; i < 20'000; ++i) mapMargins[Format(u"QV.F.CME.P%d", i)] = u"0.1";
+    CSymbolTable symbols;
+    CSymbolColumn mapMargins(symbols, 0);
+    for (int i = 0; i < 20'000; ++i) mapMargins.insert_or_assign(Format(u"QV.F.CME.P%d", i), u"0.1");
     m_host[u"LongMarginRate"];
     m_storage.StoreMarginRates(mapMargins, mapMargins);
     EXPECT_EQ(m_host[u"LongMarginRate"].GetString(u"QV.F.CME.P19999"), u"0.1");

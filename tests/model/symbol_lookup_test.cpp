@@ -49,14 +49,14 @@ protected:
         Add(u"QV.F.CME.ES.202703", u"E-mini 2703");
         Add(u"QV.S.SSE.600000", u"浦发银行");
         m_model.contracts.m_mapSymbolToNear[u"QV.F.CME.ES.202612"] = u"QV.F.CME.ES.Front1";
-        m_model.contracts.m_mapSymbolToInstrument[u"QV.S.SSE.600000"] = u"600000";
-        m_model.contracts.m_mapSymbolToInstrument[u"QV.F.CME.ES.202612"] = u"ESZ6";
+        m_model.contracts.m_mapSymbolToInstrument.insert_or_assign(u"QV.S.SSE.600000", u"600000");
+        m_model.contracts.m_mapSymbolToInstrument.insert_or_assign(u"QV.F.CME.ES.202612", u"ESZ6");
         AddRows();
     }
 
     void Add(TextView strSymbol, TextView strName) {
-        m_model.contracts.m_arAllContract.emplace_back(strSymbol);
-        m_model.contracts.m_mapSymbolToName[strSymbol] = strName;
+        m_model.contracts.AddContract(strSymbol);
+        m_model.contracts.m_mapSymbolToName.insert_or_assign(strSymbol, strName);
     }
     /// Rows of the pickers' table, as the builder leaves them for each build.
     void AddRows() {
@@ -237,7 +237,7 @@ TEST_F(SymbolLookup, ReplacesTheRowsOfTheLastBuild) {
 
 TEST_F(SymbolLookup, HoldsSyntheticUnderlyingsAndSkipsSymbolsWithoutAName) {
     m_model.contracts.m_arAllContract = {u"", u"QV.F.CME.NONE.202612", u"QV.F.U_SSE.510050.202612"};
-    m_model.contracts.m_mapSynuSymbolToName[u"QV.F.U_SSE.510050.202612"] = u"510050 SynU 2612";
+    m_model.contracts.m_mapSynuSymbolToName.insert_or_assign(u"QV.F.U_SSE.510050.202612", u"510050 SynU 2612");
     Make();
     EXPECT_THAT(Query("SELECT Symbol,SearchName,SearchID,Exchange,Status FROM SymbolSearch"),
                 ElementsAre("QV.F.U_SSE.510050.202612|510050 SynU 2612||U_SSE|1"));
@@ -311,7 +311,7 @@ TEST_F(SymbolLookup, LeavesTheDatabaseAsItWasWhenAStopComesInTheMiddle) {
     Make();
     AddRows();
     m_model.contracts.m_arAllContract.insert(m_model.contracts.m_arAllContract.begin(), u"QV.F.CME.NQ.202612");
-    m_model.contracts.m_mapSymbolToName[u"QV.F.CME.NQ.202612"] = u"Nasdaq";
+    m_model.contracts.m_mapSymbolToName.insert_or_assign(u"QV.F.CME.NQ.202612", u"Nasdaq");
     m_model.state.m_strVersion = u"s2";
     std::stop_source stop;
     stop.request_stop();

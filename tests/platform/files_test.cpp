@@ -144,6 +144,14 @@ TEST(ReadWholeText, KnowsTheEncodingByItsMark) {
     EXPECT_EQ(ReadWholeText(folder / "file"), u"");
 }
 
+TEST(ReadWholeText, ReadsAFileOfManyMegabytesWhole) {
+    const CTestFolder folder;
+    Text strText(5'000'001, u'\0');
+    for (std::size_t i = 0; i < strText.size(); ++i) strText[i] = static_cast<char16_t>(i * 7);
+    ASSERT_TRUE(ReplaceFile(folder / "file", "\xFF\xFE" + ToUtf16Bytes(strText)));
+    EXPECT_TRUE(ReadWholeText(folder / "file") == strText);
+}
+
 TEST(ReadWholeText, GivesNothingForWhatIsNoFile) {
     const CTestFolder folder;
     EXPECT_EQ(ReadWholeText(folder / "file"), std::nullopt);

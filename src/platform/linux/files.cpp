@@ -13,6 +13,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "platform/large_pages.h"
 #include "platform/linux/file_calls.h"
 
 namespace qvant::platform {
@@ -117,8 +118,10 @@ std::optional<std::string> ReadWholeFile(TextView strPath) {
     struct stat status {};
     const CDescriptor file(OpenToRead(ToPath(strPath), status));
     // One byte and the least room more than the file has, so that its end is met without growing.
-    std::string strBytes(file.IsOpen() ? static_cast<std::size_t>(std::max<off_t>(status.st_size, 0)) + 4'097 : 0,
-                         '\0');
+    const std::size_t nRoom = file.IsOpen() ? static_cast<std::size_t>(std::max<off_t>(status.st_size, 0)) + 4'097 : 0;
+    std::string strBytes;
+    ReserveLarge(strBytes, nRoom);
+    strBytes.resize(nRoom);
     if (file.IsOpen() && ReadAll(file.Get(), strBytes)) return strBytes;
     NoteFileError(errno);
     return std::nullopt;
