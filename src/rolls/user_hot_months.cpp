@@ -18,7 +18,7 @@ constexpr TextView EXTENSION = u".udhm";
 constexpr TextView COMPANION_EXTENSION = u".ba";
 constexpr TextView SERIES_MARK = u".HOT_";
 constexpr std::int64_t A_DAY = 1'000'000;      ///< what a date-and-time number has for the time
-constexpr std::size_t LONGEST_LINE = 1'024;    ///< far beyond any line; a longer one isn't one
+constexpr std::size_t LONGEST_LINE = 65'536;   ///< what a month may take of the memory that keeps it for good
 constexpr std::size_t LINES_AT_A_TIME = 4096;  ///< between two looks at the stop signal
 
 /// The companion stands beside its file: nothing but the name is touched.
@@ -83,7 +83,11 @@ bool CUserHotMonths::ReadLines(TextView strText, CHotMonthTimes& times, UDHMNode
     for (std::size_t nLine = 0; !strText.empty(); ++nLine) {
         if (nLine % LINES_AT_A_TIME == 0 && platform::StopRequested()) return false;
         const TextView strLine = CutLine(strText);
-        if (strLine.size() > LONGEST_LINE) continue;
+        if (strLine.size() > LONGEST_LINE) {
+            m_parts.host.LogMessage(Format(u"LoadConfig. strFilePath=%s%s%s, line %d is too long and left out.",
+                                           m_strFolder, node.title, EXTENSION, static_cast<std::int32_t>(nLine + 1)));
+            continue;
+        }
         const auto roll = ReadRollLine(strLine);
         if (!roll) {
             times.TakeSetting(strLine);

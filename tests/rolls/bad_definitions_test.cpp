@@ -38,6 +38,13 @@ TEST_F(BadDefinitionsTest, AFileInUtf8MayHaveItsMark) {
     EXPECT_EQ(LoadLines("\xEF\xBB\xBFtimezone=UTC\n20200306->202003\n20300101->203003\n"), "20200306000000->\n");
 }
 
+TEST_F(BadDefinitionsTest, ALongLineCountsAndAnEndlessOneIsLeftOutAndLogged) {
+    const std::string strLong = "20200306->202003" + std::string(5'000, ' ') + "\n";
+    const std::string strEndless = "20200307->" + std::string(100'000, '2') + "\n";
+    EXPECT_EQ(LoadLines("timezone=UTC\n" + strEndless + strLong + "20300101->203003\n"), "20200306000000->\n");
+    EXPECT_TRUE(m_host.WaitForLog("QV.F.CME.ES.HOT_MINE.udhm, line 2 is too long and left out."));
+}
+
 TEST_F(BadDefinitionsTest, BytesOfAnyKindCostNothing) {
     std::string strBytes;
     for (int i = 0; i < 100'000; ++i) strBytes.push_back(static_cast<char>(i * 7919 >> 3));
@@ -83,7 +90,7 @@ TEST_F(BadDefinitionsTest, BadDatesRollAtSomeNumberAndAreWrittenWithoutAGap) {
 }
 
 TEST_F(BadDefinitionsTest, ALineBeyondAnyLengthIsNoLine) {
-    const std::string strLong(2'000, '1');
+    const std::string strLong(70'000, '1');
     const std::string strLines = "timezone=UTC\n20200306->" + strLong + "\n20200309->202003\n" + strLong +
                                  "->202006\nresettime=" + strLong + "\n20300101->203003\n";
     EXPECT_EQ(LoadLines(strLines + std::string(100'000'000, '>') + "-"), "20200309230000->\n");
