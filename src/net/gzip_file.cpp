@@ -39,13 +39,13 @@ bool TryAppend(std::string& strContent, const char* pBlock, std::size_t nBlock) 
     return true;
 }
 
-// @return nothing when the stream is broken or too long
+// @return nothing when the stream is broken or too long, or when the thread is told to stop
 std::optional<std::string> ReadStream(gzFile file) {
     std::string strContent;
     char block[BLOCK];
     for (;;) {
         const int nRead = gzread(file, block, BLOCK);
-        if (nRead < 0) return std::nullopt;
+        if (nRead < 0 || platform::StopRequested()) return std::nullopt;
         const auto nBlock = static_cast<std::size_t>(nRead);
         if (nBlock > GUNZIP_MOST - strContent.size()) return std::nullopt;
         if (nBlock == 0 || !TryAppend(strContent, block, nBlock)) return strContent;
@@ -85,7 +85,11 @@ std::uint32_t GunzipBuffer(std::unique_ptr<std::uint8_t[]>& pDecoded, std::strin
     std::uint32_t nLength = 0;
     auto pContent = ReadGzipFile(strZipped, nLength);
     platform::DeleteFile(*temporary);
-    if (!pContent) return 0;
+    if (!pContent) {
+        // Broken ones are kept to be looked at, not those that nobody had the time to read.
+        if (platform::StopRequested()) platform::DeleteFile(strZipped);
+        return 0;
+    }
     if (nLength > 1) pContent[nLength - 1] = 0;
     pDecoded = std::move(pContent);
     platform::DeleteFile(strZipped);

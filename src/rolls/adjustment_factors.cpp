@@ -1,6 +1,7 @@
 #include "rolls/adjustment_factors.h"
 
 #include <set>
+#include <utility>
 
 #include "base/format.h"
 #include "base/numbers.h"
@@ -119,17 +120,17 @@ bool CAdjustmentFactors::QueryCQYZ(const Text& strSymbol) {
                              [&strRequest] { return Text(strRequest); }};
     Text strError;
     const HistoryReply reply = QueryHistory(query, strError);
-    if (!reply && platform::StopRequested()) return false;
     if (reply) {
         TakeReply(strSymbol, reply.GetBytes());
-    } else {
+    } else if (!platform::StopRequested()) {
         m_parts.errors.PostErrorMsg(strError);
     }
-    return true;
+    return !platform::StopRequested();
 }
 
 void CAdjustmentFactors::TakeReply(const Text& strSymbol, std::string_view strReply) {
-    SaveCQYZData(strSymbol, UnpackHistoryReply(strReply));
+    HistoryText text = UnpackHistoryReply(strReply);
+    if (!platform::StopRequested()) SaveCQYZData(strSymbol, std::move(text));
 }
 
 /// The order is the one that the waiting modules know: the event is set before the table has the text, the topic goes
@@ -141,8 +142,9 @@ void CAdjustmentFactors::SaveCQYZData(const Text& strSymbol, HistoryText text) {
         CVariant empty;
         return SendInfo(strSymbol, INFO_NOTHING, empty);
     }
-    m_mapCQYZState.SetAt(strSymbol, STATE_SAVED);
     const Text strData = EnrichFactors(std::move(text), IsRescaled(strSymbol));
+    if (platform::StopRequested()) return;
+    m_mapCQYZState.SetAt(strSymbol, STATE_SAVED);
     m_mapCQYZTime.SetAt(strSymbol, ClockNowUtc(m_parts.clock));
     Signal(strSymbol);
     m_parts.host.LogMessage(Concatenate({u"SaveCQYZData. strSymbol=", strSymbol, u", strData2=", strData, u"."}));

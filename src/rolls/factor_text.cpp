@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "model/json_document.h"
+#include "platform/stop.h"
 #include "rolls/json_tokens.h"
 #include "symbols/time_base.h"
 
@@ -68,7 +69,7 @@ public:
         m_strOut.reserve(strJson.size() * 3 / 2);
     }
 
-    /// @return false for a text that isn't JSON
+    /// @return false for a text that isn't JSON, and when a stop comes first
     bool Run() {
         if (!ReadValue(Place::Root, nullptr, Field::None)) return false;
         SkipBlanks();
@@ -79,6 +80,8 @@ public:
     const std::string& GetJson() const { return m_strOut; }
 
 private:
+    static constexpr std::uint32_t OBJECTS_AT_A_TIME = 1024;
+
     /// Where a value stands.
     enum class Place { Root, Data, Element, Elsewhere };
 
@@ -113,7 +116,7 @@ private:
             if (!ReadMember(place, element)) return false;
         }
         if (place == Place::Element) AppendUtc(element, bFirst);
-        return Ascend();
+        return GoesOn() && Ascend();
     }
 
     bool ReadMember(Place place, CElement& element) {
@@ -214,6 +217,8 @@ private:
         ++m_psz;
         return true;
     }
+    /// Now and then whether the thread is told to stop: the largest replies take a second.
+    bool GoesOn() { return ++m_nObjects % OBJECTS_AT_A_TIME != 0 || !platform::StopRequested(); }
     bool Descend() {
         ++m_psz;
         return ++m_nDepth <= JSON_DEEPEST;
@@ -230,7 +235,8 @@ private:
     std::string m_strOut;
     rapidjson::Document m_value;  ///< the last token that RapidJSON has read
     int m_nDepth = 0;
-    bool m_bMet = false;  ///< the member "data" was there
+    std::uint32_t m_nObjects = 0;  ///< those that were read to their end
+    bool m_bMet = false;           ///< the member "data" was there
 };
 
 }  // namespace

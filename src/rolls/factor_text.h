@@ -17,7 +17,8 @@ inline constexpr double FACTOR_SCALE = 1e6;
 /// Of several members of one name the first counts. Needs memory for a few times the text's length, whatever it holds.
 /// @param text      the bytes in UTF-8; broken sequences become U+FFFD
 /// @param bRescale  multiplies each "sxd" that is a double, unless the product would be too large for one
-/// @return empty for a text that isn't JSON or is nested deeper than `JSON_DEEPEST`
+/// @return empty for a text that isn't JSON or is nested deeper than `JSON_DEEPEST`, and when the calling thread is
+///         told to stop
 Text EnrichFactors(HistoryText text, bool bRescale);
 
 }  // namespace qvant

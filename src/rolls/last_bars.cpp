@@ -128,6 +128,7 @@ Text CLastBars::ParseLastK(ReplyBuffer pReply, std::uint32_t nLength) {
         HistoryReply reply{std::move(pReply), nLength};
         const HistoryText text = UnpackHistoryReply(reply.GetBytes());
         reply.pBytes.reset();
+        if (platform::StopRequested()) return {};
         if (text.strUtf8.empty()) {
             m_parts.host.LogMessage(u"ParseLastK. Fail. strData=.");
             return {};

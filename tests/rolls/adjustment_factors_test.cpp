@@ -1,11 +1,16 @@
 #include "rolls/adjustment_factors.h"
 
+#include <chrono>
+#include <filesystem>
+#include <stop_token>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "base/failure.h"
 #include "base/format.h"
 #include "documents/answering_server.h"
+#include "platform/stop.h"
 #include "platform/thread.h"
 #include "support/driven_clock.h"
 #include "support/history_reply.h"
@@ -321,6 +326,24 @@ TEST_F(AdjustmentFactorsTest, AQueryThatAStopCutsShortTellsNobodyAndIsMadeAgain)
     m_server.Release();
     Request(HOT);
     EXPECT_THAT(m_host.TakeTopics(), ElementsAre(Saved(HOT)));
+}
+
+TEST_F(AdjustmentFactorsTest, AStopEndsTheTakingApartOfAReplyAndNobodyIsToldOfIt) {
+    constexpr std::size_t LARGE = std::size_t{200} << 20;
+    const CScratchFolder temporary;
+    const CEnvironment folder("TMPDIR", temporary.GetPath().string());
+    const std::string strLarge = MakeReplyOfGzip(GzipOfOneLetter(LARGE, '1'));
+    std::stop_source stop;
+    stop.request_stop();
+    const platform::CStopScope scope(stop.get_token());
+    const auto start = std::chrono::steady_clock::now();
+    m_factors.TakeReply(HOT, strLarge);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(500));
+    m_factors.TakeReply(HOT, MakeHistoryReply(FACTORS));
+    EXPECT_THAT(m_host.GetSaid(), IsEmpty());
+    EXPECT_THAT(m_host.TakeTopics(), IsEmpty());
+    EXPECT_THAT(m_arSignals, IsEmpty());
+    EXPECT_TRUE(std::filesystem::is_empty(temporary.GetPath()));
 }
 
 TEST_F(AdjustmentFactorsTest, AfterAFailureOfTheTableTheSymbolMayBeAskedForAgain) {
