@@ -44,7 +44,7 @@ std::optional<Text> ShowTime(std::int64_t nTime) {
 }
 
 std::optional<Text> ShowFineTime(std::int64_t nTime) {
-    const auto strTime = nTime < 0 ? std::nullopt : ShowTime(nTime / 1000);
+    std::optional<Text> strTime = nTime < 0 ? std::nullopt : ShowTime(nTime / 1000);
     if (!strTime || nTime % 1000 == 0) return strTime;
     return *strTime + Print(".%03d", static_cast<int>(nTime % 1000));
 }

@@ -18,7 +18,7 @@ struct UserRoll {
 /// What the service wrote beside a definition: for each roll but the last its moment and the gap to the next month.
 struct Companion {
     struct Gap {
-        std::int64_t nMoment;                ///< decimal yyyymmddhhmmss in UTC; a date alone for foreign zones
+        std::int64_t nMoment = 0;            ///< decimal yyyymmddhhmmss in UTC; a date alone for foreign zones
         std::optional<std::int64_t> nUnits;  ///< of 1e-10; none: not known
     };
 
