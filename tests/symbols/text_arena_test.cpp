@@ -63,7 +63,7 @@ TEST(TextArena, UsesItsMemoryAgainAfterClear) {
 TEST(TextArena, LetsGoOfWhatWasAddedBehindAText) {
     CTextArena arena;
     std::vector<CStoredText> arTexts;
-    for (int i = 0; i < 3'000; ++i) arTexts.push_back(arena.Add(Text(i % 7, u'x')));
+    for (std::size_t i = 0; i < 3'000; ++i) arTexts.push_back(arena.Add(Text(i % 7, u'x')));
     // Empty ones and full ones, in the first block and in later ones.
     for (const std::size_t nKept : {2'500u, 1'401u, 1'400u, 8u, 7u, 0u}) {
         arena.CutBehind(arTexts[nKept]);
