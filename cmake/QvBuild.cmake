@@ -57,12 +57,10 @@ function(qv_test name)
     add_executable(${name} ${ARG_UNPARSED_ARGUMENTS})
     target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
     target_link_libraries(${name} PRIVATE ${ARG_USES} qv_options GTest::gmock GTest::gtest_main)
-    # The code under test is optimised, the tests themselves needn't be: that and headers read once for each program
-    # take half of the time off a build.
+    # Under a sanitizer the code under test is optimised, the tests themselves needn't be: that and headers read once for
+    # each program take more than half of the time off their build.
     if(QV_SANITIZE)
         target_compile_options(${name} PRIVATE -O0 -gline-tables-only)
-    else()
-        target_compile_options(${name} PRIVATE -O1)
     endif()
     target_precompile_headers(${name} PRIVATE <gmock/gmock.h> <gtest/gtest.h>)
     if(NOT ARG_TIMEOUT)

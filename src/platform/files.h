@@ -79,7 +79,8 @@ private:
 /// @return the path; nothing when the folder refuses
 std::optional<Text> CreateTempFile(TextView strFolder, TextView strPrefix);
 
-/// Creates a file that must not be there yet, open to this user alone, and writes it.
+/// Creates a file that must not be there yet, open to this user alone, and writes it. It is for the hands of this
+/// process: nothing waits until the disk has it.
 /// @return false when it was there or couldn't be written whole
 /// @param pCreated  out: whether it could be created, written or not; may be null
 bool WriteNewFile(TextView strPath, std::string_view strBytes, bool* pCreated = nullptr);

@@ -146,7 +146,7 @@ bool WriteNewFile(TextView strPath, std::string_view strBytes, bool* pCreated) {
     CDescriptor file(OpenFile(strFile, O_WRONLY | O_CREAT | O_EXCL, USER_FILE));
     if (pCreated) *pCreated = file.IsOpen();
     if (!file.IsOpen()) return NoteFileError(errno);
-    if (WriteAndClose(file, strBytes)) return true;
+    if (WriteAll(file.Get(), strBytes) && file.Close()) return true;
     NoteFileError(errno);
     unlink(strFile.c_str());
     return false;
