@@ -52,6 +52,18 @@ std::optional<std::string> ReadStream(gzFile file) {
     }
 }
 
+/// A temporary file whose name with ".gz" is free as well: broken streams of before lie under such names.
+std::optional<Text> CreateFreeName() {
+    constexpr int MOST_TRIES = 100;
+    std::optional<Text> temporary;
+    for (int i = 0; i < MOST_TRIES; ++i) {
+        temporary = platform::CreateTempFile(platform::GetTempFolder(), u"TQD");
+        if (!temporary || !platform::FileExists(*temporary + u".gz")) break;
+        platform::DeleteFile(*temporary);
+    }
+    return temporary;
+}
+
 }  // namespace
 
 std::unique_ptr<std::uint8_t[]> ReadGzipFile(const Text& strPath, std::uint32_t& nLength) {
@@ -72,7 +84,7 @@ std::unique_ptr<std::uint8_t[]> ReadGzipFile(const Text& strPath, std::uint32_t&
 
 std::uint32_t GunzipBuffer(std::unique_ptr<std::uint8_t[]>& pDecoded, std::string_view strReceived,
                            std::chrono::milliseconds pause) {
-    const std::optional<Text> temporary = platform::CreateTempFile(platform::GetTempFolder(), u"TQD");
+    const std::optional<Text> temporary = CreateFreeName();
     if (!temporary) return 0;
     const Text strZipped = *temporary + u".gz";
     bool bCreated = false;
