@@ -37,9 +37,10 @@ protected:
     std::vector<std::string> GetHandedOver() {
         m_history.HandOver(WM_QUERY_CQYZ, u"end");
         std::unique_lock lock(m_mutex);
-        m_done.wait_for(lock, std::chrono::seconds(20), [this] { return m_arDone.back() == "2261 end"; });
+        const auto hasEnded = [this] { return !m_arDone.empty() && m_arDone.back() == "2261 end"; };
+        EXPECT_TRUE(m_done.wait_for(lock, std::chrono::seconds(20), hasEnded));
         auto arDone = m_arDone;
-        arDone.pop_back();
+        if (hasEnded()) arDone.pop_back();
         return arDone;
     }
     void Note(std::uint32_t nMessage, const Text& strText) {
