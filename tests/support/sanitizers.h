@@ -1,0 +1,18 @@
+/// Which sanitizer a test runs under, for the few that ask more of the system than it leaves.
+#pragma once
+
+namespace qvant::test {
+
+#if defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+#define QV_THREAD_SANITIZER
+#endif
+#endif
+
+#if defined(QV_THREAD_SANITIZER) || defined(__SANITIZE_THREAD__)
+inline constexpr bool UNDER_THREAD_SANITIZER = true;
+#else
+inline constexpr bool UNDER_THREAD_SANITIZER = false;
+#endif
+
+}  // namespace qvant::test
