@@ -39,7 +39,7 @@ bool CDrivenClock::SleepUntilTick(std::int64_t nTick) const {
     const std::stop_token stop = platform::CurrentStop();
     std::unique_lock lock(m_mutex);
     if (nTick <= m_nTick) return !stop.stop_requested();
-    const auto pSleeper = m_listSleepers.insert(m_listSleepers.end(), Sleeper{nTick});
+    const auto pSleeper = m_listSleepers.insert(m_listSleepers.end(), Sleeper{.nDue = nTick, .stop = stop});
     lock.unlock();
     CReleased::OfThread().Return();
     lock.lock();
@@ -81,7 +81,7 @@ bool CDrivenClock::ReleaseNext(std::int64_t nTick) {
     std::int64_t nNext = nTick;
     bool bDue = false;
     for (const Sleeper& sleeper : m_listSleepers) {
-        if (sleeper.nDue > nNext) continue;
+        if (!sleeper.IsAsleep() || sleeper.nDue > nNext) continue;
         nNext = sleeper.nDue;
         bDue = true;
     }
@@ -89,7 +89,7 @@ bool CDrivenClock::ReleaseNext(std::int64_t nTick) {
     m_nNow += nNext - m_nTick;
     m_nTick = nNext;
     for (Sleeper& sleeper : m_listSleepers) {
-        if (sleeper.nDue > nNext) continue;
+        if (!sleeper.IsAsleep() || sleeper.nDue > nNext) continue;
         sleeper.bReleased = true;
         ++m_nAwake;
     }
@@ -123,7 +123,9 @@ bool CDrivenClock::IsSettled() const {
     const std::lock_guard lock(m_mutex);
     if (m_nAwake > 0) return false;
     std::vector<std::int64_t> arDue;
-    for (const Sleeper& sleeper : m_listSleepers) arDue.push_back(sleeper.nDue);
+    for (const Sleeper& sleeper : m_listSleepers) {
+        if (sleeper.IsAsleep()) arDue.push_back(sleeper.nDue);
+    }
     std::ranges::sort(arDue);
     std::ranges::sort(*expected);
     return std::ranges::includes(arDue, *expected);
@@ -131,12 +133,16 @@ bool CDrivenClock::IsSettled() const {
 
 void CDrivenClock::WaitForSleepers(std::size_t nCount) const {
     std::unique_lock lock(m_mutex);
-    m_changed.wait(lock, [&] { return m_listSleepers.size() == nCount; });
+    m_changed.wait(lock, [&] { return CountSleepers() == nCount; });
 }
 
 std::size_t CDrivenClock::GetSleepers() const {
     const std::lock_guard lock(m_mutex);
-    return m_listSleepers.size();
+    return CountSleepers();
+}
+
+std::size_t CDrivenClock::CountSleepers() const {
+    return static_cast<std::size_t>(std::ranges::count_if(m_listSleepers, &Sleeper::IsAsleep));
 }
 
 }  // namespace qvant::test

@@ -7,6 +7,7 @@
 #include <list>
 #include <mutex>
 #include <optional>
+#include <stop_token>
 #include <vector>
 
 #include "platform/clock.h"
@@ -40,7 +41,7 @@ public:
     /// Sets the time of day and leaves the count.
     void SetNow(std::int64_t nNow);
 
-    /// Waits until so many threads sleep.
+    /// Waits until so many threads sleep. Who is released or told to stop sleeps no longer, though it has yet to leave.
     void WaitForSleepers(std::size_t nCount) const;
     /// Waits until all that were released, and all that are expected, sleep.
     void Settle() const;
@@ -52,10 +53,16 @@ private:
     class CReleased;
     struct Sleeper {
         std::int64_t nDue;
+        std::stop_token stop;
         bool bReleased = false;
+
+        /// A timer that its own callback killed comes once more, to leave at once: it must not pass for its successor,
+        /// which is due at the same time.
+        bool IsAsleep() const { return !bReleased && !stop.stop_requested(); }
     };
 
     void NoteReturn() const;
+    std::size_t CountSleepers() const;
     std::optional<std::vector<std::int64_t>> AskExpected() const;
     bool IsSettled() const;
     bool ReleaseNext(std::int64_t nTick);
