@@ -29,12 +29,49 @@ if(QV_FUZZ)
     add_compile_options(-fsanitize=fuzzer-no-link)
 endif()
 
+# qv_share_headers(KIND HEADERS <headers> OPTIONS <options> USES <libraries>): reads headers ahead, once for all targets of a
+# kind: library, program or test. They must be compiled alike.
+function(qv_share_headers kind)
+    cmake_parse_arguments(ARG "" "" "HEADERS;OPTIONS;USES" ${ARGN})
+    if(kind STREQUAL library)
+        add_library(qv_headers_${kind} OBJECT ${PROJECT_SOURCE_DIR}/cmake/headers.cpp)
+    else()
+        add_executable(qv_headers_${kind} ${PROJECT_SOURCE_DIR}/cmake/headers.cpp)
+    endif()
+    target_link_libraries(qv_headers_${kind} PRIVATE ${ARG_USES} qv_options)
+    target_compile_options(qv_headers_${kind} PRIVATE ${ARG_OPTIONS})
+    target_precompile_headers(qv_headers_${kind} PRIVATE ${ARG_HEADERS})
+endfunction()
+
+# qv_take_headers(TARGET KIND): gives a target the headers of its kind, if they were read ahead.
+function(qv_take_headers target kind)
+    if(TARGET qv_headers_${kind})
+        target_precompile_headers(${target} REUSE_FROM qv_headers_${kind})
+    endif()
+endfunction()
+
+# What ships takes them under the sanitizers alone: elsewhere each file shows that it includes what it uses.
+set(QV_STANDARD_HEADERS <algorithm> <array> <atomic> <charconv> <chrono> <condition_variable> <cstdint> <deque> <filesystem>
+    <functional> <iostream> <list> <map> <memory> <mutex> <optional> <set> <span> <sstream> <stop_token> <string>
+    <string_view> <thread> <tuple> <unordered_map> <unordered_set> <utility> <variant> <vector>)
+if(QV_SANITIZE)
+    qv_share_headers(library HEADERS ${QV_STANDARD_HEADERS})
+    qv_share_headers(program HEADERS ${QV_STANDARD_HEADERS})
+endif()
+# The code under test is optimised, the tests themselves needn't be: that and the headers take half of the time off them.
+set(QV_TEST_OPTIONS -O0)
+if(QV_TESTS)
+    qv_share_headers(test HEADERS ${QV_STANDARD_HEADERS} <fstream> <future> <gmock/gmock.h> <gtest/gtest.h>
+        OPTIONS ${QV_TEST_OPTIONS} USES GTest::gmock)
+endif()
+
 # qv_layer(NAME <sources> USES <layers and libraries>): one layer of src/, a static library.
 function(qv_layer name)
     cmake_parse_arguments(ARG "" "" "USES" ${ARGN})
     add_library(${name} STATIC ${ARG_UNPARSED_ARGUMENTS})
     target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/include)
     target_link_libraries(${name} PUBLIC ${ARG_USES} PRIVATE qv_options)
+    qv_take_headers(${name} library)
 endfunction()
 
 # qv_module(NAME <sources> EXPORTS <file> USES <layers>): a shared library that exports what its map file names.
@@ -43,6 +80,7 @@ function(qv_module name)
     add_library(${name} SHARED ${ARG_UNPARSED_ARGUMENTS})
     target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/include)
     target_link_libraries(${name} PRIVATE ${ARG_USES} qv_options)
+    qv_take_headers(${name} library)
     target_link_options(${name} PRIVATE
         -Wl,--version-script=${CMAKE_CURRENT_SOURCE_DIR}/${ARG_EXPORTS} -Wl,--exclude-libs,ALL)
     if(NOT QV_SANITIZE)
@@ -57,12 +95,8 @@ function(qv_test name)
     add_executable(${name} ${ARG_UNPARSED_ARGUMENTS})
     target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
     target_link_libraries(${name} PRIVATE ${ARG_USES} qv_options GTest::gmock GTest::gtest_main)
-    # Under a sanitizer the code under test is optimised, the tests themselves needn't be: that and headers read once for
-    # each program take more than half of the time off their build. (g++ warns of what isn't there in such headers.)
-    if(QV_SANITIZE)
-        target_compile_options(${name} PRIVATE -O0 -gline-tables-only)
-        target_precompile_headers(${name} PRIVATE <gmock/gmock.h> <gtest/gtest.h>)
-    endif()
+    qv_take_headers(${name} test)
+    target_compile_options(${name} PRIVATE ${QV_TEST_OPTIONS})
     if(NOT ARG_TIMEOUT)
         set(ARG_TIMEOUT 120)
     endif()

@@ -1,0 +1,2 @@
+// The file of the targets whose headers are read ahead.
+int main() { return 0; }
