@@ -62,11 +62,16 @@ inline bool NarrowAscii(const char16_t* pIn, std::size_t nCount, char* pOut) {
 
 Text Widen(std::string_view strUtf8) {
     Text strResult;
-    strResult.resize(strUtf8.size());
-    bool bBroken = false;
-    const char16_t* pEnd = WidenInto(strUtf8, strResult.data(), bBroken);
-    strResult.resize(static_cast<std::size_t>(pEnd - strResult.data()));
+    AppendWidened(strResult, strUtf8);
     return strResult;
+}
+
+void AppendWidened(Text& strText, std::string_view strUtf8) {
+    const std::size_t nBefore = strText.size();
+    strText.resize(nBefore + strUtf8.size());
+    bool bBroken = false;
+    const char16_t* pEnd = WidenInto(strUtf8, strText.data() + nBefore, bBroken);
+    strText.resize(static_cast<std::size_t>(pEnd - strText.data()));
 }
 
 std::optional<std::size_t> WidenStrict(std::string_view strUtf8, char16_t* pOut) {

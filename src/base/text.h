@@ -23,6 +23,9 @@ struct TextHash {
 /// UTF-8 to wide text. Bytes that aren't UTF-8 become U+FFFD, one for each broken sequence.
 Text Widen(std::string_view strUtf8);
 
+/// The same, behind what the text holds already.
+void AppendWidened(Text& strText, std::string_view strUtf8);
+
 /// UTF-8 to wide text in the caller's memory, which has room for a unit for each byte.
 /// @return the number of units; nothing when the bytes aren't UTF-8
 std::optional<std::size_t> WidenStrict(std::string_view strUtf8, char16_t* pOut);

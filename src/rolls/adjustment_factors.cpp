@@ -142,19 +142,24 @@ void CAdjustmentFactors::SaveCQYZData(const Text& strSymbol, HistoryText text) {
         CVariant empty;
         return SendInfo(strSymbol, INFO_NOTHING, empty);
     }
-    const Text strData = EnrichFactors(std::move(text), IsRescaled(strSymbol));
+    const Text strBefore = Concatenate({u"SaveCQYZData. strSymbol=", strSymbol, u", strData2="});
+    Text strLine = EnrichFactors(std::move(text), IsRescaled(strSymbol), strBefore);
     if (platform::StopRequested()) return;
+    if (strLine.empty()) strLine = strBefore;
+    const std::size_t nData = strLine.size() - strBefore.size();
+    strLine.push_back(u'.');
     m_mapCQYZState.SetAt(strSymbol, STATE_SAVED);
     m_mapCQYZTime.SetAt(strSymbol, ClockNowUtc(m_parts.clock));
     Signal(strSymbol);
-    m_parts.host.LogMessage(Concatenate({u"SaveCQYZData. strSymbol=", strSymbol, u", strData2=", strData, u"."}));
+    m_parts.host.LogMessage(strLine);
+    const TextView strData = TextView(strLine).substr(strBefore.size(), nData);
     WriteTable(strSymbol, strData);
     NoteReset(strSymbol);
-    CVariant data{TextView(strData)};
+    CVariant data(strData);
     SendInfo(strSymbol, INFO_SAVED, data);
 }
 
-void CAdjustmentFactors::WriteTable(const Text& strSymbol, const Text& strData) {
+void CAdjustmentFactors::WriteTable(const Text& strSymbol, TextView strData) {
     CBaseData* const pTable = m_calls.getTable();
     if (!pTable) return;
     CTransaction transaction(*pTable);

@@ -80,7 +80,7 @@ private:
 
     bool QueryCQYZ(const Text& strSymbol);
     void SaveCQYZData(const Text& strSymbol, HistoryText text);
-    void WriteTable(const Text& strSymbol, const Text& strData);
+    void WriteTable(const Text& strSymbol, TextView strData);
     void NoteReset(const Text& strSymbol);
     void AnswerFromTable(const Text& strSymbol);
     std::vector<Text> FindExpired();

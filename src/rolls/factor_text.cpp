@@ -7,6 +7,7 @@
 #include <limits>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "model/json_document.h"
 #include "platform/stop.h"
@@ -65,8 +66,10 @@ private:
 class CEnrichment {
 public:
     /// @param strJson  ends in a NUL
-    CEnrichment(std::string_view strJson, bool bRescale) : m_psz(strJson.data()), m_pKept(m_psz), m_bRescale(bRescale) {
-        m_strOut.reserve(strJson.size() * 3 / 2);
+    CEnrichment(std::string_view strJson, bool bRescale, TextView strBefore)
+        : m_psz(strJson.data()), m_pKept(m_psz), m_bRescale(bRescale) {
+        m_strOut.reserve(strBefore.size() + strJson.size() * 3 / 2);
+        m_strOut.append(strBefore);
     }
 
     /// @return false for a text that isn't JSON, and when a stop comes first
@@ -77,7 +80,7 @@ public:
         Flush();
         return true;
     }
-    const std::string& GetJson() const { return m_strOut; }
+    Text TakeText() { return std::move(m_strOut); }
 
 private:
     static constexpr std::uint32_t OBJECTS_AT_A_TIME = 1024;
@@ -184,14 +187,15 @@ private:
             if (std::isfinite(dScaled)) m_value.SetDouble(dScaled);
         }
         Flush();
-        AppendJsonValue(m_strOut, m_value);
+        AppendWidened(m_strOut, WriteJsonValue(m_value));
         m_pKept = m_psz += token.strText.size();
         return true;
     }
 
     void AppendUtc(const CElement& element, bool bAlone) {
         Flush();
-        m_strOut.append(bAlone ? "\"odt_utc\":" : ",\"odt_utc\":").append(std::to_string(element.GetUtc()));
+        m_strOut.append(bAlone ? u"\"odt_utc\":" : u",\"odt_utc\":");
+        AppendWidened(m_strOut, std::to_string(element.GetUtc()));
     }
 
     void SkipBlanks() {
@@ -202,9 +206,9 @@ private:
     }
     static bool IsBlank(char ch) { return ch == ' ' || ch == '\n' || ch == '\r' || ch == '\t'; }
 
-    /// Writes what was read and not written yet.
+    /// Writes what was read and not written yet. It ends at a token's end, never within a sequence of bytes.
     void Flush() {
-        m_strOut.append(m_pKept, static_cast<std::size_t>(m_psz - m_pKept));
+        AppendWidened(m_strOut, {m_pKept, static_cast<std::size_t>(m_psz - m_pKept)});
         m_pKept = m_psz;
     }
 
@@ -232,7 +236,7 @@ private:
     const char* m_psz;    ///< what is read next
     const char* m_pKept;  ///< what is written next
     const bool m_bRescale;
-    std::string m_strOut;
+    Text m_strOut;
     rapidjson::Document m_value;  ///< the last token that RapidJSON has read
     int m_nDepth = 0;
     std::uint32_t m_nObjects = 0;  ///< those that were read to their end
@@ -241,12 +245,10 @@ private:
 
 }  // namespace
 
-Text EnrichFactors(HistoryText text, bool bRescale) {
+Text EnrichFactors(HistoryText text, bool bRescale, TextView strBefore) {
     if (text.strUtf8.empty()) return {};
-    CEnrichment enrichment(text.strUtf8, bRescale);
-    if (!enrichment.Run()) return {};
-    text.pMemory.reset();
-    return Widen(enrichment.GetJson());
+    CEnrichment enrichment(text.strUtf8, bRescale, strBefore);
+    return enrichment.Run() ? enrichment.TakeText() : Text();
 }
 
 }  // namespace qvant

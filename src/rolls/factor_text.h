@@ -15,10 +15,11 @@ inline constexpr double FACTOR_SCALE = 1e6;
 /// elements that are no objects and texts without such an array too.
 ///
 /// Of several members of one name the first counts. Needs memory for a few times the text's length, whatever it holds.
-/// @param text      the bytes in UTF-8; broken sequences become U+FFFD
-/// @param bRescale  multiplies each "sxd" that is a double, unless the product would be too large for one
+/// @param text       the bytes in UTF-8; broken sequences become U+FFFD
+/// @param bRescale   multiplies each "sxd" that is a double, unless the product would be too large for one
+/// @param strBefore  what the result is to begin with: a line that holds the JSON needs no copy of it
 /// @return empty for a text that isn't JSON or is nested deeper than `JSON_DEEPEST`, and when the calling thread is
 ///         told to stop
-Text EnrichFactors(HistoryText text, bool bRescale);
+Text EnrichFactors(HistoryText text, bool bRescale, TextView strBefore = {});
 
 }  // namespace qvant

@@ -110,11 +110,11 @@ bool ReadJsonToken(const JsonToken& token, rapidjson::Document& value) {
     return !value.IsDouble() || (std::isfinite(value.GetDouble()) && (!MayBeHuge(strText) || IsFinite(strText)));
 }
 
-void AppendJsonValue(std::string& strJson, const rapidjson::Value& value) {
+std::string WriteJsonValue(const rapidjson::Value& value) {
     rapidjson::StringBuffer buffer;
     rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);
     value.Accept(writer);
-    strJson.append(buffer.GetString(), buffer.GetSize());
+    return {buffer.GetString(), buffer.GetSize()};
 }
 
 }  // namespace qvant

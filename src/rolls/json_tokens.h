@@ -27,7 +27,7 @@ JsonToken FindJsonNumber(const char* pszText);
 /// @return false for an escape that isn't JSON, and for a number that no double can hold
 bool ReadJsonToken(const JsonToken& token, rapidjson::Document& value);
 
-/// Appends a value as compact JSON.
-void AppendJsonValue(std::string& strJson, const rapidjson::Value& value);
+/// A value as compact JSON.
+std::string WriteJsonValue(const rapidjson::Value& value);
 
 }  // namespace qvant

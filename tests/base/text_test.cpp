@@ -21,6 +21,13 @@ TEST(Widen, PutsOneReplacementForEachBrokenSequence) {
     EXPECT_EQ(Widen("\x80\x80"), u"\uFFFD\uFFFD");
 }
 
+TEST(AppendWidened, KeepsWhatIsThere) {
+    Text strText = u"\u53F0:";
+    AppendWidened(strText, "a\xFF\xE5\x8F\xB0");
+    AppendWidened(strText, "");
+    EXPECT_EQ(strText, u"\u53F0:a\uFFFD\u53F0");
+}
+
 TEST(Widen, RefusesSurrogatesAndOverlongForms) {
     EXPECT_EQ(Widen("\xED\xA0\x80").find_first_not_of(u'\uFFFD'), Text::npos);
     EXPECT_EQ(Widen("\xC0\xAF").find_first_not_of(u'\uFFFD'), Text::npos);

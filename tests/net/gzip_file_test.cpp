@@ -55,6 +55,16 @@ TEST_F(GzipFile, OfNothingGivesNullAndIsRemoved) {
     EXPECT_TRUE(m_folder.ListNames().empty());
 }
 
+TEST_F(GzipFile, IsReadToItsEndWhateverItsLastBytesSayOfItsLength) {
+    const std::string strLong(100'000, 'z');
+    m_folder.Write("members.gz", Gzip(m_folder, strLong) + Gzip(m_folder, strLong) + Gzip(m_folder, "tail"));
+    EXPECT_EQ(Read(m_folder.GetPath() + "/members.gz"), strLong + strLong + "tail") << "the last member's length is 4";
+    m_folder.Write("plain.gz", strLong + "\x01\x02\x03\x04");
+    EXPECT_EQ(Read(m_folder.GetPath() + "/plain.gz"), strLong + "\x01\x02\x03\x04");
+    m_folder.Write("short.gz", "abc");
+    EXPECT_EQ(Read(m_folder.GetPath() + "/short.gz"), "abc");
+}
+
 TEST_F(GzipFile, MayHoldAsMuchAsIsAllowedAndCountsAsBrokenWithAByteMore) {
     m_folder.Write("a.gz", GzipOfOneLetter(GUNZIP_MOST));
     ASSERT_TRUE(ReadGzipFile(Widen(m_folder.GetPath() + "/a.gz"), m_nLength));
