@@ -2,6 +2,7 @@
 
 #include "base/format.h"
 #include "rolls/user_hot_months_fixture.h"
+#include "support/sanitizers.h"
 
 namespace qvant::test {
 
@@ -97,11 +98,10 @@ TEST_F(BadDefinitionsTest, ALineBeyondAnyLengthIsNoLine) {
 }
 
 TEST_F(BadDefinitionsTest, AMillionLinesAreReadInOneGo) {
-    constexpr int LINES = 1'000'000;
     std::string strLines = "timezone=UTC\n";
-    for (int i = 0; i < LINES; ++i) strLines += "2030" + std::to_string(1000 + i % 9000) + "->202003\n";
+    for (int i = 0; i < A_MILLION; ++i) strLines += "2030" + std::to_string(1000 + i % 9000) + "->202003\n";
     const std::string strCompanion = LoadLines(strLines);
-    EXPECT_EQ(std::count(strCompanion.begin(), strCompanion.end(), '\n'), LINES - 1);
+    EXPECT_EQ(std::count(strCompanion.begin(), strCompanion.end(), '\n'), A_MILLION - 1);
     EXPECT_TRUE(strCompanion.starts_with("20301000000000->\n20301001000000->\n"));
     SetClock(20309999, 0);
     m_series.OnClock();
@@ -109,12 +109,11 @@ TEST_F(BadDefinitionsTest, AMillionLinesAreReadInOneGo) {
 }
 
 TEST_F(BadDefinitionsTest, AMillionRollsThatHaveComeAreAskedForContractByContract) {
-    constexpr int LINES = 1'000'000;
     std::string strLines = "timezone=UTC\n";
-    for (int i = 0; i < LINES; ++i) strLines += "20200306->" + std::to_string(202001 + i % 12) + "\n";
+    for (int i = 0; i < A_MILLION; ++i) strLines += "20200306->" + std::to_string(202001 + i % 12) + "\n";
     m_servers.Append(CRollServers::List::History, u"http://127.0.0.1:1/History.do?");
     const std::string strCompanion = LoadLines(strLines);
-    EXPECT_EQ(std::count(strCompanion.begin(), strCompanion.end(), '\n'), LINES - 1);
+    EXPECT_EQ(std::count(strCompanion.begin(), strCompanion.end(), '\n'), A_MILLION - 1);
     EXPECT_THAT(GetTold(), ElementsAre(MINE));
     const auto arLog = m_host.GetLog();
     EXPECT_EQ(std::count_if(arLog.begin(), arLog.end(),

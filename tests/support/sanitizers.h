@@ -15,4 +15,19 @@ inline constexpr bool UNDER_THREAD_SANITIZER = true;
 inline constexpr bool UNDER_THREAD_SANITIZER = false;
 #endif
 
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define QV_ADDRESS_SANITIZER
+#endif
+#endif
+
+#if defined(QV_ADDRESS_SANITIZER) || defined(__SANITIZE_ADDRESS__)
+inline constexpr bool UNDER_ADDRESS_SANITIZER = true;
+#else
+inline constexpr bool UNDER_ADDRESS_SANITIZER = false;
+#endif
+
+/// What tests of a size call a million: under a sanitizer, where each step takes many times as long, a tenth of it.
+inline constexpr int A_MILLION = UNDER_THREAD_SANITIZER || UNDER_ADDRESS_SANITIZER ? 100'000 : 1'000'000;
+
 }  // namespace qvant::test

@@ -39,6 +39,15 @@ int OpenFile(const std::string& strPath, int nFlags, mode_t nMode) {
     }
 }
 
+int OpenToRead(const std::string& strPath, struct stat& status) {
+    const int nDescriptor = OpenFile(strPath, O_RDONLY | O_NONBLOCK);
+    if (nDescriptor < 0) return nDescriptor;
+    if (fstat(nDescriptor, &status) == 0 && !S_ISDIR(status.st_mode)) return nDescriptor;
+    close(nDescriptor);
+    errno = EISDIR;
+    return -1;
+}
+
 bool WriteAll(int nDescriptor, std::string_view strBytes) {
     while (!strBytes.empty()) {
         const ssize_t nWritten = write(nDescriptor, strBytes.data(), strBytes.size());

@@ -5,6 +5,7 @@
 #include <string_view>
 #include <utility>
 
+#include <sys/stat.h>
 #include <sys/types.h>
 
 #include "base/text.h"
@@ -38,6 +39,11 @@ private:
 
 /// Opens a file that no child process inherits. @return below 0 on failure
 int OpenFile(const std::string& strPath, int nFlags, mode_t nMode = 0);
+
+/// Opens for reading what isn't a folder. A pipe without a writer doesn't hold up the caller.
+/// @param status  out: what the system tells of it
+/// @return below 0 on failure, which `errno` tells
+int OpenToRead(const std::string& strPath, struct stat& status);
 
 /// Writes all of it. @return false on failure, which `errno` tells
 bool WriteAll(int nDescriptor, std::string_view strBytes);

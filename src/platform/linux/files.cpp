@@ -13,7 +13,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "platform/large_pages.h"
 #include "platform/linux/file_calls.h"
 
 namespace qvant::platform {
@@ -23,35 +22,9 @@ namespace {
 constexpr mode_t USER_FILE = 0600;
 constexpr mode_t USER_FOLDER = 0700;
 
-/// Opens for reading what isn't a folder. A pipe without a writer doesn't hold up the caller.
-int OpenToRead(const std::string& strPath, struct stat& status) {
-    const int nDescriptor = OpenFile(strPath, O_RDONLY | O_NONBLOCK);
-    if (nDescriptor < 0) return nDescriptor;
-    if (fstat(nDescriptor, &status) == 0 && !S_ISDIR(status.st_mode)) return nDescriptor;
-    close(nDescriptor);
-    errno = EISDIR;
-    return -1;
-}
-
 /// Writes, flushes and closes a new file.
 bool WriteAndClose(CDescriptor& file, std::string_view strBytes) {
     return WriteAll(file.Get(), strBytes) && FlushFile(file.Get()) && file.Close();
-}
-
-/// Appends the rest of the file, as far as it can be read.
-bool ReadAll(int nDescriptor, std::string& strBytes) {
-    constexpr std::size_t LEAST_ROOM = 4'096;
-    std::size_t nSize = 0;
-    for (;;) {
-        if (strBytes.size() - nSize < LEAST_ROOM) strBytes.resize(std::max(strBytes.size() * 2, nSize + LEAST_ROOM));
-        const ssize_t nRead = read(nDescriptor, strBytes.data() + nSize, strBytes.size() - nSize);
-        if (nRead < 0 && errno == EINTR) continue;
-        if (nRead < 0) return false;
-        nSize += static_cast<std::size_t>(nRead);
-        if (nRead > 0) continue;
-        strBytes.resize(nSize);
-        return true;
-    }
 }
 
 /// Tells those who ask as well that the file is being written or read; where the file system has no locks, nobody is
@@ -110,19 +83,6 @@ bool FileExists(TextView strPath) {
 std::optional<std::int64_t> GetLastWriteTime(TextView strPath) {
     struct stat status {};
     if (stat(ToPath(strPath).c_str(), &status) == 0) return status.st_mtim.tv_sec;
-    NoteFileError(errno);
-    return std::nullopt;
-}
-
-std::optional<std::string> ReadWholeFile(TextView strPath) {
-    struct stat status {};
-    const CDescriptor file(OpenToRead(ToPath(strPath), status));
-    // One byte and the least room more than the file has, so that its end is met without growing.
-    const std::size_t nRoom = file.IsOpen() ? static_cast<std::size_t>(std::max<off_t>(status.st_size, 0)) + 4'097 : 0;
-    std::string strBytes;
-    ReserveLarge(strBytes, nRoom);
-    strBytes.resize(nRoom);
-    if (file.IsOpen() && ReadAll(file.Get(), strBytes)) return strBytes;
     NoteFileError(errno);
     return std::nullopt;
 }
