@@ -1,8 +1,9 @@
 /// The shared block that carries the pickers' name tree to the other modules.
 #pragma once
 
+#include <cstddef>
+#include <functional>
 #include <memory>
-#include <string_view>
 
 #include "platform/clock.h"
 #include "platform/shared_memory.h"
@@ -22,7 +23,9 @@ struct ContractListBlock {
 /// Makes a block of exactly the size of its content, under a name that isn't taken. Tries names until one is free or
 /// the calling thread is told to stop.
 /// @param pOwner  stands in the name, so that two services in one session differ
+/// @param nSize   of the content in bytes
+/// @param fill    writes the content to where it is to lie
 ContractListBlock MakeContractListBlock(IHost& host, const platform::IClock& clock, const void* pOwner,
-                                        std::string_view strContent);
+                                        std::size_t nSize, const std::function<void(char*)>& fill);
 
 }  // namespace qvant

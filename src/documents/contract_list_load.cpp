@@ -104,11 +104,13 @@ void CContractListDocument::GiveUp() {
 
 /// A block that couldn't be made is published all the same: readers find none, and know that there is no list.
 void CContractListDocument::PublishNames(Change& name) {
-    const std::string strArchive = ArchiveMap(m_parts.builder.m_mapContractListName);
-    ContractListBlock block = MakeContractListBlock(m_parts.host, m_parts.clock, this, strArchive);
+    const CTextMap& map = m_parts.builder.m_mapContractListName;
+    const std::size_t nSize = MeasureArchive(map);
+    ContractListBlock block = MakeContractListBlock(m_parts.host, m_parts.clock, this, nSize,
+                                                    [&map](char* pBytes) { WriteArchive(map, pBytes); });
     if (name) {
         name->SetValue(u"ContractListName", block.strName);
-        name->SetNumber(u"ContractListNameLen", static_cast<std::int32_t>(strArchive.size()));
+        name->SetNumber(u"ContractListNameLen", static_cast<std::int32_t>(nSize));
         name->Commit();
     }
     if (m_hContractListMapping) RetireBlock();  // of a load that a failure broke off behind this point

@@ -2,9 +2,9 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <string>
-#include <string_view>
 
 #include "base/text.h"
 
@@ -28,10 +28,10 @@ public:
     CSharedMemory(const CSharedMemory&) = delete;
     CSharedMemory& operator=(const CSharedMemory&) = delete;
 
-    /// Maps the block, copies the bytes to its start and unmaps it.
-    /// @param strBytes  at most as many as the block has
-    /// @return 0, or the system's number
-    int Write(std::string_view strBytes) const;
+    /// Maps the block, has its bytes written, and unmaps it.
+    /// @param fill  gets the block's first byte
+    /// @return 0, or the system's number; nothing was written then
+    int Fill(const std::function<void(char*)>& fill) const;
 
 private:
     CSharedMemory(std::string strPath, std::size_t nSize, int nDescriptor)

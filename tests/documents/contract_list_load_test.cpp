@@ -1,9 +1,9 @@
 #include <fstream>
 #include <random>
 
+#include "archive_of_map.h"
 #include "base/format.h"
 #include "contract_list_fixture.h"
-#include "documents/text_archive.h"
 #include "store/scripted_table.h"
 #include "store/string_argument.h"
 #include "support/limits.h"

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "archive_of_map.h"
+
 namespace qvant::test {
 
 using namespace std::string_literals;

@@ -1,7 +1,6 @@
 #include "platform/shared_memory.h"
 
 #include <cerrno>
-#include <cstring>
 #include <limits>
 
 #include <dirent.h>
@@ -87,11 +86,10 @@ void RemoveStaleSharedMemory(TextView strNameStart) {
     }
 }
 
-int CSharedMemory::Write(std::string_view strBytes) const {
-    if (strBytes.size() > m_nSize) return EINVAL;
+int CSharedMemory::Fill(const std::function<void(char*)>& fill) const {
     void* pView = mmap(nullptr, m_nSize, PROT_READ | PROT_WRITE, MAP_SHARED, m_nDescriptor, 0);
     if (pView == MAP_FAILED) return errno;
-    if (!strBytes.empty()) std::memcpy(pView, strBytes.data(), strBytes.size());
+    fill(static_cast<char*>(pView));
     munmap(pView, m_nSize);
     return 0;
 }
