@@ -28,7 +28,8 @@ CContractRecorder::CContractRecorder(const ContractBuilderParts& parts, const Co
       m_nearMonths(results.nearMonths),
       m_cffex(results.cffex),
       m_pHotMonth(results.pHotMonth),
-      m_names{parts.lists.m_mapSecurityName, parts.lists.m_mapOptionSetPriAdj, parts.localExchanges.Get(), parts.words},
+      m_names{CTextFinder(parts.lists.m_mapSecurityName), parts.lists.m_mapOptionSetPriAdj, parts.localExchanges.Get(),
+              parts.words},
       m_bAddsNew(AddsNew(results.maps.m_listChangedClassification, strClassification)),
       m_strRowStart(Concatenate({strClassification, u"|"})) {}
 

@@ -5,7 +5,7 @@
 #include "model/contract_builder.h"
 #include "model/securities_parser.h"
 #include "model/stock_limits.h"
-#include "model/text_finder.h"
+#include "symbols/text_finder.h"
 #include "model/underlying_lists.h"
 
 namespace qvant {

@@ -116,7 +116,7 @@ Text FormatSymbolName(TextView strSymbol, TextView strLabel, const NameSources& 
     if (Contains(fields.strClass, u"2")) return FormatTwoLegName(strSymbol, sources);
     Text strBuffer;
     NameParts parts{fields, FindSecurityKey(strSymbol, fields, strBuffer), {}, strLabel};
-    const Text* pName = Find(sources.m_mapSecurityName, parts.strKey);
+    const Text* pName = sources.securityNames.Find(parts.strKey);
     if (!pName) return {};
     parts.strName = *pName;
     if (fields.strClass == u"S") {
@@ -129,11 +129,11 @@ Text FormatSymbolName(TextView strSymbol, TextView strLabel, const NameSources& 
 Text FormatTwoLegName(TextView strSymbol, const NameSources& sources) {
     TextView strSecond = strSymbol;
     const SymbolFields first = SplitSymbol(CutPiece(strSecond, u'^'));
-    const Text* pFirstName = Find(sources.m_mapSecurityName, MakeLegKey(first, first.strProduct));
+    const Text* pFirstName = sources.securityNames.Find(MakeLegKey(first, first.strProduct));
     if (!pFirstName) return {};
     int nPosition = 0;
     const TextView strProduct = NextTokenView(strSecond, u".", nPosition);
-    const Text* pSecondName = Find(sources.m_mapSecurityName, MakeLegKey(first, strProduct));
+    const Text* pSecondName = sources.securityNames.Find(MakeLegKey(first, strProduct));
     if (!pSecondName) return {};
     // Both legs of an option show the first leg's month, right and strike: the name tells the spread by its first leg.
     return Format(u"%s&%s", MakeLegLabel(first.strClass, *pFirstName, first.strRest, first.strRest),

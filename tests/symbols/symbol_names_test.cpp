@@ -12,10 +12,10 @@ namespace {
 class SymbolNames : public testing::Test {
 protected:
     Text Name(TextView strSymbol, TextView strLabel = {}) const {
-        return FormatSymbolName(strSymbol, strLabel, {m_mapNames, m_mapAdjustments, m_mapLocal, m_words});
+        return FormatSymbolName(strSymbol, strLabel, {CTextFinder(m_mapNames), m_mapAdjustments, m_mapLocal, m_words});
     }
     Text TwoLegName(TextView strSymbol) const {
-        return FormatTwoLegName(strSymbol, {m_mapNames, m_mapAdjustments, m_mapLocal, m_words});
+        return FormatTwoLegName(strSymbol, {CTextFinder(m_mapNames), m_mapAdjustments, m_mapLocal, m_words});
     }
 
     TextMap m_mapNames = {

@@ -1,4 +1,4 @@
-#include "model/text_finder.h"
+#include "symbols/text_finder.h"
 
 #include <gtest/gtest.h>
 
