@@ -15,6 +15,10 @@ set(CMAKE_INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR};$ORIGIN")
 
 add_library(qv_options INTERFACE)
 target_compile_options(qv_options INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion)
+if(CMAKE_CXX_COMPILER_ID STREQUAL Clang)
+    # What base/mutex.h says of the locks, their order included.
+    target_compile_options(qv_options INTERFACE -Wthread-safety -Wthread-safety-beta)
+endif()
 if(QV_WERROR)
     target_compile_options(qv_options INTERFACE -Werror)
 endif()

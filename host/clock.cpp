@@ -55,7 +55,7 @@ void CClock::StartTicking() {
 }
 
 void CClock::Tick(const std::stop_token& stop) {
-    std::unique_lock lock(m_mutex);
+    CLock lock(m_mutex);
     while (true) {
         m_condition.wait_until(lock, stop, CurrentSecond() + std::chrono::seconds(1), [] { return false; });
         if (stop.stop_requested()) return;

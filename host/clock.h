@@ -2,10 +2,10 @@
 #pragma once
 
 #include <condition_variable>
-#include <mutex>
 #include <optional>
 #include <thread>
 
+#include "base/mutex.h"
 #include "listing.h"
 #include "tables.h"
 
@@ -30,7 +30,7 @@ private:
     void Tick(const std::stop_token& stop);
 
     CTables& m_tables;
-    std::mutex m_mutex;
+    CMutex m_mutex;
     std::condition_variable_any m_condition;
     std::optional<std::jthread> m_thread;
 };

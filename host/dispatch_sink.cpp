@@ -1,7 +1,6 @@
 #include "dispatch_sink.h"
 
 #include <exception>
-#include <mutex>
 #include <new>
 
 #include "failure.h"
@@ -34,7 +33,7 @@ HRESULT CDispatchSink::Invoke(DISPID dispIdMember, REFIID riid, LCID, WORD wFlag
     if (!(wFlags & DISPATCH_METHOD)) return DISP_E_MEMBERNOTFOUND;
     if (!pDispParams) return E_POINTER;
     if (pVarResult) VariantInit(pVarResult);
-    const std::shared_lock lock(m_mutex);
+    const CSharedLock lock(m_mutex);
     if (m_bDetached) return E_UNEXPECTED;
     try {
         return OnCall(dispIdMember, CArguments(pDispParams), pVarResult);
@@ -51,7 +50,7 @@ const VARIANT& CDispatchSink::CArguments::operator[](UINT nIndex) const {
 }
 
 void CDispatchSink::Detach() {
-    const std::unique_lock lock(m_mutex);
+    const CLock lock(m_mutex);
     m_bDetached = true;
 }
 

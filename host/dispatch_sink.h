@@ -2,8 +2,8 @@
 #pragma once
 
 #include <atomic>
-#include <shared_mutex>
 
+#include "base/mutex.h"
 #include "com_ptr.h"
 
 namespace qvant::host {
@@ -48,8 +48,8 @@ protected:
 private:
     const IID m_iidEvents;
     std::atomic<ULONG> m_nReferences{1};
-    std::shared_mutex m_mutex;
-    bool m_bDetached = false;
+    CSharedMutex m_mutex;
+    bool m_bDetached QV_GUARDED_BY(m_mutex) = false;
 };
 
 /// A sink connected to a source of events; disconnected and detached with the object.

@@ -15,7 +15,7 @@ bool EventPattern::Matches(const Event& event) const {
 }
 
 void CEventLog::Add(std::string_view strKind, EventFields arFields) {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     const auto elapsed = std::chrono::steady_clock::now() - m_start;
     m_arEvents.push_back({strKind, ++m_nLast, std::chrono::duration_cast<std::chrono::milliseconds>(elapsed).count(),
                           std::move(arFields)});
@@ -31,16 +31,16 @@ std::optional<Event> CEventLog::Wait(const EventPattern& pattern, std::uint64_t 
 }
 
 std::uint64_t CEventLog::GetLast() const {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     return m_nLast;
 }
 
 std::optional<Event> CEventLog::Wait(const Accept& accept, std::uint64_t nAfter, std::chrono::milliseconds timeout,
                                      const std::stop_token& stop) {
-    std::unique_lock lock(m_mutex);
+    CLock lock(m_mutex);
     const Event* pFound = nullptr;
     m_added.wait_until(lock, stop, std::chrono::steady_clock::now() + timeout,
-                       [&] { return (pFound = FindFrom(accept, nAfter)) != nullptr; });
+                       [&]() QV_REQUIRES(m_mutex) { return (pFound = FindFrom(accept, nAfter)) != nullptr; });
     return pFound ? std::optional(*pFound) : std::nullopt;
 }
 

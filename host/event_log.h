@@ -5,10 +5,10 @@
 #include <condition_variable>
 #include <deque>
 #include <functional>
-#include <mutex>
 #include <optional>
 #include <stop_token>
 
+#include "base/mutex.h"
 #include "event.h"
 #include "output.h"
 
@@ -54,14 +54,14 @@ public:
     std::uint64_t GetLast() const;
 
 private:
-    const Event* FindFrom(const Accept& accept, std::uint64_t& nAfter) const;
+    const Event* FindFrom(const Accept& accept, std::uint64_t& nAfter) const QV_REQUIRES(m_mutex);
 
     IOutput& m_output;
     const std::chrono::steady_clock::time_point m_start = std::chrono::steady_clock::now();
-    mutable std::mutex m_mutex;
+    mutable CMutex m_mutex;
     std::condition_variable_any m_added;
-    std::deque<Event> m_arEvents;
-    std::uint64_t m_nLast = 0;
+    std::deque<Event> m_arEvents QV_GUARDED_BY(m_mutex);
+    std::uint64_t m_nLast QV_GUARDED_BY(m_mutex) = 0;
 };
 
 }  // namespace qvant::host

@@ -81,7 +81,7 @@ bool CFileLines::Fill() {
 }
 
 void CFileWriter::Write(std::string_view strLines) {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     while (!strLines.empty()) {
         if (WriteSome(m_nFile, strLines)) continue;
         m_stop.Request();

@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 
+#include "base/mutex.h"
 #include "output.h"
 #include "stop.h"
 
@@ -50,7 +51,7 @@ public:
 private:
     const int m_nFile;
     CStop& m_stop;
-    std::mutex m_mutex;
+    CMutex m_mutex;
 };
 
 }  // namespace qvant::host

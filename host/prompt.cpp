@@ -112,7 +112,7 @@ std::optional<std::string> CPrompt::Read() {
 }
 
 void CPrompt::SetEditing(bool bEditing) {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     m_bEditing = bEditing;
     Print(m_strPending);
     m_strPending.clear();
@@ -121,7 +121,7 @@ void CPrompt::SetEditing(bool bEditing) {
 }
 
 void CPrompt::Write(std::string_view strLines) {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     if (!m_bEditing) {
         Print(strLines);
         return;
@@ -131,7 +131,7 @@ void CPrompt::Write(std::string_view strLines) {
 }
 
 void CPrompt::SetProgress(Text strLine) {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     if (strLine == m_strProgress) return;
     m_strProgress = std::move(strLine);
     if (m_bEditing) Wake();
@@ -167,7 +167,7 @@ bool CPrompt::DecodeKey(char ch, wchar_t* pKey) {
 void CPrompt::ShowPending() {
     std::uint64_t nCount = 0;
     [[maybe_unused]] const auto nRead = read(m_nWake, &nCount, sizeof nCount);
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     ShowAbove(m_strPending);
     m_strPending.clear();
 }
@@ -202,7 +202,7 @@ unsigned char CPrompt::Complete() {
     if (!strRest.empty()) return el_insertstr(m_pEdit, strRest.c_str()) == 0 ? CC_REFRESH : CC_ERROR;
     std::string strList;
     for (const std::string& strCandidate : arCandidates) strList += strCandidate + '\n';
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     ShowAbove(strList);
     return CC_NORM;
 }

@@ -4,10 +4,10 @@
 #include <cwchar>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
+#include "base/mutex.h"
 #include "input.h"
 #include "refresh_progress.h"
 #include "words.h"
@@ -38,8 +38,8 @@ private:
     bool DecodeKey(char ch, wchar_t* pKey);
     unsigned char Complete();
     void ShowPending();
-    void ShowAbove(std::string_view strLines);
-    void ShowProgress();
+    void ShowAbove(std::string_view strLines) QV_REQUIRES(m_mutex);
+    void ShowProgress() QV_REQUIRES(m_mutex);
     void Wake();
     void SetEditing(bool bEditing);
     std::vector<std::string> GetCandidates(std::string_view strBefore) const;
@@ -51,11 +51,12 @@ private:
     int m_nWake = -1;
     std::mbstate_t m_partial{};  ///< of a character whose bytes haven't all come
 
-    std::mutex m_mutex;
-    bool m_bEditing = false;
-    std::string m_strPending;  ///< lines that wait for the host thread to show them above the prompt
-    Text m_strProgress;        ///< the line that stands right above the prompt
-    bool m_bProgress = false;  ///< there is one on the screen
+    CMutex m_mutex;
+    bool m_bEditing QV_GUARDED_BY(m_mutex) = false;
+    /// Lines that wait for the host thread to show them above the prompt.
+    std::string m_strPending QV_GUARDED_BY(m_mutex);
+    Text m_strProgress QV_GUARDED_BY(m_mutex);        ///< the line that stands right above the prompt
+    bool m_bProgress QV_GUARDED_BY(m_mutex) = false;  ///< there is one on the screen
 };
 
 }  // namespace qvant::host

@@ -31,7 +31,7 @@ void CRefreshProgress::ShowEvent(const Event& event) {
 
 void CRefreshProgress::Take(TextView strLine) {
     const auto idThread = std::this_thread::get_id();
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     if (const auto nTimer = CRefreshPass::FindTimer(strLine)) {
         if (m_mapCalls.size() >= MOST_CALLS) m_mapCalls.clear();
         m_mapCalls.erase(idThread);
@@ -56,8 +56,9 @@ void CRefreshProgress::Take(TextView strLine) {
 }
 
 void CRefreshProgress::Watch(const std::stop_token& stop, const std::function<RefreshState()>& readState) {
-    std::unique_lock lock(m_mutex);
-    while (m_changed.wait(lock, stop, [this] { return m_pass.has_value(); }) && !stop.stop_requested()) {
+    CLock lock(m_mutex);
+    while (m_changed.wait(lock, stop, [this]() QV_REQUIRES(m_mutex) { return m_pass.has_value(); }) &&
+           !stop.stop_requested()) {
         const std::uint64_t nPass = m_nPass;
         lock.unlock();
         std::optional<RefreshState> state;
@@ -72,7 +73,9 @@ void CRefreshProgress::Watch(const std::stop_token& stop, const std::function<Re
         } else if (m_pass && m_nPass == nPass) {
             Look(*state);
         }
-        if (m_pass) m_changed.wait_for(lock, stop, INTERVAL, [this] { return std::exchange(m_bNews, false); });
+        if (m_pass)
+            m_changed.wait_for(lock, stop, INTERVAL,
+                               [this]() QV_REQUIRES(m_mutex) { return std::exchange(m_bNews, false); });
     }
 }
 

@@ -5,10 +5,10 @@
 #include <cstdint>
 #include <functional>
 #include <map>
-#include <mutex>
 #include <optional>
 #include <thread>
 
+#include "base/mutex.h"
 #include "output.h"
 #include "refresh_pass.h"
 #include "service_state.h"
@@ -53,19 +53,20 @@ private:
 
     void Take(TextView strLine);
     void Watch(const std::stop_token& stop, const std::function<RefreshState()>& readState);
-    void Look(const RefreshState& state);
-    void End(const Text& strDuration);
+    void Look(const RefreshState& state) QV_REQUIRES(m_mutex);
+    void End(const Text& strDuration) QV_REQUIRES(m_mutex);
 
     IOutput& m_output;
     ILineWriter& m_writer;
     IProgressLine& m_line;
-    std::mutex m_mutex;  ///< guards all below
+    CMutex m_mutex;
     std::condition_variable_any m_changed;
-    std::map<std::thread::id, CRefreshPass> m_mapCalls;  ///< timers that have called, and no pass has come of it yet
-    std::thread::id m_idThread;                          ///< of the pass
-    std::optional<Pass> m_pass;                          ///< the one that runs; there is one at a time
-    std::uint64_t m_nPass = 0;                           ///< counts them
-    bool m_bNews = false;                                ///< a line of it has come
+    /// Timers that have called, and no pass has come of it yet.
+    std::map<std::thread::id, CRefreshPass> m_mapCalls QV_GUARDED_BY(m_mutex);
+    std::thread::id m_idThread QV_GUARDED_BY(m_mutex);  ///< of the pass
+    std::optional<Pass> m_pass QV_GUARDED_BY(m_mutex);  ///< the one that runs; there is one at a time
+    std::uint64_t m_nPass QV_GUARDED_BY(m_mutex) = 0;   ///< counts them
+    bool m_bNews QV_GUARDED_BY(m_mutex) = false;        ///< a line of it has come
 };
 
 }  // namespace qvant::host

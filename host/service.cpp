@@ -5,6 +5,7 @@
 #include <dlfcn.h>
 #include <pthread.h>
 
+#include "base/mutex.h"
 #include "failure.h"
 
 namespace qvant::host {
@@ -103,7 +104,7 @@ public:
     /// Waits until `act` is done, if it has begun.
     ~COnStop() {
         {
-            const std::lock_guard lock(m_mutex);
+            const CLock lock(m_mutex);
             m_bOver = true;
         }
         m_over.notify_all();
@@ -113,13 +114,13 @@ public:
 private:
     /// @return false when the object ended first
     bool WaitFor(const std::stop_token& stop) {
-        std::unique_lock lock(m_mutex);
-        return !m_over.wait(lock, stop, [this] { return m_bOver; });
+        CLock lock(m_mutex);
+        return !m_over.wait(lock, stop, [this]() QV_REQUIRES(m_mutex) { return m_bOver; });
     }
 
-    std::mutex m_mutex;
+    CMutex m_mutex;
     std::condition_variable_any m_over;
-    bool m_bOver = false;
+    bool m_bOver QV_GUARDED_BY(m_mutex) = false;
     std::thread m_thread;
 };
 

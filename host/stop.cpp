@@ -41,7 +41,7 @@ CStop::CStop()
 CStop::~CStop() { close(m_nFile); }
 
 bool CStop::Sleep(std::chrono::milliseconds duration) {
-    std::unique_lock lock(m_mutex);
+    CLock lock(m_mutex);
     m_condition.wait_until(lock, GetToken(), std::chrono::steady_clock::now() + duration, [] { return false; });
     return !IsRequested();
 }

@@ -3,9 +3,10 @@
 
 #include <chrono>
 #include <condition_variable>
-#include <mutex>
 #include <stop_token>
 #include <thread>
+
+#include "base/mutex.h"
 
 namespace qvant::host {
 
@@ -36,7 +37,7 @@ private:
     const int m_nFile;
     std::stop_source m_source;
     std::stop_callback<Signal> m_callback;
-    std::mutex m_mutex;
+    CMutex m_mutex;
     std::condition_variable_any m_condition;
 };
 

@@ -34,7 +34,7 @@ void CTables::MakeStartTables() {
 }
 
 CStoreTable CTables::Make(TextView strName) {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     if (const auto it = m_mapTables.find(strName); it != m_mapTables.end()) return it->second.table;
     CStoreTable table = CStoreTable::Create();
     if (strName == STORAGE_TABLE) Persist(table);
@@ -43,13 +43,13 @@ CStoreTable CTables::Make(TextView strName) {
 }
 
 DWORD CTables::GetCookie(TextView strName) const {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     const auto it = m_mapTables.find(strName);
     return it == m_mapTables.end() ? 0 : it->second.dwCookie;
 }
 
 bool CTables::Drop(TextView strName) {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     const auto it = m_mapTables.find(strName);
     if (it == m_mapTables.end()) return false;
     CStoreTable::Revoke(it->second.dwCookie);
@@ -58,7 +58,7 @@ bool CTables::Drop(TextView strName) {
 }
 
 std::vector<Text> CTables::GetNames() const {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     std::vector<Text> arNames;
     arNames.reserve(m_mapTables.size());
     for (const auto& [strName, entry] : m_mapTables) arNames.push_back(strName);
@@ -66,7 +66,7 @@ std::vector<Text> CTables::GetNames() const {
 }
 
 std::optional<CStoreTable> CTables::Find(TextView strName) const {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     const auto it = m_mapTables.find(strName);
     return it == m_mapTables.end() ? std::nullopt : std::optional(it->second.table);
 }

@@ -3,10 +3,10 @@
 
 #include <filesystem>
 #include <map>
-#include <mutex>
 #include <optional>
 #include <vector>
 
+#include "base/mutex.h"
 #include "store_table.h"
 
 namespace qvant::host {
@@ -62,8 +62,8 @@ private:
     void Persist(const CStoreTable& table) const;
 
     const std::filesystem::path m_pathStorage;
-    mutable std::mutex m_mutex;
-    std::map<Text, Entry, std::less<>> m_mapTables;
+    mutable CMutex m_mutex;
+    std::map<Text, Entry, std::less<>> m_mapTables QV_GUARDED_BY(m_mutex);
 };
 
 }  // namespace qvant::host

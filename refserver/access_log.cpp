@@ -41,13 +41,13 @@ void CAccessLog::WriteRequest(const AccessRecord& record) {
                           std::to_string(record.nStatus) + " " + std::to_string(record.nBodyBytes) +
                           (record.bGzip ? " gzip " : " plain ") + std::to_string(record.duration.count()) + "ms";
     if (!record.faults.empty()) strLine.append(" fault=").append(record.faults);
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     WriteLine(stdout, strLine + "\n");
 }
 
 void CAccessLog::WriteNote(std::string_view text) {
     const std::string strLine = TimeStamp() + " " + std::string(text) + "\n";
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     WriteLine(stderr, strLine);
 }
 

@@ -3,9 +3,10 @@
 
 #include <chrono>
 #include <cstddef>
-#include <mutex>
 #include <string>
 #include <string_view>
+
+#include "base/mutex.h"
 
 namespace qvant::refserver {
 
@@ -27,7 +28,7 @@ public:
     void WriteNote(std::string_view text);
 
 private:
-    std::mutex m_mutex;
+    CMutex m_mutex;
 };
 
 }  // namespace qvant::refserver

@@ -161,12 +161,12 @@ std::vector<Fault> ParseFaults(std::string_view json) {
 }
 
 void CFaultList::Replace(std::vector<Fault> arFaults) {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     m_arFaults = std::move(arFaults);
 }
 
 FaultPlan CFaultList::Take(std::string_view path) {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     FaultPlan plan;
     for (auto& fault : m_arFaults) {
         if (path.find(fault.strMatch) == std::string_view::npos || fault.nTimes == 0U) continue;
@@ -177,7 +177,7 @@ FaultPlan CFaultList::Take(std::string_view path) {
 }
 
 std::string CFaultList::ToJson() const {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     rapidjson::StringBuffer buffer;
     rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);
     writer.StartArray();

@@ -3,12 +3,13 @@
 
 #include <chrono>
 #include <cstddef>
-#include <mutex>
 #include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "base/mutex.h"
 
 namespace qvant::refserver {
 
@@ -66,8 +67,8 @@ public:
     std::string ToJson() const;
 
 private:
-    mutable std::mutex m_mutex;
-    std::vector<Fault> m_arFaults;
+    mutable CMutex m_mutex;
+    std::vector<Fault> m_arFaults QV_GUARDED_BY(m_mutex);
 };
 
 }  // namespace qvant::refserver

@@ -263,13 +263,13 @@ HttpReply CReferenceService::AnswerFaults(const HttpRequest& request) {
 }
 
 void CReferenceService::Count(const std::string& strPath) {
-    const std::lock_guard lock(m_mutexCounts);
+    const CLock lock(m_mutexCounts);
     if (m_mapCounts.size() >= MostCountedPaths && !m_mapCounts.contains(strPath)) return;
     ++m_mapCounts[strPath];
 }
 
 std::string CReferenceService::CountsToJson() const {
-    const std::lock_guard lock(m_mutexCounts);
+    const CLock lock(m_mutexCounts);
     rapidjson::StringBuffer buffer;
     rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);
     writer.StartObject();

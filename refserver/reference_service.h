@@ -3,11 +3,11 @@
 
 #include <cstddef>
 #include <map>
-#include <mutex>
 #include <string>
 #include <string_view>
 
 #include "access_log.h"
+#include "base/mutex.h"
 #include "faults.h"
 #include "http_message.h"
 #include "stop_signal.h"
@@ -53,8 +53,9 @@ private:
     CFaultList& m_faults;
     CAccessLog& m_log;
     const CStopSignal& m_stop;
-    mutable std::mutex m_mutexCounts;
-    std::map<std::string, std::size_t> m_mapCounts;  // requests by path, control requests apart
+    mutable CMutex m_mutexCounts;
+    // Requests by path, control requests apart.
+    std::map<std::string, std::size_t> m_mapCounts QV_GUARDED_BY(m_mutexCounts);
 };
 
 }  // namespace qvant::refserver

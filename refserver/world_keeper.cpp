@@ -18,7 +18,7 @@ CWorldKeeper::CWorldKeeper(std::filesystem::path folder, std::function<void(cons
     : m_folder(std::move(folder)), m_log(std::move(log)), m_arMarks(MarkFiles()), m_pWorld(Read()) {}
 
 std::shared_ptr<const World> CWorldKeeper::GetWorld() {
-    std::unique_lock lock(m_mutex);
+    CLock lock(m_mutex);
     if (m_bReading) return m_pWorld;
     auto arMarks = MarkFiles();
     if (arMarks == m_arMarks) return m_pWorld;

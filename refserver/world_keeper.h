@@ -5,10 +5,10 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
+#include "base/mutex.h"
 #include "world.h"
 
 namespace qvant::refserver {
@@ -41,10 +41,10 @@ private:
 
     const std::filesystem::path m_folder;
     const std::function<void(const std::string&)> m_log;
-    std::mutex m_mutex;  // guards all below
-    std::vector<FileMark> m_arMarks;
-    std::shared_ptr<const World> m_pWorld;
-    bool m_bReading = false;
+    CMutex m_mutex;
+    std::vector<FileMark> m_arMarks QV_GUARDED_BY(m_mutex);
+    std::shared_ptr<const World> m_pWorld QV_GUARDED_BY(m_mutex);
+    bool m_bReading QV_GUARDED_BY(m_mutex) = false;
 };
 
 }  // namespace qvant::refserver

@@ -1,9 +1,9 @@
 /// Classes by name and by identifier: what is registered, else the components of this project.
-#include <mutex>
 #include <new>
 #include <optional>
 #include <unordered_map>
 
+#include "base/mutex.h"
 #include "base/text.h"
 #include "interface_table.h"
 #include "platform/module.h"
@@ -65,9 +65,9 @@ FactoryGetter LoadGetter(const std::optional<Text>& strPath) {
 
 /// Modules stay loaded, so a class is looked for once.
 FactoryGetter FindGetter(REFCLSID rclsid) {
-    static std::mutex mutex;
-    static auto* const pGetters = new std::unordered_map<CLSID, FactoryGetter, ClassHash>;
-    const std::lock_guard lock(mutex);
+    static qvant::CMutex mutex;
+    static auto* const pGetters QV_PT_GUARDED_BY(mutex) = new std::unordered_map<CLSID, FactoryGetter, ClassHash>;
+    const qvant::CLock lock(mutex);
     if (const auto it = pGetters->find(rclsid); it != pGetters->end()) return it->second;
     FactoryGetter pGetter = LoadGetter(RegisteredModule(rclsid));
     if (!pGetter) pGetter = LoadGetter(OwnModule(rclsid));

@@ -1,8 +1,9 @@
 #include "interface_table.h"
 
-#include <mutex>
 #include <new>
 #include <unordered_map>
+
+#include "base/mutex.h"
 
 namespace qvant::automation {
 namespace {
@@ -26,9 +27,9 @@ public:
     HRESULT STDMETHODCALLTYPE GetInterfaceFromGlobal(DWORD dwCookie, REFIID riid, void** ppv) override;
 
 private:
-    std::mutex m_mutex;
-    DWORD m_nLastCookie = 0;
-    std::unordered_map<DWORD, IUnknown*> m_mapObjects;
+    CMutex m_mutex;
+    DWORD m_nLastCookie QV_GUARDED_BY(m_mutex) = 0;
+    std::unordered_map<DWORD, IUnknown*> m_mapObjects QV_GUARDED_BY(m_mutex);
 };
 
 HRESULT CInterfaceTable::RegisterInterfaceInGlobal(IUnknown* pUnk, REFIID riid, DWORD* pdwCookie) {
@@ -39,7 +40,7 @@ HRESULT CInterfaceTable::RegisterInterfaceInGlobal(IUnknown* pUnk, REFIID riid, 
     if (FAILED(hr)) return hr;
     static_cast<IUnknown*>(pInterface)->Release();
     try {
-        const std::lock_guard lock(m_mutex);
+        const CLock lock(m_mutex);
         do {
             ++m_nLastCookie;
         } while (m_nLastCookie == 0 || m_mapObjects.contains(m_nLastCookie));
@@ -53,7 +54,7 @@ HRESULT CInterfaceTable::RegisterInterfaceInGlobal(IUnknown* pUnk, REFIID riid, 
 }
 
 HRESULT CInterfaceTable::RevokeInterfaceFromGlobal(DWORD dwCookie) {
-    std::unique_lock lock(m_mutex);
+    CLock lock(m_mutex);
     const auto it = m_mapObjects.find(dwCookie);
     if (it == m_mapObjects.end()) return E_INVALIDARG;
     IUnknown* const pUnk = it->second;
@@ -66,7 +67,7 @@ HRESULT CInterfaceTable::RevokeInterfaceFromGlobal(DWORD dwCookie) {
 HRESULT CInterfaceTable::GetInterfaceFromGlobal(DWORD dwCookie, REFIID riid, void** ppv) {
     if (!ppv) return E_POINTER;
     *ppv = nullptr;
-    std::unique_lock lock(m_mutex);
+    CLock lock(m_mutex);
     const auto it = m_mapObjects.find(dwCookie);
     if (it == m_mapObjects.end()) return E_INVALIDARG;
     IUnknown* const pUnk = it->second;

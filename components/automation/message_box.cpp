@@ -1,18 +1,17 @@
 #include "qvant/message_box.h"
 
 #include <cstdio>
-#include <mutex>
 #include <new>
-#include <shared_mutex>
 
+#include "base/mutex.h"
 #include "base/text.h"
 
 namespace {
 
 /// Shared by the calls that run, so that the sink is taken back only after they have ended.
-std::shared_mutex g_mutex;
-QvantMessageBoxSink g_pSink = nullptr;
-void* g_pContext = nullptr;
+qvant::CSharedMutex g_mutex;
+QvantMessageBoxSink g_pSink QV_GUARDED_BY(g_mutex) = nullptr;
+void* g_pContext QV_GUARDED_BY(g_mutex) = nullptr;
 
 void PrintLine(LPCOLESTR pszTitle, LPCOLESTR pszText) {
     const std::string strLine = qvant::Narrow(pszTitle) + ": " + qvant::Narrow(pszText) + "\n";
@@ -22,7 +21,7 @@ void PrintLine(LPCOLESTR pszTitle, LPCOLESTR pszText) {
 }  // namespace
 
 void QvantSetMessageBoxSink(QvantMessageBoxSink pSink, void* pContext) {
-    const std::unique_lock lock(g_mutex);
+    const qvant::CLock lock(g_mutex);
     g_pSink = pSink;
     g_pContext = pContext;
 }
@@ -30,7 +29,7 @@ void QvantSetMessageBoxSink(QvantMessageBoxSink pSink, void* pContext) {
 void QvantShowMessageBox(LPCOLESTR pszTitle, LPCOLESTR pszText) {
     if (!pszTitle) pszTitle = u"";
     if (!pszText) pszText = u"";
-    const std::shared_lock lock(g_mutex);
+    const qvant::CSharedLock lock(g_mutex);
     if (g_pSink) return g_pSink(g_pContext, pszTitle, pszText);
     try {
         PrintLine(pszTitle, pszText);

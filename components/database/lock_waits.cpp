@@ -16,13 +16,15 @@ bool CLockWaits::WaitBeforeTry(int nTry) {
     m_bStarted = true;
     if (now >= m_end) return false;
     const auto pause = std::min(LONGEST_PAUSE, std::chrono::milliseconds(1 + nTry));
-    std::unique_lock lock(m_mutex);
-    return !m_forbidden.wait_for(lock, pause, [this] { return !m_bAllowed; });
+    CLock lock(m_mutex);
+    const auto end = now + pause;
+    while (m_bAllowed && m_forbidden.wait_until(lock, end)) continue;
+    return m_bAllowed;
 }
 
 void CLockWaits::Allow(bool bAllow) {
     {
-        const std::lock_guard lock(m_mutex);
+        const CLock lock(m_mutex);
         m_bAllowed = bAllow;
     }
     if (!bAllow) m_forbidden.notify_all();

@@ -2,8 +2,8 @@
 #pragma once
 
 #include <chrono>
-#include <condition_variable>
-#include <mutex>
+
+#include "base/mutex.h"
 
 namespace qvant::database {
 
@@ -20,9 +20,9 @@ public:
     void Allow(bool bAllow);
 
 private:
-    std::mutex m_mutex;
-    std::condition_variable m_forbidden;
-    bool m_bAllowed = true;
+    CMutex m_mutex;
+    CCondition m_forbidden;
+    bool m_bAllowed QV_GUARDED_BY(m_mutex) = true;
     bool m_bStarted = false;
     std::chrono::steady_clock::time_point m_end;
 };

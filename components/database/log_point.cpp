@@ -42,7 +42,7 @@ HRESULT CLogPoint::Advise(IUnknown* pUnkSink, DWORD* pdwCookie) {
         return CONNECT_E_CANNOTCONNECT;
     }
     try {
-        const std::lock_guard lock(m_mutex);
+        const CLock lock(m_mutex);
         m_mapSinks.emplace(m_nLastCookie + 1, pSink);
         *pdwCookie = ++m_nLastCookie;
         return S_OK;
@@ -55,7 +55,7 @@ HRESULT CLogPoint::Advise(IUnknown* pUnkSink, DWORD* pdwCookie) {
 HRESULT CLogPoint::Unadvise(DWORD dwCookie) {
     IDispatch* pSink = nullptr;
     {
-        const std::lock_guard lock(m_mutex);
+        const CLock lock(m_mutex);
         const auto it = m_mapSinks.find(dwCookie);
         if (it == m_mapSinks.end()) return CONNECT_E_NOCONNECTION;
         pSink = it->second;
@@ -69,7 +69,7 @@ HRESULT CLogPoint::EnumConnections(IEnumConnections** ppEnum) {
     if (!ppEnum) return E_POINTER;
     *ppEnum = nullptr;
     try {
-        const std::lock_guard lock(m_mutex);
+        const CLock lock(m_mutex);
         std::vector<CONNECTDATA> arConnections;
         arConnections.reserve(m_mapSinks.size());
         for (const auto& [nCookie, pSink] : m_mapSinks) arConnections.push_back({pSink, nCookie});
@@ -86,7 +86,7 @@ HRESULT CLogPoint::EnumConnections(IEnumConnections** ppEnum) {
 void CLogPoint::WriteLog(const Text& strLine) {
     std::vector<IDispatch*> arSinks;
     {
-        const std::lock_guard lock(m_mutex);
+        const CLock lock(m_mutex);
         arSinks.reserve(m_mapSinks.size());
         for (const auto& [nCookie, pSink] : m_mapSinks) {
             pSink->AddRef();

@@ -2,8 +2,8 @@
 #pragma once
 
 #include <map>
-#include <mutex>
 
+#include "base/mutex.h"
 #include "base/text.h"
 #include "qvant/component.h"
 
@@ -29,9 +29,9 @@ public:
 
 private:
     IConnectionPointContainer& m_owner;
-    std::mutex m_mutex;
-    DWORD m_nLastCookie = 0;
-    std::map<DWORD, IDispatch*> m_mapSinks;  ///< with a reference to each
+    CMutex m_mutex;
+    DWORD m_nLastCookie QV_GUARDED_BY(m_mutex) = 0;
+    std::map<DWORD, IDispatch*> m_mapSinks QV_GUARDED_BY(m_mutex);  ///< with a reference to each
 };
 
 }  // namespace qvant::database

@@ -1,5 +1,6 @@
 #include "record_database.h"
 
+#include <functional>
 #include <utility>
 
 #include "base/format.h"
@@ -15,17 +16,17 @@ void CRecordDatabase::Log(TextView strOperation, TextView strSubject, TextView s
 
 std::vector<Text> CRecordDatabase::TakeLog() {
     if (!m_bHasLog) return {};
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     m_bHasLog = false;
     return std::exchange(m_arLog, {});
 }
 
 template <class Call>
 bool CRecordDatabase::Run(TextView strOperation, TextView strSubject, const Call& call) {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     m_waits.BeginCall();
     try {
-        call();
+        std::invoke(call);  // not by itself: the lock that it wants is taken for one of the call's own
         m_strLastFault.clear();
         return true;
     } catch (const CSqliteError& error) {
@@ -43,7 +44,7 @@ CRecordFile& CRecordDatabase::FindFile(TextView strTable) {
 }
 
 bool CRecordDatabase::OpenSystem(TextView strFolder, TextView strSystem) {
-    return Run(u"OpenSystem", strSystem, [&] {
+    return Run(u"OpenSystem", strSystem, [&]() QV_REQUIRES(m_mutex) {
         for (const Text& strFault : m_catalogue.OpenSystem(strFolder, strSystem)) {
             Log(u"OpenSystem", strSystem, strFault);
         }
@@ -52,7 +53,7 @@ bool CRecordDatabase::OpenSystem(TextView strFolder, TextView strSystem) {
 
 /// The table belongs to the file from now on, even when the file refuses: nothing may go to another one in its place.
 bool CRecordDatabase::CreateTable(TextView strDatabase, TextView strTable, TextView strFields) {
-    return Run(u"CreateTable", strTable, [&] {
+    return Run(u"CreateTable", strTable, [&]() QV_REQUIRES(m_mutex) {
         CRecordFile& file = m_catalogue.GetFile(strDatabase);
         m_catalogue.Declare(strTable, file);
         file.CreateTable(strTable, strFields, m_bBatch);
@@ -60,7 +61,7 @@ bool CRecordDatabase::CreateTable(TextView strDatabase, TextView strTable, TextV
 }
 
 bool CRecordDatabase::DropDatabase(TextView strDatabase, TextView strTable) {
-    return Run(u"DropDatabase", strDatabase, [&] {
+    return Run(u"DropDatabase", strDatabase, [&]() QV_REQUIRES(m_mutex) {
         CRecordFile& file = m_catalogue.GetFile(strDatabase);
         file.Drop(strTable, m_bBatch);
         m_catalogue.Forget(strTable, file);
@@ -68,7 +69,7 @@ bool CRecordDatabase::DropDatabase(TextView strDatabase, TextView strTable) {
 }
 
 bool CRecordDatabase::InsertRecord(TextView strTable, TextView strFields, TextView strValues) {
-    return Run(u"InsertRecord", strTable, [&] {
+    return Run(u"InsertRecord", strTable, [&]() QV_REQUIRES(m_mutex) {
         CRecordFile& file = FindFile(strTable);
         if (file.Insert(strTable, strFields, m_values.Split(strValues), m_bBatch)) return;
         Log(u"InsertRecord", strTable, Text(u"more values than fields: ").append(strValues));
@@ -76,7 +77,7 @@ bool CRecordDatabase::InsertRecord(TextView strTable, TextView strFields, TextVi
 }
 
 bool CRecordDatabase::DeleteRecord(TextView strTable, TextView strField, TextView strValue) {
-    return Run(u"DeleteRecord", strTable, [&] {
+    return Run(u"DeleteRecord", strTable, [&]() QV_REQUIRES(m_mutex) {
         if (strField.empty() && !strValue.empty()) throw CSqliteError(SQLITE_MISUSE, "a value without a field");
         FindFile(strTable).Delete(strTable, strField, strValue, m_bBatch);
     });
@@ -85,7 +86,7 @@ bool CRecordDatabase::DeleteRecord(TextView strTable, TextView strField, TextVie
 /// A table that isn't there yet is no fault worth a line: that is how a caller learns that it must make one.
 std::optional<SQueryResult> CRecordDatabase::QueryRecords(TextView strTable, TextView strField, TextView strValue) {
     std::optional<SQueryResult> result;
-    Run(u"QueryRecords", strTable, [&] {
+    Run(u"QueryRecords", strTable, [&]() QV_REQUIRES(m_mutex) {
         if (strField.empty() && !strValue.empty()) throw CSqliteError(SQLITE_MISUSE, "a value without a field");
         CRecordFile* const pFile = m_catalogue.Find(strTable);
         if (pFile) result = pFile->Query(strTable, strField, strValue);
@@ -94,7 +95,7 @@ std::optional<SQueryResult> CRecordDatabase::QueryRecords(TextView strTable, Tex
 }
 
 void CRecordDatabase::BeginBatch() {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     m_bBatch = true;
 }
 
@@ -102,7 +103,7 @@ bool CRecordDatabase::EndBatch() {
     bool bWhole = true;
     std::vector<std::pair<Text, CRecordFile*>> arFiles;
     {
-        const std::lock_guard lock(m_mutex);
+        const CLock lock(m_mutex);
         m_bBatch = false;
         m_catalogue.ForEachFile([&](const Text& strPath, CRecordFile& file) { arFiles.emplace_back(strPath, &file); });
     }
@@ -115,7 +116,8 @@ bool CRecordDatabase::EndBatch() {
 
 std::shared_ptr<const SRecordBlock> CRecordDatabase::ReadBlock(const SQueryResult& result, std::size_t nFirst) {
     std::shared_ptr<const SRecordBlock> pBlock;
-    Run(u"ReadRecords", result.strTable, [&] { pBlock = FindFile(result.strTable).ReadBlock(result, nFirst); });
+    Run(u"ReadRecords", result.strTable,
+        [&]() QV_REQUIRES(m_mutex) { pBlock = FindFile(result.strTable).ReadBlock(result, nFirst); });
     return pBlock;
 }
 

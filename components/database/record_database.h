@@ -3,10 +3,10 @@
 
 #include <atomic>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <vector>
 
+#include "base/mutex.h"
 #include "lock_waits.h"
 #include "record_catalogue.h"
 #include "record_rows.h"
@@ -38,16 +38,17 @@ public:
 private:
     template <class Call>
     bool Run(TextView strOperation, TextView strSubject, const Call& call);
-    CRecordFile& FindFile(TextView strTable);
-    void Log(TextView strOperation, TextView strSubject, TextView strText);
+    CRecordFile& FindFile(TextView strTable) QV_REQUIRES(m_mutex);
+    void Log(TextView strOperation, TextView strSubject, TextView strText) QV_REQUIRES(m_mutex);
 
-    std::mutex m_mutex;
-    CLockWaits m_waits;
-    CRecordCatalogue m_catalogue{m_waits};
-    CRecordValues m_values;
-    bool m_bBatch = false;
-    Text m_strLastFault;  ///< a fault that comes again and again is told once, until something succeeds
-    std::vector<Text> m_arLog;
+    CMutex m_mutex;
+    CLockWaits m_waits;  ///< with a lock of its own: a wait is ended from outside of the call
+    CRecordCatalogue m_catalogue QV_GUARDED_BY(m_mutex){m_waits};
+    CRecordValues m_values QV_GUARDED_BY(m_mutex);
+    bool m_bBatch QV_GUARDED_BY(m_mutex) = false;
+    /// A fault that comes again and again is told once, until something succeeds.
+    Text m_strLastFault QV_GUARDED_BY(m_mutex);
+    std::vector<Text> m_arLog QV_GUARDED_BY(m_mutex);
     std::atomic<bool> m_bHasLog{false};
 };
 

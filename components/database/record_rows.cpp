@@ -94,7 +94,7 @@ std::shared_ptr<const SRecordBlock> CRecords::FindBlock(std::size_t nRow) {
     const auto holds = [nRow](const SRecordBlock& block) {
         return nRow >= block.nFirst && nRow - block.nFirst < block.CountRows();
     };
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     if (holds(*m_result.pBlock)) return m_result.pBlock;
     if (holds(*m_pBlock)) return m_pBlock;
     const auto pReader = m_pReader.lock();

@@ -7,10 +7,10 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
+#include "base/mutex.h"
 #include "base/text.h"
 #include "qvant/component.h"
 
@@ -103,8 +103,8 @@ private:
     std::atomic<ULONG> m_nReferences{1};
     const SQueryResult m_result;
     const std::weak_ptr<IBlockReader> m_pReader;
-    std::mutex m_mutex;
-    std::shared_ptr<const SRecordBlock> m_pBlock;  ///< the one read last
+    CMutex m_mutex;
+    std::shared_ptr<const SRecordBlock> m_pBlock QV_GUARDED_BY(m_mutex);  ///< the one read last
 };
 
 }  // namespace qvant::database

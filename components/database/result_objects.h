@@ -1,8 +1,7 @@
 /// The two objects that queries put their results into.
 #pragma once
 
-#include <mutex>
-
+#include "base/mutex.h"
 #include "dispatch_object.h"
 #include "qvant/database.h"
 #include "record_rows.h"
@@ -18,21 +17,21 @@ public:
     void Set(Interface* pNew) {
         if (pNew) pNew->AddRef();
         {
-            const std::lock_guard lock(m_mutex);
+            const CLock lock(m_mutex);
             std::swap(m_p, pNew);
         }
         if (pNew) pNew->Release();
     }
     /// @return with a reference for the caller; null when there is none
     Interface* Get() {
-        const std::lock_guard lock(m_mutex);
+        const CLock lock(m_mutex);
         if (m_p) m_p->AddRef();
         return m_p;
     }
 
 private:
-    std::mutex m_mutex;
-    Interface* m_p = nullptr;
+    CMutex m_mutex;
+    Interface* m_p QV_GUARDED_BY(m_mutex) = nullptr;
 };
 
 class CRecordSet final : public CDispatchObject<CRecordSet, IRecordSource> {

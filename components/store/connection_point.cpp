@@ -45,7 +45,7 @@ HRESULT CEventPoint::Advise(IUnknown* pUnkSink, DWORD* pdwCookie) {
     try {
         auto pDelivery = std::make_unique<CDelivery>(*pSink);
         if (!pDelivery->Start()) return CONNECT_E_ADVISELIMIT;
-        const std::lock_guard lock(m_mutex);
+        const CLock lock(m_mutex);
         m_mapSinks.emplace(m_nLastCookie + 1, std::move(pDelivery));
         *pdwCookie = ++m_nLastCookie;
         return S_OK;
@@ -57,7 +57,7 @@ HRESULT CEventPoint::Advise(IUnknown* pUnkSink, DWORD* pdwCookie) {
 HRESULT CEventPoint::Unadvise(DWORD dwCookie) {
     std::unique_ptr<CDelivery> pDelivery;
     {
-        const std::lock_guard lock(m_mutex);
+        const CLock lock(m_mutex);
         const auto it = m_mapSinks.find(dwCookie);
         if (it == m_mapSinks.end()) return CONNECT_E_NOCONNECTION;
         pDelivery = std::move(it->second);
@@ -72,7 +72,7 @@ HRESULT CEventPoint::EnumConnections(IEnumConnections** ppEnum) {
     if (!ppEnum) return E_POINTER;
     *ppEnum = nullptr;
     try {
-        const std::lock_guard lock(m_mutex);
+        const CLock lock(m_mutex);
         std::vector<CONNECTDATA> arConnections;
         arConnections.reserve(m_mapSinks.size());
         for (const auto& [nCookie, pDelivery] : m_mapSinks) arConnections.push_back({&pDelivery->GetSink(), nCookie});
@@ -86,12 +86,12 @@ HRESULT CEventPoint::EnumConnections(IEnumConnections** ppEnum) {
 }
 
 bool CEventPoint::HasSinks() const {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     return !m_mapSinks.empty();
 }
 
 void CEventPoint::Send(const std::shared_ptr<const SEventBatch>& pBatch) {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     for (const auto& [nCookie, pDelivery] : m_mapSinks) pDelivery->Queue(pBatch);
 }
 

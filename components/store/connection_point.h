@@ -3,8 +3,8 @@
 
 #include <map>
 #include <memory>
-#include <mutex>
 
+#include "base/mutex.h"
 #include "delivery.h"
 
 namespace qvant::store {
@@ -30,9 +30,10 @@ public:
 
 private:
     IConnectionPointContainer& m_owner;
-    mutable std::mutex m_mutex;
-    DWORD m_nLastCookie = 0;
-    std::map<DWORD, std::unique_ptr<CDelivery>> m_mapSinks;  ///< in the order of their connection
+    mutable CMutex m_mutex;
+    DWORD m_nLastCookie QV_GUARDED_BY(m_mutex) = 0;
+    /// In the order of their connection.
+    std::map<DWORD, std::unique_ptr<CDelivery>> m_mapSinks QV_GUARDED_BY(m_mutex);
 };
 
 /// An enumerator over the one connection point of a table.

@@ -7,7 +7,7 @@
 namespace qvant::store {
 
 void CTableStandIn::Forget() {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     m_pTable = nullptr;
 }
 
@@ -16,7 +16,7 @@ HRESULT CTableStandIn::QueryInterface(REFIID riid, void** ppvObject) {
     *ppvObject = nullptr;
     CRef<CTable> table;
     {
-        const std::lock_guard lock(m_mutex);
+        const CLock lock(m_mutex);
         if (!m_pTable || !m_pTable->TryAddRef()) return E_INVALIDARG;
         table = CRef<CTable>(m_pTable);
     }
@@ -39,7 +39,7 @@ CTableCookie::~CTableCookie() {
 }
 
 DWORD CTableCookie::Get() {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     if (m_nCookie != 0) return m_nCookie;
     const CRef<IGlobalInterfaceTable> interfaces(OpenInterfaceTable());
     if (!interfaces) return 0;

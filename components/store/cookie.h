@@ -2,8 +2,8 @@
 #pragma once
 
 #include <atomic>
-#include <mutex>
 
+#include "base/mutex.h"
 #include "qvant/component.h"
 
 namespace qvant::store {
@@ -26,8 +26,8 @@ public:
 
 private:
     std::atomic<ULONG> m_nReferences{1};
-    std::mutex m_mutex;
-    CTable* m_pTable;
+    CMutex m_mutex;
+    CTable* m_pTable QV_GUARDED_BY(m_mutex);
 };
 
 /// One cookie for the life of a table, made when it is first asked for. Any thread.
@@ -41,9 +41,9 @@ public:
 
 private:
     CTable& m_table;
-    std::mutex m_mutex;
-    DWORD m_nCookie = 0;
-    CTableStandIn* m_pStandIn = nullptr;
+    CMutex m_mutex;
+    DWORD m_nCookie QV_GUARDED_BY(m_mutex) = 0;
+    CTableStandIn* m_pStandIn QV_GUARDED_BY(m_mutex) = nullptr;
 };
 
 /// The process's interface table, with a reference for the caller; null when there is none.

@@ -65,6 +65,7 @@ std::shared_ptr<CDatabase> CDatabase::Open(TextView strFile) {
     platform::WriteNewFile(strFile, "");  // made here when it is missing, since it is for this user alone
     try {
         std::shared_ptr<CDatabase> pDatabase(new CDatabase(Narrow(strFile)));
+        const CLock lock(pDatabase->m_mutex);
         if (!pDatabase->IsOurs()) return nullptr;
         pDatabase->Prepare();
         return pDatabase;
@@ -126,6 +127,7 @@ SOperation MakeWrite(SOperation::Kind kind, CEntryRef entry) {
 }  // namespace
 
 bool CDatabase::Load(StoredTables& tables) {
+    const CLock lock(m_mutex);
     try {
         tables[ROOT_ID];
         ReadLinks(tables);
@@ -184,6 +186,18 @@ void BindValue(CStatement& statement, const CEntry& entry) {
     }
 }
 
+void PutItem(CStatement& statement, std::int64_t nId, const CEntry& entry) {
+    statement.Bind(nId).Bind(entry.GetKey());
+    BindValue(statement, entry);
+    statement.Run();
+}
+
+void PutRow(CStatement& statement, std::int64_t nId, const CEntry& entry) {
+    statement.Bind(nId).Bind(static_cast<std::int64_t>(entry.GetHash()));
+    BindValue(statement, entry);
+    statement.Run();
+}
+
 }  // namespace
 
 void CDatabase::Remove(std::int64_t nId) {
@@ -221,17 +235,18 @@ void CDatabase::WriteAll(std::int64_t nId, const CVersion& next, const CTransact
 }
 
 void CDatabase::WriteLog(std::int64_t nId, const CVersion& next, const CTransactionLog& log) {
+    CStatement& putItem = m_pStatements->putItem;
     for (const SOperation& operation : log.GetOperations()) {
         switch (operation.kind) {
             case SOperation::Kind::Row:
-                WriteRow(nId, *operation.entry);
+                PutRow(m_pStatements->putRow, nId, *operation.entry);
                 break;
             case SOperation::Kind::Value:
-                WriteItem(nId, *operation.entry);
+                PutItem(putItem, nId, *operation.entry);
                 break;
             case SOperation::Kind::Blob:
                 Clear(nId, MASK_VALUES);
-                operation.blob->GetValues().ForEach([&](const CEntry& entry) { WriteItem(nId, entry); });
+                operation.blob->GetValues().ForEach([&](const CEntry& entry) { PutItem(putItem, nId, entry); });
                 break;
             case SOperation::Kind::Clear:
                 Clear(nId, operation.nMask & ~MASK_TABLES);
@@ -246,28 +261,16 @@ void CDatabase::WriteLog(std::int64_t nId, const CVersion& next, const CTransact
 }
 
 void CDatabase::WriteWhole(std::int64_t nId, const CVersion& version) {
-    version.values.ForEach([&](const CEntry& entry) { WriteItem(nId, entry); });
-    version.rows.ForEach([&](const CEntry& entry) { WriteRow(nId, entry); });
+    Statements& statements = *m_pStatements;
+    version.values.ForEach([&](const CEntry& entry) { PutItem(statements.putItem, nId, entry); });
+    version.rows.ForEach([&](const CEntry& entry) { PutRow(statements.putRow, nId, entry); });
     WriteLinks(nId, version);
 }
 
-void CDatabase::WriteItem(std::int64_t nId, const CEntry& entry) {
-    CStatement& statement = m_pStatements->putItem;
-    statement.Bind(nId).Bind(entry.GetKey());
-    BindValue(statement, entry);
-    statement.Run();
-}
-
-void CDatabase::WriteRow(std::int64_t nId, const CEntry& entry) {
-    CStatement& statement = m_pStatements->putRow;
-    statement.Bind(nId).Bind(static_cast<std::int64_t>(entry.GetHash()));
-    BindValue(statement, entry);
-    statement.Run();
-}
-
 void CDatabase::WriteLinks(std::int64_t nId, const CVersion& version) {
+    CStatement& putLink = m_pStatements->putLink;
     version.tables.ForEach([&](const CEntry& entry) {
-        m_pStatements->putLink.Bind(nId).Bind(entry.GetKey()).Bind(entry.GetTable()->GetBinding().nId).Run();
+        putLink.Bind(nId).Bind(entry.GetKey()).Bind(entry.GetTable()->GetBinding().nId).Run();
     });
 }
 

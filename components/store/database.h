@@ -3,10 +3,10 @@
 
 #include <map>
 #include <memory>
-#include <mutex>
 #include <set>
 #include <vector>
 
+#include "base/mutex.h"
 #include "common/sqlite.h"
 #include "operations.h"
 #include "version.h"
@@ -41,9 +41,9 @@ using StoredTables = std::map<std::int64_t, SStoredTable>;
 ///
 /// A value is TEXT, INTEGER (32 bits) or NULL (empty). Text is kept in UTF-16, so that every unit comes back.
 ///
-/// Every operation but `Open` runs under the lock. A table in the file publishes its versions only under this lock, so
-/// the file never lies behind a version that a reader can see, but for the tables that SQLite refused to write: they
-/// are remembered as behind and written whole with the next commit that it takes.
+/// Every operation but `Open` and `Load` is called under the lock. A table in the file publishes its versions only
+/// under this lock, so the file never lies behind a version that a reader can see, but for the tables that SQLite
+/// refused to write: they are remembered as behind and written whole with the next commit that it takes.
 class CDatabase {
 public:
     static constexpr std::int64_t ROOT_ID = 1;
@@ -53,52 +53,50 @@ public:
     /// @return null when the file can't be opened for writing, or holds something else
     static std::shared_ptr<CDatabase> Open(TextView strFile);
 
-    std::unique_lock<std::mutex> Lock() { return std::unique_lock(m_mutex); }
+    CMutex& GetMutex() QV_RETURN_CAPABILITY(m_mutex) { return m_mutex; }
 
     /// Reads all tables. @return nothing when the file is damaged
-    bool Load(StoredTables& tables);
+    bool Load(StoredTables& tables) QV_EXCLUDES(m_mutex);
 
-    std::int64_t NewId() { return ++m_nLastId; }
+    std::int64_t NewId() QV_REQUIRES(m_mutex) { return ++m_nLastId; }
     /// From now on the table writes itself under this number.
-    void Add(std::int64_t nId, CTable& table) { m_mapTables[nId] = &table; }
+    void Add(std::int64_t nId, CTable& table) QV_REQUIRES(m_mutex) { m_mapTables[nId] = &table; }
     /// The table has left the tree; the next write removes what the file holds of it.
-    void Remove(std::int64_t nId);
+    void Remove(std::int64_t nId) QV_REQUIRES(m_mutex);
     /// The table ends; what the file holds of it stays.
-    void Forget(std::int64_t nId);
+    void Forget(std::int64_t nId) QV_REQUIRES(m_mutex);
     /// The next write replaces what the file holds of the table.
-    void MarkBehind(std::int64_t nId) { m_behind.insert(nId); }
+    void MarkBehind(std::int64_t nId) QV_REQUIRES(m_mutex) { m_behind.insert(nId); }
 
     /// Writes a commit of one table, and whatever is behind, in one SQLite transaction.
     /// @param next  what the table is about to publish
     /// @param log   the writes that led there
     /// @return false when SQLite refused; the table is behind then
-    bool Write(std::int64_t nId, const CVersion& next, const CTransactionLog& log);
+    bool Write(std::int64_t nId, const CVersion& next, const CTransactionLog& log) QV_REQUIRES(m_mutex);
 
 private:
     struct Statements;
 
     explicit CDatabase(const std::string& strPath);
-    void Prepare();
-    bool IsOurs();
-    void MakeSchema();
-    void ReadItems(StoredTables& tables);
-    void ReadRows(StoredTables& tables);
-    void ReadLinks(StoredTables& tables);
+    void Prepare() QV_REQUIRES(m_mutex);
+    bool IsOurs() QV_REQUIRES(m_mutex);
+    void MakeSchema() QV_REQUIRES(m_mutex);
+    void ReadItems(StoredTables& tables) QV_REQUIRES(m_mutex);
+    void ReadRows(StoredTables& tables) QV_REQUIRES(m_mutex);
+    void ReadLinks(StoredTables& tables) QV_REQUIRES(m_mutex);
 
-    void WriteAll(std::int64_t nId, const CVersion& next, const CTransactionLog& log);
-    void WriteLog(std::int64_t nId, const CVersion& next, const CTransactionLog& log);
-    void WriteWhole(std::int64_t nId, const CVersion& version);
-    void WriteItem(std::int64_t nId, const CEntry& entry);
-    void WriteRow(std::int64_t nId, const CEntry& entry);
-    void WriteLinks(std::int64_t nId, const CVersion& version);
-    void Clear(std::int64_t nId, std::int32_t nMask);
+    void WriteAll(std::int64_t nId, const CVersion& next, const CTransactionLog& log) QV_REQUIRES(m_mutex);
+    void WriteLog(std::int64_t nId, const CVersion& next, const CTransactionLog& log) QV_REQUIRES(m_mutex);
+    void WriteWhole(std::int64_t nId, const CVersion& version) QV_REQUIRES(m_mutex);
+    void WriteLinks(std::int64_t nId, const CVersion& version) QV_REQUIRES(m_mutex);
+    void Clear(std::int64_t nId, std::int32_t nMask) QV_REQUIRES(m_mutex);
 
-    std::mutex m_mutex;
-    CSqlite m_sqlite;
-    std::unique_ptr<Statements> m_pStatements;
-    std::int64_t m_nLastId = ROOT_ID;
-    std::map<std::int64_t, CTable*> m_mapTables;
-    std::set<std::int64_t> m_behind;
+    CMutex m_mutex;
+    CSqlite m_sqlite QV_GUARDED_BY(m_mutex);
+    std::unique_ptr<Statements> m_pStatements QV_GUARDED_BY(m_mutex);
+    std::int64_t m_nLastId QV_GUARDED_BY(m_mutex) = ROOT_ID;
+    std::map<std::int64_t, CTable*> m_mapTables QV_GUARDED_BY(m_mutex);
+    std::set<std::int64_t> m_behind QV_GUARDED_BY(m_mutex);
 };
 
 }  // namespace qvant::store

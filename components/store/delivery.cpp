@@ -16,7 +16,7 @@ bool CDelivery::Start() {
 
 void CDelivery::Queue(std::shared_ptr<const SEventBatch> pBatch) {
     {
-        const std::lock_guard lock(m_mutex);
+        const CLock lock(m_mutex);
         m_queue.push_back(std::move(pBatch));
     }
     m_condition.notify_one();
@@ -24,7 +24,7 @@ void CDelivery::Queue(std::shared_ptr<const SEventBatch> pBatch) {
 
 void CDelivery::Finish() {
     {
-        const std::lock_guard lock(m_mutex);
+        const CLock lock(m_mutex);
         m_bFinishing = true;
     }
     m_condition.notify_one();
@@ -35,7 +35,7 @@ void CDelivery::Finish() {
 
 void CDelivery::Stop() {
     {
-        const std::lock_guard lock(m_mutex);
+        const CLock lock(m_mutex);
         m_bStopping = true;
         m_queue.clear();
     }
@@ -44,8 +44,8 @@ void CDelivery::Stop() {
 }
 
 std::shared_ptr<const SEventBatch> CDelivery::WaitForBatch() {
-    std::unique_lock lock(m_mutex);
-    m_condition.wait(lock, [this] { return m_bStopping || m_bFinishing || !m_queue.empty(); });
+    CLock lock(m_mutex);
+    while (!m_bStopping && !m_bFinishing && m_queue.empty()) m_condition.wait(lock);
     if (m_bStopping || m_queue.empty()) return nullptr;
     auto pBatch = std::move(m_queue.front());
     m_queue.pop_front();
@@ -84,13 +84,13 @@ namespace {
 class CEndedDeliveries {
 public:
     void Add(std::unique_ptr<CDelivery> pDelivery) {
-        const std::lock_guard lock(m_mutex);
+        const CLock lock(m_mutex);
         m_arDeliveries.push_back(std::move(pDelivery));
     }
 
     void Sweep() {
         std::vector<std::unique_ptr<CDelivery>> arDone;
-        const std::lock_guard lock(m_mutex);
+        const CLock lock(m_mutex);
         std::erase_if(m_arDeliveries, [&arDone](std::unique_ptr<CDelivery>& pDelivery) {
             if (!pDelivery->HasEnded()) return false;
             arDone.push_back(std::move(pDelivery));
@@ -99,8 +99,8 @@ public:
     }
 
 private:
-    std::mutex m_mutex;
-    std::vector<std::unique_ptr<CDelivery>> m_arDeliveries;
+    CMutex m_mutex;
+    std::vector<std::unique_ptr<CDelivery>> m_arDeliveries QV_GUARDED_BY(m_mutex);
 };
 
 CEndedDeliveries& GetEndedDeliveries() {

@@ -2,12 +2,11 @@
 #pragma once
 
 #include <atomic>
-#include <condition_variable>
 #include <deque>
 #include <memory>
-#include <mutex>
 #include <thread>
 
+#include "base/mutex.h"
 #include "event_batch.h"
 #include "platform/thread.h"
 
@@ -42,10 +41,10 @@ private:
     void Fire(DISPID nEvent, VARIANT* pArguments, UINT nCount);
 
     CRef<IDispatch> m_sink;
-    std::mutex m_mutex;
-    std::condition_variable m_condition;
-    std::deque<std::shared_ptr<const SEventBatch>> m_queue;
-    bool m_bFinishing = false;
+    CMutex m_mutex;
+    CCondition m_condition;
+    std::deque<std::shared_ptr<const SEventBatch>> m_queue QV_GUARDED_BY(m_mutex);
+    bool m_bFinishing QV_GUARDED_BY(m_mutex) = false;
     std::atomic<bool> m_bStopping{false};
     std::atomic<bool> m_bEnded{false};
     std::atomic<std::thread::id> m_threadId{};

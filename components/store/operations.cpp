@@ -162,7 +162,7 @@ void CTransactionLog::ApplyTo(CVersion& version, std::uint64_t nEdit, bool bKeep
 
 std::int32_t COpenTransactions::Begin() {
     static std::atomic<std::uint32_t> nLast{0};
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     std::int32_t nTransaction = 0;
     while (nTransaction == 0 || m_mapLogs.contains(nTransaction)) {
         nTransaction = static_cast<std::int32_t>(++nLast & std::numeric_limits<std::int32_t>::max());
@@ -172,7 +172,7 @@ std::int32_t COpenTransactions::Begin() {
 }
 
 bool COpenTransactions::Append(std::int32_t nTransaction, SOperation operation) {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     const auto it = m_mapLogs.find(nTransaction);
     if (it == m_mapLogs.end()) return false;
     it->second->Append(std::move(operation));
@@ -181,7 +181,7 @@ bool COpenTransactions::Append(std::int32_t nTransaction, SOperation operation) 
 
 std::unique_ptr<CTransactionLog> COpenTransactions::Take(std::int32_t nTransaction) {
     EndBulk();
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     const auto it = m_mapLogs.find(nTransaction);
     if (it == m_mapLogs.end()) return nullptr;
     auto pLog = std::move(it->second);

@@ -2,10 +2,10 @@
 #pragma once
 
 #include <memory>
-#include <mutex>
 #include <unordered_map>
 #include <vector>
 
+#include "base/mutex.h"
 #include "blob.h"
 #include "entry.h"
 #include "platform/large_memory.h"
@@ -65,8 +65,8 @@ public:
     std::unique_ptr<CTransactionLog> Take(std::int32_t nTransaction);
 
 private:
-    std::mutex m_mutex;
-    std::unordered_map<std::int32_t, std::unique_ptr<CTransactionLog>> m_mapLogs;
+    CMutex m_mutex;
+    std::unordered_map<std::int32_t, std::unique_ptr<CTransactionLog>> m_mapLogs QV_GUARDED_BY(m_mutex);
 };
 
 }  // namespace qvant::store

@@ -53,8 +53,12 @@ bool BuildStoredTree(StoredTables& tables, const std::shared_ptr<CDatabase>& pDa
     if (!IsTree(tables, counts)) return false;
     std::map<std::int64_t, CRef<CTable>> mapTables;
     for (auto& [nId, stored] : tables) {
-        if (!counts.contains(nId)) pDatabase->MarkBehind(nId);
-        if (counts.contains(nId) && nId != CDatabase::ROOT_ID) mapTables.emplace(nId, CRef<CTable>(new CTable));
+        if (counts.contains(nId)) {
+            if (nId != CDatabase::ROOT_ID) mapTables.emplace(nId, CRef<CTable>(new CTable));
+        } else {
+            const CLock file(pDatabase->GetMutex());
+            pDatabase->MarkBehind(nId);
+        }
     }
     for (const auto& [nId, nLinks] : counts) AppendLinks(tables.at(nId), mapTables);
     for (const auto& [nId, table] : mapTables) {

@@ -10,7 +10,7 @@ CTable::CTable() { GetModule().AddObject(); }
 
 CTable::~CTable() {
     if (m_binding.pDatabase) {
-        const auto file = m_binding.pDatabase->Lock();
+        const CLock file(m_binding.pDatabase->GetMutex());
         m_binding.pDatabase->Forget(m_binding.nId);
     }
     GetModule().RemoveObject();

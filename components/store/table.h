@@ -3,9 +3,9 @@
 
 #include <atomic>
 #include <memory>
-#include <mutex>
 #include <optional>
 
+#include "base/mutex.h"
 #include "connection_point.h"
 #include "cookie.h"
 #include "database.h"
@@ -94,8 +94,9 @@ private:
     CTable* m_pNextEnding = nullptr;
     CCurrentVersion m_current;
     COpenTransactions m_transactions;
-    std::mutex m_writer;
-    SBinding m_binding;  ///< changes under three locks: the tree's, the writer's and the file's
+    CMutex m_writer;  ///< one commit at a time; `m_current` is read by all, and published under it
+    /// Changes under three locks, the tree's, the writer's and the file's, and is read under any: that can't be told.
+    SBinding m_binding;
     CTableCookie m_cookie{*this};
     CEventPoint m_events{*this};
 };

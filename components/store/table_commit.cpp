@@ -3,6 +3,7 @@
 #include <set>
 #include <vector>
 
+#include "base/mutex.h"
 #include "stored_tree.h"
 #include "table.h"
 #include "tree_change.h"
@@ -11,8 +12,8 @@ namespace qvant::store {
 namespace {
 
 /// Guards the shape of the tree of tables: which is below which, and in which file.
-std::mutex& GetTreeMutex() {
-    static std::mutex mutex;
+CMutex& GetTreeMutex() {
+    static CMutex mutex;
     return mutex;
 }
 
@@ -59,7 +60,7 @@ HRESULT CTable::Commit(std::int32_t nTransaction) {
     CCurrentVersion::Sweep();
     Retired retired;  // let go outside of every lock: it may hold the last references of tables
     if (!pLog->ChangesTables()) return CommitLog(nTransaction, *pLog, retired);
-    const std::lock_guard lock(GetTreeMutex());
+    const CLock lock(GetTreeMutex());
     // Two tables may each have been given the other in transactions that were open at the same time.
     const auto& arOperations = pLog->GetOperations();
     const bool bCircle = std::any_of(arOperations.begin(), arOperations.end(), [this](const SOperation& operation) {
@@ -71,23 +72,23 @@ HRESULT CTable::Commit(std::int32_t nTransaction) {
 HRESULT CTable::CommitLog(std::int32_t nTransaction, CTransactionLog& log, Retired& retired) {
     auto pNext = std::make_unique<CVersion>();
     std::unique_ptr<CTreeChange> pChange;
-    const std::lock_guard lock(m_writer);
+    const CLock lock(m_writer);
     const auto pBatch = m_events.HasSinks() ? MakeEventBatch(nTransaction, log, log.Replaces()) : nullptr;
     const auto& pDatabase = m_binding.pDatabase;
     pNext->Share(m_current.Peek());
     log.ApplyTo(*pNext, NextEdit(), pBatch || pDatabase);
-    std::unique_lock<std::mutex> file;
     if (pDatabase) {
         pChange = std::make_unique<CTreeChange>(pDatabase);
         const HRESULT hr = log.ChangesTables() ? pChange->Plan(m_current.Peek().tables, pNext->tables) : S_OK;
         if (FAILED(hr)) return hr;
-        file = pDatabase->Lock();
-        pChange->CarryOut();
+        const CLock file(pDatabase->GetMutex());
+        pChange->CarryOut(*pDatabase);
         // A refusal of the file doesn't hold up the readers; what is missing there is written with a later commit.
         pDatabase->Write(m_binding.nId, *pNext, log);
+        retired.emplace(m_current.Publish(std::move(pNext)));
+    } else {
+        retired.emplace(m_current.Publish(std::move(pNext)));
     }
-    retired.emplace(m_current.Publish(std::move(pNext)));
-    if (file) file.unlock();
     if (pBatch) m_events.Send(pBatch);
     return S_OK;
 }
@@ -106,7 +107,7 @@ HRESULT CTable::PersistIn(TextView strFile) {
     StoredTables stored;
     CTransactionLog log;
     const auto pDatabase = CDatabase::Open(strFile);
-    const std::lock_guard tree(GetTreeMutex());
+    const CLock tree(GetTreeMutex());
     if (!pDatabase || !pDatabase->Load(stored) || !BuildStoredTree(stored, pDatabase, log)) return E_FAIL;
     return Bind(pDatabase, log, retired);
 }
@@ -115,7 +116,7 @@ HRESULT CTable::PersistIn(TextView strFile) {
 HRESULT CTable::Bind(const std::shared_ptr<CDatabase>& pDatabase, CTransactionLog& log, Retired& retired) {
     auto pNext = std::make_unique<CVersion>();
     CTreeChange change(pDatabase);
-    const std::lock_guard lock(m_writer);
+    const CLock lock(m_writer);
     if (m_binding.pDatabase) return E_INVALIDARG;
     const CVersion& current = m_current.Peek();
     const bool bBehind = !IsEmpty(current);
@@ -127,10 +128,10 @@ HRESULT CTable::Bind(const std::shared_ptr<CDatabase>& pDatabase, CTransactionLo
     m_transactions.Take(nTransaction);
     const auto pBatch = m_events.HasSinks() ? MakeEventBatch(nTransaction, log, true) : nullptr;
     {
-        const auto file = pDatabase->Lock();
+        const CLock file(pDatabase->GetMutex());
         m_binding = {pDatabase, CDatabase::ROOT_ID, 1};
         pDatabase->Add(CDatabase::ROOT_ID, *this);
-        change.CarryOut();
+        change.CarryOut(*pDatabase);
         if (bBehind) {
             pDatabase->MarkBehind(CDatabase::ROOT_ID);
             pDatabase->Write(CDatabase::ROOT_ID, *pNext, log);
@@ -146,7 +147,7 @@ void CTable::Adopt(SBinding binding, CTransactionLog& log) {
     log.ApplyTo(*pNext, NextEdit(), false);
     const Retired retired(m_current.Publish(std::move(pNext)));
     m_binding = std::move(binding);
-    const auto file = m_binding.pDatabase->Lock();
+    const CLock file(m_binding.pDatabase->GetMutex());
     m_binding.pDatabase->Add(m_binding.nId, *this);
 }
 

@@ -58,11 +58,11 @@ void CTreeChange::PlanLeaving() {
     }
 }
 
-void CTreeChange::CarryOut() {
+void CTreeChange::CarryOut(CDatabase& database) {
     for (CTable* const pTable : m_arJoining) {
-        const std::int64_t nId = m_pDatabase->NewId();
-        m_pDatabase->Add(nId, *pTable);
-        m_pDatabase->MarkBehind(nId);
+        const std::int64_t nId = database.NewId();
+        database.Add(nId, *pTable);
+        database.MarkBehind(nId);
         pTable->m_binding = {m_pDatabase, nId, 0};
     }
     for (const auto& [pTable, nChange] : m_mapLinks) {
@@ -70,7 +70,7 @@ void CTreeChange::CarryOut() {
         if (binding.pDatabase == m_pDatabase) binding.nLinks += static_cast<std::size_t>(nChange);
     }
     for (CTable* const pTable : m_arLeaving) {
-        m_pDatabase->Remove(pTable->m_binding.nId);
+        database.Remove(pTable->m_binding.nId);
         pTable->m_binding = {};
     }
 }

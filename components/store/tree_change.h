@@ -3,9 +3,9 @@
 
 #include <map>
 #include <memory>
-#include <mutex>
 #include <vector>
 
+#include "base/mutex.h"
 #include "database.h"
 
 namespace qvant::store {
@@ -24,8 +24,9 @@ public:
     /// @return E_INVALIDARG when one of them is kept in another file
     HRESULT Plan(const CTrie& old, const CTrie& next);
 
-    /// Binds those who join and lets go of those who leave; under the file's lock, before the write.
-    void CarryOut();
+    /// Binds those who join and lets go of those who leave; before the write.
+    /// @param database  the one that the change was made for
+    void CarryOut(CDatabase& database) QV_REQUIRES(database.GetMutex());
 
 private:
     HRESULT PlanJoining();
@@ -37,7 +38,8 @@ private:
     std::map<CTable*, std::int64_t> m_mapLinks;  ///< by how much the number of a table's links changes
     std::vector<CTable*> m_arJoining;
     std::vector<CTable*> m_arLeaving;
-    std::vector<std::unique_lock<std::mutex>> m_arLocks;
+    /// Not checked, as their number isn't known before.
+    std::vector<std::unique_lock<CMutex>> m_arLocks;
 };
 
 }  // namespace qvant::store

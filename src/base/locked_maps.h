@@ -3,12 +3,12 @@
 
 #include <atomic>
 #include <cstdint>
-#include <mutex>
 #include <thread>
 #include <unordered_map>
 #include <utility>
 #include <vector>
 
+#include "base/mutex.h"
 #include "base/text.h"
 
 namespace qvant {
@@ -16,7 +16,7 @@ namespace qvant {
 /// A map from text to values. Any thread; each operation locks by itself, unless the calling thread has the lock from
 /// `Lock`. Entries stand in the order in which their keys were first stored, until one is removed.
 template <class Value>
-class CLumMap {
+class QV_CAPABILITY("map") CLumMap {
 public:
     /// A place in a walk; 0 is the start.
     using Position = std::size_t;
@@ -26,7 +26,7 @@ public:
     CLumMap& operator=(const CLumMap&) = delete;
 
     void SetAt(TextView strKey, Value value) {
-        const auto lock = LockUnlessHeld();
+        const CHeld held(*this);
         const auto found = m_mapIndex.find(strKey);
         if (found != m_mapIndex.end()) {
             m_arEntries[found->second].second = std::move(value);
@@ -38,7 +38,7 @@ public:
 
     /// @return false, with `value` untouched, when there is no such key
     bool Lookup(TextView strKey, Value& value) const {
-        const auto lock = LockUnlessHeld();
+        const CHeld held(*this);
         const auto found = m_mapIndex.find(strKey);
         if (found == m_mapIndex.end()) return false;
         value = m_arEntries[found->second].second;
@@ -48,7 +48,7 @@ public:
     /// One step of a walk: gives the entry at `position` and moves on.
     /// @return false at the end, with everything untouched
     bool GetNextAssoc(Position& position, Text& strKey, Value& value) const {
-        const auto lock = LockUnlessHeld();
+        const CHeld held(*this);
         if (position >= m_arEntries.size()) return false;
         strKey = m_arEntries[position].first;
         value = m_arEntries[position].second;
@@ -58,7 +58,7 @@ public:
 
     /// The last entry takes the place of the one that goes; nothing for a key that isn't there.
     void RemoveKey(TextView strKey) {
-        const auto lock = LockUnlessHeld();
+        const CHeld held(*this);
         const auto found = m_mapIndex.find(strKey);
         if (found == m_mapIndex.end()) return;
         const std::size_t nEntry = found->second;
@@ -71,37 +71,50 @@ public:
     }
 
     void RemoveAll() {
-        const auto lock = LockUnlessHeld();
+        const CHeld held(*this);
         m_arEntries.clear();
         m_mapIndex.clear();
     }
 
     std::size_t GetCount() const {
-        const auto lock = LockUnlessHeld();
+        const CHeld held(*this);
         return m_arEntries.size();
     }
 
     /// Takes the lock for a whole walk; the calling thread's operations take none until `Unlock`. Not to be nested.
-    void Lock() {
+    void Lock() QV_ACQUIRE() {
         m_mutex.lock();
         m_owner = std::this_thread::get_id();
     }
-    void Unlock() {
+    void Unlock() QV_RELEASE() {
         m_owner = std::thread::id();
         m_mutex.unlock();
     }
 
 private:
-    // The flag names its owner, so that only the walking thread goes without the lock.
-    std::unique_lock<std::mutex> LockUnlessHeld() const {
-        if (m_owner.load() == std::this_thread::get_id()) return {};
-        return std::unique_lock(m_mutex);
-    }
+    // Has the lock for one operation, be it by the walk. The flag names its owner, so that only the walking thread goes
+    // without.
+    class QV_SCOPED_CAPABILITY CHeld {
+    public:
+        explicit CHeld(const CLumMap& map) QV_ACQUIRE(map)
+            : m_map(map), m_bWalk(map.m_owner.load() == std::this_thread::get_id()) {
+            if (!m_bWalk) map.m_mutex.lock();
+        }
+        ~CHeld() QV_RELEASE() {
+            if (!m_bWalk) m_map.m_mutex.unlock();
+        }
+        CHeld(const CHeld&) = delete;
+        CHeld& operator=(const CHeld&) = delete;
 
-    mutable std::mutex m_mutex;
+    private:
+        const CLumMap& m_map;
+        const bool m_bWalk;
+    };
+
+    mutable CMutex m_mutex;
     std::atomic<std::thread::id> m_owner{};
-    std::vector<std::pair<Text, Value>> m_arEntries;
-    std::unordered_map<Text, std::size_t, TextHash, std::equal_to<>> m_mapIndex;
+    std::vector<std::pair<Text, Value>> m_arEntries QV_GUARDED_BY(this);
+    std::unordered_map<Text, std::size_t, TextHash, std::equal_to<>> m_mapIndex QV_GUARDED_BY(this);
 };
 
 using CLumMapStringToString = CLumMap<Text>;

@@ -31,10 +31,8 @@ public:
     }
     CBatch(const CBatch&) = delete;
     CBatch& operator=(const CBatch&) = delete;
-    bool End() {
-        m_bEnded = true;
-        return m_owner.m_pDbHoliDay->EndBatch() == 1;
-    }
+    /// From now on the batch is ended, or has failed to.
+    void SetEnded() { m_bEnded = true; }
 
 private:
     CHolidayDatabase& m_owner;
@@ -53,7 +51,7 @@ void CHolidayDatabase::Connect() {
 }
 
 std::int32_t CHolidayDatabase::Open(const Text& strHomeDir, const Text& strSystemName) {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     m_strHomeDir = strHomeDir;
     m_strSystemName = strSystemName;
     m_pDbHoliDay.reset(new (std::nothrow) DbAPIObj);
@@ -99,18 +97,18 @@ void CHolidayDatabase::CreateTables() {
 }
 
 bool CHolidayDatabase::IsOpen() {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     return m_pDbHoliDay != nullptr;
 }
 
 void CHolidayDatabase::Release() {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     m_pDbHoliDay.reset();
     m_results.Release();
 }
 
 HolidayStamp CHolidayDatabase::ReadStamp() {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     return QueryStamp();
 }
 
@@ -130,7 +128,7 @@ HolidayStamp CHolidayDatabase::QueryStamp() {
 }
 
 bool CHolidayDatabase::Replace(TextView strStamp, const std::function<bool(const WriteRow& writeRow)>& write) {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     bool bEmptied = true;
     if (m_pDbHoliDay && TryReplace(strStamp, write, bEmptied)) return true;
     if (bEmptied || !m_pDbHoliDay || platform::StopRequested()) return false;
@@ -144,8 +142,10 @@ bool CHolidayDatabase::TryReplace(TextView strStamp, const std::function<bool(co
     bEmptied = m_pDbHoliDay->DeleteRecord(VERSION_TABLE) == 1;
     bEmptied = bEmptied && m_pDbHoliDay->InsertRecord(VERSION_TABLE, VERSION_FIELDS, strStamp) == 1;
     bEmptied = bEmptied && m_pDbHoliDay->DeleteRecord(HOLIDAY_TABLE) == 1;
-    const bool bWritten = bEmptied && write([this](const HolidayRow& row) { return Insert(row); });
-    return bWritten && !platform::StopRequested() && batch.End();
+    const bool bWritten = bEmptied && write([this](const HolidayRow& row) QV_REQUIRES(m_mutex) { return Insert(row); });
+    if (!bWritten || platform::StopRequested()) return false;
+    batch.SetEnded();
+    return m_pDbHoliDay->EndBatch() == 1;
 }
 
 /// A comma in the date or the type moves what follows by a column: the row's values are one text, joined by commas. The
@@ -159,7 +159,7 @@ bool CHolidayDatabase::Insert(const HolidayRow& row) {
 }
 
 void CHolidayDatabase::ForEachRow(const std::function<void(const HolidayRow& row)>& visit) {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     if (!m_pDbHoliDay) return;
     CRecordQuery query(*m_pDbHoliDay, m_results, HOLIDAY_TABLE);
     const std::int32_t nCount = query.GetCount();

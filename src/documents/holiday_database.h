@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <mutex>
 
+#include "base/mutex.h"
 #include "base/text.h"
 #include "documents/holiday_text.h"
 #include "store/db_api_obj.h"
@@ -58,21 +58,22 @@ public:
 private:
     class CBatch;
 
-    void Connect();
-    HolidayStamp QueryStamp();
-    void CreateTables();
-    bool MakeAnew(TextView strTable);
-    bool TryReplace(TextView strStamp, const std::function<bool(const WriteRow& writeRow)>& write, bool& bEmptied);
-    bool Insert(const HolidayRow& row);
+    void Connect() QV_REQUIRES(m_mutex);
+    HolidayStamp QueryStamp() QV_REQUIRES(m_mutex);
+    void CreateTables() QV_REQUIRES(m_mutex);
+    bool MakeAnew(TextView strTable) QV_REQUIRES(m_mutex);
+    bool TryReplace(TextView strStamp, const std::function<bool(const WriteRow& writeRow)>& write, bool& bEmptied)
+        QV_REQUIRES(m_mutex);
+    bool Insert(const HolidayRow& row) QV_REQUIRES(m_mutex);
 
     IHost& m_host;
     CDataBaseEventReceiver& m_sink;
-    std::mutex m_mutex;  ///< guards all below
-    Text m_strHomeDir;
-    Text m_strSystemName;
-    Text m_strValues;  ///< of one row after another; its memory serves all
-    CRecordResults m_results;
-    std::unique_ptr<DbAPIObj> m_pDbHoliDay;
+    CMutex m_mutex;
+    Text m_strHomeDir QV_GUARDED_BY(m_mutex);
+    Text m_strSystemName QV_GUARDED_BY(m_mutex);
+    Text m_strValues QV_GUARDED_BY(m_mutex);  ///< of one row after another; its memory serves all
+    CRecordResults m_results QV_GUARDED_BY(m_mutex);
+    std::unique_ptr<DbAPIObj> m_pDbHoliDay QV_GUARDED_BY(m_mutex);
 };
 
 }  // namespace qvant

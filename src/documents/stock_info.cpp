@@ -141,7 +141,7 @@ void CStockInfo::LoadStkInfo() {
     LoadFile(SHENZHEN, mapLimits);
     LoadFile(Second(SHENZHEN), mapLimits);
     {
-        const std::lock_guard lock(m_mutex);
+        const CLock lock(m_mutex);
         m_mapStockLimits.swap(mapLimits);
     }
     m_parts.host.LogMessage(u"LoadStkInfo-end");
@@ -157,7 +157,7 @@ void CStockInfo::LoadFile(TextView strCode, StockLimitMap& mapLimits) const {
 }
 
 std::optional<StockLimits> CStockInfo::FindLimits(TextView strSymbol) const {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     const auto pFound = m_mapStockLimits.find(strSymbol);
     return pFound == m_mapStockLimits.end() ? std::nullopt : std::optional(pFound->second);
 }

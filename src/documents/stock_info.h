@@ -1,10 +1,10 @@
 /// Order limits of the stocks of Shanghai and Shenzhen: documents of their own, kept on disk as files of wide text.
 #pragma once
 
-#include <mutex>
 #include <optional>
 #include <string_view>
 
+#include "base/mutex.h"
 #include "model/json_document.h"
 #include "model/run_state.h"
 #include "model/stock_limits.h"
@@ -47,7 +47,7 @@ public:
     /// The limits of one stock; nothing for an unknown one. Any thread.
     std::optional<StockLimits> FindLimits(TextView strSymbol) const;
 
-    /// Belongs to the thread that loads; any other asks `FindLimits`.
+    /// Belongs to the thread that loads, which alone reads it without the lock; any other asks `FindLimits`.
     StockLimitMap m_mapStockLimits;
 
 private:
@@ -66,7 +66,7 @@ private:
     const StockInfoParts m_parts;
     Text m_strHomeDir;
     bool m_bCgi = false;
-    mutable std::mutex m_mutex;  ///< a load takes the finished map over while others look a stock up
+    mutable CMutex m_mutex;  ///< a load takes the finished map over while others look a stock up
 };
 
 }  // namespace qvant

@@ -2,8 +2,8 @@
 #pragma once
 
 #include <cstddef>
-#include <mutex>
 
+#include "base/mutex.h"
 #include "base/text.h"
 #include "symbols/text_map.h"
 
@@ -14,25 +14,25 @@ namespace qvant {
 class CResetTimes {
 public:
     void Set(TextView strKey, TextView strTime) {
-        const std::lock_guard lock(m_mutex);
+        const CLock lock(m_mutex);
         m_mapTimes.insert_or_assign(strKey, strTime);
     }
 
     /// Empty when the product has none.
     Text Get(TextView strKey) const {
-        const std::lock_guard lock(m_mutex);
+        const CLock lock(m_mutex);
         const auto it = m_mapTimes.find(strKey);
         return it == m_mapTimes.end() ? Text() : it->second;
     }
 
     std::size_t GetCount() const {
-        const std::lock_guard lock(m_mutex);
+        const CLock lock(m_mutex);
         return m_mapTimes.size();
     }
 
 private:
-    mutable std::mutex m_mutex;
-    CTextMap m_mapTimes;
+    mutable CMutex m_mutex;
+    CTextMap m_mapTimes QV_GUARDED_BY(m_mutex);
 };
 
 }  // namespace qvant

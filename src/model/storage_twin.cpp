@@ -5,13 +5,13 @@
 namespace qvant {
 
 bool CStorageTwin::Bind(std::unique_ptr<CBaseData> pChild) {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     m_pChild = std::move(pChild);
     return m_bUnsaved;
 }
 
 void CStorageTwin::Level(CBaseData& working, bool bTakeKept) {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     if (!m_pChild) return;
     if (m_bUnsaved) {
         CopyValues(working, *m_pChild);
@@ -22,7 +22,7 @@ void CStorageTwin::Level(CBaseData& working, bool bTakeKept) {
 }
 
 void CStorageTwin::Publish(const CBaseData& working, CTransaction& transaction) {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     transaction.Commit();
     m_bUnsaved = true;
     if (!m_pChild) return;
@@ -31,7 +31,7 @@ void CStorageTwin::Publish(const CBaseData& working, CTransaction& transaction) 
 }
 
 void CStorageTwin::Release() {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     m_pChild.reset();
 }
 

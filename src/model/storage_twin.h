@@ -2,8 +2,8 @@
 #pragma once
 
 #include <memory>
-#include <mutex>
 
+#include "base/mutex.h"
 #include "store/base_data.h"
 
 namespace qvant {
@@ -28,9 +28,9 @@ public:
     void Release();
 
 private:
-    std::mutex m_mutex;  ///< guards the next two, and keeps the two ways of copying apart
-    std::unique_ptr<CBaseData> m_pChild;
-    bool m_bUnsaved = false;  ///< the working table is newer than the child
+    CMutex m_mutex;  ///< keeps the two ways of copying apart as well
+    std::unique_ptr<CBaseData> m_pChild QV_GUARDED_BY(m_mutex);
+    bool m_bUnsaved QV_GUARDED_BY(m_mutex) = false;  ///< the working table is newer than the child
 };
 
 }  // namespace qvant

@@ -51,12 +51,12 @@ std::vector<Text> RankServers(const std::map<Text, std::int32_t>& mapLatency) {
 }
 
 void CLatencyTest::SetResponseInterval(std::int32_t nInterval) {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     m_nResponseInterval = nInterval;
 }
 
 std::optional<LatencyResult> CLatencyTest::Run(const std::vector<Text>& arServers) {
-    const std::lock_guard run(m_mutexRun);
+    const CLock run(m_mutexRun);
     m_hEventLatencyEnd.Clear();
     // Whatever ends the test: whoever leaves the service waits for it.
     const CEnding ending{m_hEventLatencyEnd};
@@ -80,7 +80,7 @@ void CLatencyTest::SweepWorkers() {
 /// @return false when a stop came first
 bool CLatencyTest::Open(const std::vector<Text>& arServers) {
     m_hEventLatencyDone.Clear();
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     // After the event: a stop that it forgot is seen here.
     if (IsCut()) return false;
     m_result = {};
@@ -101,7 +101,7 @@ bool CLatencyTest::Open(const std::vector<Text>& arServers) {
 /// @return false when a stop came first
 bool CLatencyTest::StartWorkers(const std::vector<Text>& arServers) {
     for (const Text& strServer : arServers) {
-        const std::lock_guard lock(m_mutex);
+        const CLock lock(m_mutex);
         if (IsCut()) return false;
         m_arLatencyThreads.emplace_back().Start("LatencyWorker", [this, strServer] { LatencyWorker(strServer); });
     }
@@ -109,32 +109,31 @@ bool CLatencyTest::StartWorkers(const std::vector<Text>& arServers) {
 }
 
 std::optional<LatencyResult> CLatencyTest::Close() {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     m_bLatencyRunning = false;
     if (!IsCut()) return m_result;
     for (platform::CThread& thread : m_arLatencyThreads) thread.RequestStop();
     return std::nullopt;
 }
 
-/// With the lock held.
 bool CLatencyTest::IsCut() const { return m_nStopsPending > 0 || platform::StopRequested(); }
 
 void CLatencyTest::StopWorkers() {
     {
-        const std::lock_guard lock(m_mutex);
+        const CLock lock(m_mutex);
         ++m_nStopsPending;
         m_bLatencyRunning = false;
         for (platform::CThread& thread : m_arLatencyThreads) thread.RequestStop();
     }
     m_hEventLatencyDone.Set();
-    const std::lock_guard run(m_mutexRun);
+    const CLock run(m_mutexRun);
     TakeWorkers().clear();
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     --m_nStopsPending;
 }
 
 std::list<platform::CThread> CLatencyTest::TakeWorkers() {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     return std::exchange(m_arLatencyThreads, {});
 }
 
@@ -166,13 +165,13 @@ std::int32_t CLatencyTest::ReadTime() const {
 }
 
 bool CLatencyTest::IsRunning() const {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     return m_bLatencyRunning;
 }
 
 /// @return nothing when the test ended meanwhile
 std::optional<CLatencyTest::Report> CLatencyTest::TakeReport(const Text& strServer, std::int32_t nLatency, bool bGood) {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     if (!m_bLatencyRunning) return std::nullopt;
     if (bGood) ++m_nGoodCount;
     std::int32_t nInterval = 0;

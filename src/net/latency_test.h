@@ -5,10 +5,10 @@
 #include <cstdint>
 #include <list>
 #include <map>
-#include <mutex>
 #include <optional>
 #include <vector>
 
+#include "base/mutex.h"
 #include "base/text.h"
 #include "net/session.h"
 #include "platform/clock.h"
@@ -70,12 +70,12 @@ private:
         bool bDone;
     };
 
-    void SweepWorkers();
-    std::list<platform::CThread> TakeWorkers();
-    bool Open(const std::vector<Text>& arServers);
-    bool StartWorkers(const std::vector<Text>& arServers);
-    std::optional<LatencyResult> Close();
-    bool IsCut() const;
+    void SweepWorkers() QV_REQUIRES(m_mutexRun);
+    std::list<platform::CThread> TakeWorkers() QV_REQUIRES(m_mutexRun);
+    bool Open(const std::vector<Text>& arServers) QV_REQUIRES(m_mutexRun);
+    bool StartWorkers(const std::vector<Text>& arServers) QV_REQUIRES(m_mutexRun);
+    std::optional<LatencyResult> Close() QV_REQUIRES(m_mutexRun);
+    bool IsCut() const QV_REQUIRES(m_mutex);
 
     void LatencyWorker(const Text& strServer);
     std::int32_t ReadTime() const;
@@ -86,16 +86,17 @@ private:
     const CSession& m_session;
     const platform::IClock& m_clock;
 
-    std::mutex m_mutexRun;                            ///< one test at a time
-    mutable std::mutex m_mutex;                       ///< guards all between here and the events
-    std::list<platform::CThread> m_arLatencyThreads;  ///< of the last test; changed with `m_mutexRun` held as well
-    int m_nStopsPending = 0;                          ///< calls of `StopWorkers` under way: no test goes on meanwhile
-    std::int32_t m_nResponseInterval = 50;
-    LatencyResult m_result;
-    std::size_t m_nServers = 0;
-    std::size_t m_nQueryCount = 0;   ///< workers that have reported
-    std::size_t m_nGoodCount = 0;    ///< those of them with a valid answer
-    bool m_bLatencyRunning = false;  ///< the test is open: workers may still report
+    CMutex m_mutexRun QV_ACQUIRED_BEFORE(m_mutex);  ///< one test at a time
+    mutable CMutex m_mutex;
+    /// Of the last test; changed with `m_mutexRun` held as well.
+    std::list<platform::CThread> m_arLatencyThreads QV_GUARDED_BY(m_mutex);
+    int m_nStopsPending QV_GUARDED_BY(m_mutex) = 0;  ///< calls of `StopWorkers` under way: no test goes on meanwhile
+    std::int32_t m_nResponseInterval QV_GUARDED_BY(m_mutex) = 50;
+    LatencyResult m_result QV_GUARDED_BY(m_mutex);
+    std::size_t m_nServers QV_GUARDED_BY(m_mutex) = 0;
+    std::size_t m_nQueryCount QV_GUARDED_BY(m_mutex) = 0;   ///< workers that have reported
+    std::size_t m_nGoodCount QV_GUARDED_BY(m_mutex) = 0;    ///< those of them with a valid answer
+    bool m_bLatencyRunning QV_GUARDED_BY(m_mutex) = false;  ///< the test is open: workers may still report
 
     platform::CEvent m_hEventLatencyDone{platform::CEvent::Reset::Automatic, false};  ///< the test may end early
     platform::CEvent m_hEventLatencyEnd{platform::CEvent::Reset::Manual, false};      ///< not set while a test runs

@@ -7,13 +7,13 @@
 namespace qvant {
 
 void CRollServers::Append(List list, TextView strUrls) {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     std::vector<Text>& arList = m_arLists[static_cast<std::size_t>(list)];
     for (Text& strUrl : SplitTokens(strUrls, u"|")) arList.push_back(std::move(strUrl));
 }
 
 std::vector<Text> CRollServers::Get(List list) const {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     return m_arLists[static_cast<std::size_t>(list)];
 }
 

@@ -3,9 +3,9 @@
 
 #include <array>
 #include <cstddef>
-#include <mutex>
 #include <vector>
 
+#include "base/mutex.h"
 #include "base/text.h"
 
 namespace qvant {
@@ -26,8 +26,8 @@ public:
 private:
     static constexpr std::size_t LISTS = 3;
 
-    mutable std::mutex m_mutex;
-    std::array<std::vector<Text>, LISTS> m_arLists;
+    mutable CMutex m_mutex;
+    std::array<std::vector<Text>, LISTS> m_arLists QV_GUARDED_BY(m_mutex);
 };
 
 }  // namespace qvant

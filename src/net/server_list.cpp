@@ -15,7 +15,7 @@ void CServerList::Assign(TextView strUrls, const std::function<unsigned()>& rand
         const auto nSteps = static_cast<std::ptrdiff_t>(random() % arServers.size());
         std::rotate(arServers.begin(), arServers.begin() + nSteps, arServers.end());
     }
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     m_arServers = std::move(arServers);
     m_nServerIndex = 0;
     m_result = {};
@@ -28,7 +28,7 @@ void CServerList::StartLatencyTest(CLatencyTest& test, IHost& host) {
     std::vector<Text> arServers;
     std::uint64_t nGeneration = 0;
     {
-        const std::lock_guard lock(m_mutex);
+        const CLock lock(m_mutex);
         arServers = m_arServers;
         nGeneration = m_nGeneration;
         if (m_arServers.size() == 1) m_strServer = m_arServers.front();
@@ -48,7 +48,7 @@ void CServerList::StartLatencyTest(CLatencyTest& test, IHost& host) {
 /// @return the head of the list; nothing for a list that was replaced meanwhile
 std::optional<Text> CServerList::TakeResult(LatencyResult result, std::uint64_t nGeneration) {
     std::vector<Text> arRanked = RankServers(result.m_mapLatency);
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     if (nGeneration != m_nGeneration) return std::nullopt;
     m_result = std::move(result);
     if (arRanked.size() == m_arServers.size()) {
@@ -65,7 +65,7 @@ bool CServerList::Walk(const std::function<bool(const Text& strServer)>& ask) {
     std::size_t nStart = 0;
     std::uint64_t nGeneration = 0;
     {
-        const std::lock_guard lock(m_mutex);
+        const CLock lock(m_mutex);
         arServers = m_arServers;
         nStart = m_nServerIndex;
         nGeneration = m_nGeneration;
@@ -82,32 +82,32 @@ bool CServerList::Walk(const std::function<bool(const Text& strServer)>& ask) {
 
 // A walk over a list that was replaced meanwhile leaves no trace in the new one.
 void CServerList::SetServer(const Text& strServer, std::uint64_t nGeneration) {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     if (nGeneration == m_nGeneration) m_strServer = strServer;
 }
 
 void CServerList::MoveTo(std::size_t nPosition, std::uint64_t nGeneration) {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     if (nGeneration == m_nGeneration) m_nServerIndex = nPosition;
 }
 
 std::size_t CServerList::GetCount() const {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     return m_arServers.size();
 }
 
 std::size_t CServerList::GetIndex() const {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     return m_nServerIndex;
 }
 
 Text CServerList::GetServer() const {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     return m_strServer;
 }
 
 ServerListing CServerList::GetListing() const {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     ServerListing listing{.arServers = {}, .nIndex = m_nServerIndex};
     bool bFound = false;  // a list may name a server twice
     for (const Text& strServer : m_arServers) {

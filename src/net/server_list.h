@@ -4,10 +4,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <mutex>
 #include <optional>
 #include <vector>
 
+#include "base/mutex.h"
 #include "base/text.h"
 #include "net/latency_test.h"
 #include "store/host.h"
@@ -64,12 +64,13 @@ private:
     void SetServer(const Text& strServer, std::uint64_t nGeneration);
     void MoveTo(std::size_t nPosition, std::uint64_t nGeneration);
 
-    mutable std::mutex m_mutex;
-    std::vector<Text> m_arServers;
-    Text m_strServer;
-    std::size_t m_nServerIndex = 0;
-    LatencyResult m_result;           ///< of the last test of this list; empty before it
-    std::uint64_t m_nGeneration = 0;  ///< counts the lists, so that a walk knows whether its own still stands
+    mutable CMutex m_mutex;
+    std::vector<Text> m_arServers QV_GUARDED_BY(m_mutex);
+    Text m_strServer QV_GUARDED_BY(m_mutex);
+    std::size_t m_nServerIndex QV_GUARDED_BY(m_mutex) = 0;
+    LatencyResult m_result QV_GUARDED_BY(m_mutex);  ///< of the last test of this list; empty before it
+    /// Counts the lists, so that a walk knows whether its own still stands.
+    std::uint64_t m_nGeneration QV_GUARDED_BY(m_mutex) = 0;
 };
 
 }  // namespace qvant

@@ -7,47 +7,47 @@
 namespace qvant {
 
 void CSession::SetProxy(ProxySettings proxy) {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     m_proxy = std::move(proxy);
 }
 
 ProxySettings CSession::GetProxy() const {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     return m_proxy;
 }
 
 void CSession::SetSessionQuery(Text strQuery) {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     m_strSessionQuery = std::move(strQuery);
 }
 
 Text CSession::GetSessionQuery() const {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     return m_strSessionQuery;
 }
 
 void CSession::SetRegion(Text strRegion) {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     m_strRegion = std::move(strRegion);
 }
 
 Text CSession::GetRegion() const {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     return m_strRegion;
 }
 
 void CSession::SetRequestId(Text strRequestId) {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     m_strRequestId = std::move(strRequestId);
 }
 
 Text CSession::GetRequestId() const {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     return m_strRequestId;
 }
 
 void CSession::SetMachineId(Text strMachineId) {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     m_strMachineId = std::move(strMachineId);
 }
 
@@ -55,10 +55,10 @@ Text CSession::BuildRequestId(TextView strWord) {
     const platform::SystemTime now = platform::ToLocal(m_clock.NowMilliseconds());
     Text strMachineId;
     {
-        const std::lock_guard lock(m_mutex);
+        const CLock lock(m_mutex);
         strMachineId = m_strMachineId;
     }
-    const std::lock_guard lock(m_mutexRequestId);
+    const CLock lock(m_mutexRequestId);
     const char16_t chSequence = m_chRequestSeq;
     m_chRequestSeq = chSequence == u'Z' ? u'A' : static_cast<char16_t>(chSequence + 1);
     return Format(u"%s_%s_%02d%02d%02d%03d%c", strWord, strMachineId, now.nHour, now.nMinute, now.nSecond,

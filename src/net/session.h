@@ -2,8 +2,8 @@
 #pragma once
 
 #include <cstdint>
-#include <mutex>
 
+#include "base/mutex.h"
 #include "base/text.h"
 #include "platform/clock.h"
 
@@ -44,14 +44,14 @@ public:
 
 private:
     const platform::IClock& m_clock;
-    mutable std::mutex m_mutex;
-    ProxySettings m_proxy;
-    Text m_strSessionQuery;
-    Text m_strRegion;
-    Text m_strRequestId;
-    Text m_strMachineId;
-    std::mutex m_mutexRequestId;
-    char16_t m_chRequestSeq = u'A';
+    mutable CMutex m_mutex;
+    ProxySettings m_proxy QV_GUARDED_BY(m_mutex);
+    Text m_strSessionQuery QV_GUARDED_BY(m_mutex);
+    Text m_strRegion QV_GUARDED_BY(m_mutex);
+    Text m_strRequestId QV_GUARDED_BY(m_mutex);
+    Text m_strMachineId QV_GUARDED_BY(m_mutex);
+    CMutex m_mutexRequestId;
+    char16_t m_chRequestSeq QV_GUARDED_BY(m_mutexRequestId) = u'A';
 };
 
 }  // namespace qvant

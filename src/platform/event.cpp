@@ -7,7 +7,7 @@ namespace qvant::platform {
 
 void CEvent::Set() {
     // Woken under the lock: whoever waits may destroy the event as soon as the wait returns.
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     m_bSignalled = true;
     if (m_reset == Reset::Manual) {
         m_condition.notify_all();
@@ -17,21 +17,23 @@ void CEvent::Set() {
 }
 
 void CEvent::Clear() {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     m_bSignalled = false;
 }
 
 WaitResult CEvent::Wait() {
-    std::unique_lock lock(m_mutex);
-    if (!m_condition.wait(lock, CurrentStop(), [this] { return m_bSignalled; })) return WaitResult::Stopped;
+    CLock lock(m_mutex);
+    if (!m_condition.wait(lock, CurrentStop(), [this]() QV_REQUIRES(m_mutex) { return m_bSignalled; })) {
+        return WaitResult::Stopped;
+    }
     if (m_reset == Reset::Automatic) m_bSignalled = false;
     return WaitResult::Signalled;
 }
 
 WaitResult CEvent::WaitFor(std::chrono::milliseconds limit) {
     const std::stop_token stop = CurrentStop();
-    std::unique_lock lock(m_mutex);
-    if (!m_condition.wait_for(lock, stop, LimitWait(limit), [this] { return m_bSignalled; })) {
+    CLock lock(m_mutex);
+    if (!m_condition.wait_for(lock, stop, LimitWait(limit), [this]() QV_REQUIRES(m_mutex) { return m_bSignalled; })) {
         return stop.stop_requested() ? WaitResult::Stopped : WaitResult::TimedOut;
     }
     if (m_reset == Reset::Automatic) m_bSignalled = false;
@@ -39,7 +41,7 @@ WaitResult CEvent::WaitFor(std::chrono::milliseconds limit) {
 }
 
 bool CEvent::IsSet() const {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     return m_bSignalled;
 }
 

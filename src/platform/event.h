@@ -3,7 +3,8 @@
 
 #include <chrono>
 #include <condition_variable>
-#include <mutex>
+
+#include "base/mutex.h"
 
 namespace qvant::platform {
 
@@ -26,9 +27,9 @@ public:
 
 private:
     const Reset m_reset;
-    mutable std::mutex m_mutex;
+    mutable CMutex m_mutex;
     std::condition_variable_any m_condition;
-    bool m_bSignalled;
+    bool m_bSignalled QV_GUARDED_BY(m_mutex);
 };
 
 }  // namespace qvant::platform

@@ -8,19 +8,19 @@
 namespace qvant::platform {
 
 void CMessageQueue::Open() {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     m_bOpen = true;
 }
 
 void CMessageQueue::Close() {
     std::deque<Message> listDropped;  // what many texts hold is given back behind the lock
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     m_bOpen = false;
     m_listMessages.swap(listDropped);
 }
 
 bool CMessageQueue::Post(Message& message) {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     if (!m_bOpen || m_listMessages.size() >= MOST_MESSAGES) {
         errno = m_bOpen ? EAGAIN : ESRCH;
         return false;
@@ -32,8 +32,8 @@ bool CMessageQueue::Post(Message& message) {
 
 std::optional<Message> CMessageQueue::Receive() {
     const std::stop_token stop = CurrentStop();
-    std::unique_lock lock(m_mutex);
-    m_posted.wait(lock, stop, [this] { return !m_listMessages.empty(); });
+    CLock lock(m_mutex);
+    m_posted.wait(lock, stop, [this]() QV_REQUIRES(m_mutex) { return !m_listMessages.empty(); });
     if (stop.stop_requested()) return std::nullopt;
     std::optional<Message> message(std::move(m_listMessages.front()));
     m_listMessages.pop_front();

@@ -6,9 +6,9 @@
 #include <cstdint>
 #include <deque>
 #include <memory>
-#include <mutex>
 #include <optional>
 
+#include "base/mutex.h"
 #include "base/text.h"
 
 namespace qvant::platform {
@@ -46,10 +46,10 @@ public:
     std::optional<Message> Receive();
 
 private:
-    std::mutex m_mutex;  ///< guards the rest
+    CMutex m_mutex;
     std::condition_variable_any m_posted;
-    std::deque<Message> m_listMessages;
-    bool m_bOpen = false;
+    std::deque<Message> m_listMessages QV_GUARDED_BY(m_mutex);
+    bool m_bOpen QV_GUARDED_BY(m_mutex) = false;
 };
 
 }  // namespace qvant::platform

@@ -1,9 +1,18 @@
 #include "platform/named_event.h"
 
-#include <condition_variable>
 #include <utility>
 
 namespace qvant::platform {
+
+namespace {
+
+using Moment = std::chrono::steady_clock::time_point;
+
+std::optional<Moment> EndOf(CNamedEvents::Limit limit) {
+    return limit ? std::optional(std::chrono::steady_clock::now() + *limit) : std::nullopt;
+}
+
+}  // namespace
 
 struct CNamedEvents::Event {
     Event(Text strOwnName, CEvent::Reset resetKind, bool bSet)
@@ -11,18 +20,17 @@ struct CNamedEvents::Event {
 
     const Text strName;
     const CEvent::Reset reset;
-    std::size_t nHolders = 0;  ///< guarded by the mutex of the names
+    std::size_t nHolders = 0;  ///< touched under the mutex of the names, which can't be named here
 
-    std::mutex mutex;  ///< guards the rest, and `bClosed` of the holdings
-    std::condition_variable changed;
-    bool bSignalled;
-    std::uint64_t nSets = 0;
+    CMutex mutex;
+    CCondition changed;
+    bool bSignalled QV_GUARDED_BY(mutex);
+    std::uint64_t nSets QV_GUARDED_BY(mutex) = 0;
 
-    /// Waits until `done`, and tells whether it is.
-    template <typename Done>
-    bool WaitUntil(std::unique_lock<std::mutex>& lock, Limit limit, const Done& done) {
-        if (limit) return changed.wait_for(lock, *limit, done);
-        changed.wait(lock, done);
+    /// Waits until something changes. @return false when the time has come
+    bool WaitForChange(CLock<CMutex>& lock, const std::optional<Moment>& end) {
+        if (end) return changed.wait_until(lock, *end);
+        changed.wait(lock);
         return true;
     }
 };
@@ -31,11 +39,11 @@ struct CNamedEvents::Holding {
     explicit Holding(std::shared_ptr<Event> pHeld) : pEvent(std::move(pHeld)) {}
 
     const std::shared_ptr<Event> pEvent;
-    bool bClosed = false;
+    bool bClosed = false;  ///< touched under the event's mutex, which has another name where it is taken
 };
 
 CNamedEvents::Handle CNamedEvents::Create(TextView strName, CEvent::Reset reset, bool bSignalled, bool* pbExisted) {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     const auto pFound = m_mapEvents.find(strName);
     const bool bExisted = pFound != m_mapEvents.end();
     if (pbExisted) *pbExisted = bExisted;
@@ -43,12 +51,12 @@ CNamedEvents::Handle CNamedEvents::Create(TextView strName, CEvent::Reset reset,
 }
 
 CNamedEvents::Handle CNamedEvents::Open(TextView strName) {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     const auto pFound = m_mapEvents.find(strName);
     return pFound == m_mapEvents.end() ? 0 : Hold(pFound->second);
 }
 
-/// The mutex is held. What runs out of memory leaves no trace.
+/// What runs out of memory leaves no trace.
 CNamedEvents::Handle CNamedEvents::Hold(std::shared_ptr<Event> pEvent) {
     auto pHolding = std::make_shared<Holding>(Holding{pEvent});
     const auto pEntered = m_mapHoldings.emplace(m_nLast + 1, std::move(pHolding)).first;
@@ -65,7 +73,7 @@ CNamedEvents::Handle CNamedEvents::Hold(std::shared_ptr<Event> pEvent) {
 bool CNamedEvents::Close(Handle nHandle) {
     std::shared_ptr<Holding> pHolding;
     {
-        const std::lock_guard lock(m_mutex);
+        const CLock lock(m_mutex);
         const auto pFound = m_mapHoldings.find(nHandle);
         if (pFound == m_mapHoldings.end()) return false;
         pHolding = std::move(pFound->second);
@@ -73,14 +81,14 @@ bool CNamedEvents::Close(Handle nHandle) {
         if (--pHolding->pEvent->nHolders == 0) m_mapEvents.erase(pHolding->pEvent->strName);
     }
     Event& event = *pHolding->pEvent;
-    const std::lock_guard lock(event.mutex);
+    const CLock lock(event.mutex);
     pHolding->bClosed = true;
     event.changed.notify_all();
     return true;
 }
 
 std::shared_ptr<CNamedEvents::Holding> CNamedEvents::Find(Handle nHandle) const {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     const auto pFound = m_mapHoldings.find(nHandle);
     return pFound == m_mapHoldings.end() ? nullptr : pFound->second;
 }
@@ -89,7 +97,7 @@ bool CNamedEvents::Set(Handle nHandle) {
     const auto pHolding = Find(nHandle);
     if (!pHolding) return false;
     Event& event = *pHolding->pEvent;
-    const std::lock_guard lock(event.mutex);
+    const CLock lock(event.mutex);
     event.bSignalled = true;
     ++event.nSets;
     // All, of an automatic one too: those who only watch it wait here as well.
@@ -100,7 +108,7 @@ bool CNamedEvents::Set(Handle nHandle) {
 bool CNamedEvents::Clear(Handle nHandle) {
     const auto pHolding = Find(nHandle);
     if (!pHolding) return false;
-    const std::lock_guard lock(pHolding->pEvent->mutex);
+    const CLock lock(pHolding->pEvent->mutex);
     pHolding->pEvent->bSignalled = false;
     return true;
 }
@@ -111,11 +119,14 @@ CNamedEvents::Waited CNamedEvents::Wait(Handle nHandle, Limit limit) {
     if (!pHolding) return Waited::NoHandle;
     Event& event = *pHolding->pEvent;
     const bool bManual = event.reset == CEvent::Reset::Manual;
-    std::unique_lock lock(event.mutex);
+    CLock lock(event.mutex);
     const std::uint64_t nSetsBefore = event.nSets;
-    const auto signalled = [&] { return event.bSignalled || (bManual && event.nSets != nSetsBefore); };
-    if (!event.WaitUntil(lock, limit, [&] { return signalled() || pHolding->bClosed; })) return Waited::TimedOut;
-    if (!signalled()) return Waited::Closed;
+    const auto end = EndOf(limit);
+    for (bool bInTime = true;; bInTime = event.WaitForChange(lock, end)) {
+        if (event.bSignalled || (bManual && event.nSets != nSetsBefore)) break;
+        if (pHolding->bClosed) return Waited::Closed;
+        if (!bInTime) return Waited::TimedOut;
+    }
     if (!bManual) event.bSignalled = false;
     return Waited::Signalled;
 }
@@ -124,16 +135,18 @@ CNamedEvents::Waited CNamedEvents::Watch(Handle nHandle, std::uint64_t& nSets, L
     const auto pHolding = Find(nHandle);
     if (!pHolding) return Waited::NoHandle;
     Event& event = *pHolding->pEvent;
-    std::unique_lock lock(event.mutex);
+    CLock lock(event.mutex);
     const std::uint64_t nKnown = nSets;
-    const bool bEnded = event.WaitUntil(lock, limit, [&] { return event.nSets > nKnown || pHolding->bClosed; });
+    const auto end = EndOf(limit);
+    bool bInTime = true;
+    while (bInTime && event.nSets <= nKnown && !pHolding->bClosed) bInTime = event.WaitForChange(lock, end);
     nSets = event.nSets;
-    if (!bEnded) return Waited::TimedOut;
-    return nSets > nKnown ? Waited::Signalled : Waited::Closed;
+    if (nSets > nKnown) return Waited::Signalled;
+    return pHolding->bClosed ? Waited::Closed : Waited::TimedOut;
 }
 
 std::size_t CNamedEvents::GetCount() const {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     return m_mapEvents.size();
 }
 

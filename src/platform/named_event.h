@@ -4,10 +4,10 @@
 #include <chrono>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <unordered_map>
 
+#include "base/mutex.h"
 #include "base/text.h"
 #include "platform/event.h"
 
@@ -55,13 +55,13 @@ private:
     struct Event;
     struct Holding;
 
-    Handle Hold(std::shared_ptr<Event> pEvent);
+    Handle Hold(std::shared_ptr<Event> pEvent) QV_REQUIRES(m_mutex);
     std::shared_ptr<Holding> Find(Handle nHandle) const;
 
-    mutable std::mutex m_mutex;  ///< guards the rest and the count of an event's holders
-    std::unordered_map<Text, std::shared_ptr<Event>, TextHash, std::equal_to<>> m_mapEvents;
-    std::unordered_map<Handle, std::shared_ptr<Holding>> m_mapHoldings;
-    Handle m_nLast = 0;
+    mutable CMutex m_mutex;  ///< guards the count of an event's holders as well
+    std::unordered_map<Text, std::shared_ptr<Event>, TextHash, std::equal_to<>> m_mapEvents QV_GUARDED_BY(m_mutex);
+    std::unordered_map<Handle, std::shared_ptr<Holding>> m_mapHoldings QV_GUARDED_BY(m_mutex);
+    Handle m_nLast QV_GUARDED_BY(m_mutex) = 0;
 };
 
 }  // namespace qvant::platform

@@ -1,7 +1,6 @@
 #include "platform/profile.h"
 
-#include <mutex>
-
+#include "base/mutex.h"
 #include "base/numbers.h"
 #include "platform/files.h"
 #include "platform/profile_text.h"
@@ -36,9 +35,9 @@ bool WriteProfileText(TextView strSection, TextView strKey, TextView strValue, T
 }
 
 bool WriteProfileTexts(TextView strSection, std::span<const ProfileValue> values, TextView strPath) {
-    static std::mutex mutex;
+    static CMutex mutex;
     // From the reading to the replacement, or one of two writers would lose the other's key.
-    const std::lock_guard lock(mutex);
+    const CLock lock(mutex);
     // A file that is there and can't be read must not be replaced by one with a single key.
     auto strBytes = ReadWholeFile(strPath);
     if (!strBytes && FileExists(strPath)) return false;

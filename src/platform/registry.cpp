@@ -2,8 +2,8 @@
 // for each value, always in quotes, so that blanks and quotes of its own come back. "@" is the default value.
 
 #include <algorithm>
-#include <mutex>
 
+#include "base/mutex.h"
 #include "platform/files.h"
 #include "platform/module.h"
 #include "platform/profile_text.h"
@@ -14,8 +14,8 @@ namespace {
 
 constexpr TextView DEFAULT_VALUE = u"@";
 
-std::mutex& RegistryMutex() {
-    static std::mutex mutex;
+CMutex& RegistryMutex() {
+    static CMutex mutex;
     return mutex;
 }
 
@@ -61,7 +61,7 @@ std::optional<Text> ReadRegistry(TextView strKey, TextView strName) {
 bool WriteRegistry(bool bPerUser, const std::vector<RegistryValue>& arValues) {
     const auto strPath = GetRegistryPath(bPerUser);
     if (!strPath || !std::all_of(arValues.begin(), arValues.end(), CanStore)) return false;
-    const std::lock_guard lock(RegistryMutex());
+    const CLock lock(RegistryMutex());
     if (!CreateFolders(TextView(*strPath).substr(0, strPath->rfind(u'/')))) return false;
     const auto strBytes = ReadWholeFile(*strPath);
     if (!strBytes && FileExists(*strPath)) return false;
@@ -75,7 +75,7 @@ bool WriteRegistry(bool bPerUser, const std::vector<RegistryValue>& arValues) {
 bool RemoveRegistryKeys(bool bPerUser, const std::vector<Text>& arKeys) {
     const auto strPath = GetRegistryPath(bPerUser);
     if (!strPath) return false;
-    const std::lock_guard lock(RegistryMutex());
+    const CLock lock(RegistryMutex());
     const auto strBytes = ReadWholeFile(*strPath);
     if (!strBytes) return !FileExists(*strPath);
     CProfileText text = CProfileText::Parse(*strBytes);

@@ -1,9 +1,9 @@
 #include "platform/stop.h"
 
 #include <condition_variable>
-#include <mutex>
 #include <utility>
 
+#include "base/mutex.h"
 #include "platform/waiting.h"
 
 namespace qvant::platform {
@@ -25,9 +25,9 @@ CStopScope::~CStopScope() { ThreadStop() = std::move(m_previous); }
 
 bool SleepFor(std::chrono::milliseconds pause) {
     const std::stop_token stop = CurrentStop();
-    std::mutex mutex;
+    CMutex mutex;
     std::condition_variable_any condition;
-    std::unique_lock lock(mutex);
+    CLock lock(mutex);
     condition.wait_for(lock, stop, LimitWait(pause), [] { return false; });
     return !stop.stop_requested();
 }

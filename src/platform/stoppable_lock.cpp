@@ -6,15 +6,17 @@ namespace qvant::platform {
 
 bool CStoppableLock::Lock() {
     const std::thread::id self = std::this_thread::get_id();
-    std::unique_lock lock(m_mutex);
-    if (!m_free.wait(lock, CurrentStop(), [&] { return m_nDepth == 0 || m_owner == self; })) return false;
+    CLock lock(m_mutex);
+    if (!m_free.wait(lock, CurrentStop(), [&]() QV_REQUIRES(m_mutex) { return m_nDepth == 0 || m_owner == self; })) {
+        return false;
+    }
     m_owner = self;
     ++m_nDepth;
     return true;
 }
 
 void CStoppableLock::Unlock() {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     if (--m_nDepth > 0) return;
     m_owner = {};
     m_free.notify_one();

@@ -2,13 +2,16 @@
 #pragma once
 
 #include <condition_variable>
-#include <mutex>
 #include <thread>
+
+#include "base/mutex.h"
 
 namespace qvant::platform {
 
 /// For work that takes minutes, such as a pass over the network: whoever waits for its end must still obey a stop. Any
 /// thread; the one that has the lock may take it again.
+///
+/// The compiler doesn't check what it guards: its analysis has no hold that comes without the lock.
 class CStoppableLock {
 public:
     CStoppableLock() = default;
@@ -22,10 +25,10 @@ public:
     void Unlock();
 
 private:
-    std::mutex m_mutex;  ///< guards the rest
+    CMutex m_mutex;
     std::condition_variable_any m_free;
-    std::thread::id m_owner;
-    int m_nDepth = 0;
+    std::thread::id m_owner QV_GUARDED_BY(m_mutex);
+    int m_nDepth QV_GUARDED_BY(m_mutex) = 0;
 };
 
 /// Has the lock until the end of the scope, or until it is released.

@@ -23,7 +23,7 @@ public:
                 m_work(i);
             } catch (...) {
                 m_nNext = m_nCount;
-                const std::lock_guard lock(m_mutex);
+                const CLock lock(m_mutex);
                 if (!m_failure || i < m_nFailed) m_failure = std::current_exception();
                 m_nFailed = m_nFailed < i ? m_nFailed : i;
             }
@@ -31,7 +31,8 @@ public:
     }
 
     /// When both have come to an end.
-    void RethrowFailure() const {
+    void RethrowFailure() {
+        const CLock lock(m_mutex);
         if (m_failure) std::rethrow_exception(m_failure);
     }
 
@@ -39,9 +40,9 @@ private:
     const std::size_t m_nCount;
     const std::function<void(std::size_t)>& m_work;
     std::atomic<std::size_t> m_nNext{0};
-    std::mutex m_mutex;
-    std::size_t m_nFailed = SIZE_MAX;
-    std::exception_ptr m_failure;
+    CMutex m_mutex;
+    std::size_t m_nFailed QV_GUARDED_BY(m_mutex) = SIZE_MAX;
+    std::exception_ptr m_failure QV_GUARDED_BY(m_mutex);
 };
 
 }  // namespace
@@ -65,20 +66,20 @@ CFollower::CFollower(std::string strName, std::size_t nPlaces, std::function<voi
     : m_strName(std::move(strName)), m_nPlaces(nPlaces), m_follow(std::move(follow)) {}
 
 CFollower::~CFollower() {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     m_bEnded = true;
     m_changed.notify_all();
 }
 
 std::size_t CFollower::GetPlace() {
-    std::unique_lock lock(m_mutex);
-    m_changed.wait(lock, [this] { return m_bEnded || m_nHandedOver - m_nFollowed < m_nPlaces; });
+    CLock lock(m_mutex);
+    while (!m_bEnded && m_nHandedOver - m_nFollowed >= m_nPlaces) m_changed.wait(lock);
     RethrowFailure();
     return m_nHandedOver % m_nPlaces;
 }
 
 void CFollower::HandOver() {
-    if (m_nHandedOver == FOLLOWED_AT_ONCE) {
+    if (m_nMade == FOLLOWED_AT_ONCE) {
         const auto run = [this, stop = CurrentStop()] {
             const CStopScope scope(stop);
             const CApartment apartment;
@@ -87,26 +88,26 @@ void CFollower::HandOver() {
         m_bStarted = m_thread.Start(m_strName, run);
         m_bAlone = !m_bStarted;
     }
-    if (m_bAlone) {
-        Follow(m_nHandedOver++);
-        return;
+    const std::size_t nPiece = m_nMade++;
+    {
+        const CLock lock(m_mutex);
+        m_nHandedOver = m_nMade;
+        m_changed.notify_all();
     }
-    const std::lock_guard lock(m_mutex);
-    ++m_nHandedOver;
-    m_changed.notify_all();
+    if (m_bAlone) Follow(nPiece);
 }
 
 void CFollower::Finish() {
-    std::unique_lock lock(m_mutex);
-    m_changed.wait(lock, [this] { return m_bEnded || m_nHandedOver == m_nFollowed; });
+    CLock lock(m_mutex);
+    while (!m_bEnded && m_nHandedOver != m_nFollowed) m_changed.wait(lock);
     RethrowFailure();
 }
 
 void CFollower::Run() {
     for (std::size_t nPiece = FOLLOWED_AT_ONCE;; ++nPiece) {
         {
-            std::unique_lock lock(m_mutex);
-            m_changed.wait(lock, [this, nPiece] { return m_bEnded || nPiece < m_nHandedOver; });
+            CLock lock(m_mutex);
+            while (!m_bEnded && nPiece >= m_nHandedOver) m_changed.wait(lock);
             if (m_bEnded) return;
         }
         if (!Follow(nPiece)) return;
@@ -120,7 +121,7 @@ bool CFollower::Follow(std::size_t nPiece) {
     } catch (...) {
         failure = std::current_exception();
     }
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     m_nFollowed = nPiece + 1;
     if (failure) {
         m_bEnded = true;

@@ -2,13 +2,12 @@
 /// reach the first, and where the system has no thread to give the first does all.
 #pragma once
 
-#include <condition_variable>
 #include <cstddef>
 #include <exception>
 #include <functional>
-#include <mutex>
 #include <string>
 
+#include "base/mutex.h"
 #include "platform/thread.h"
 
 namespace qvant::platform {
@@ -49,20 +48,21 @@ public:
 private:
     void Run();
     bool Follow(std::size_t nPiece);
-    void RethrowFailure();
+    void RethrowFailure() QV_REQUIRES(m_mutex);
 
     const std::string m_strName;
     const std::size_t m_nPlaces;
     const std::function<void(std::size_t)> m_follow;
     bool m_bAlone = true;  ///< no thread yet, or none to be had
     bool m_bStarted = false;
+    std::size_t m_nMade = 0;  ///< pieces that were handed over, as their maker counts them
 
-    std::mutex m_mutex;  ///< guards the rest
-    std::condition_variable m_changed;
-    std::size_t m_nHandedOver = 0;
-    std::size_t m_nFollowed = 0;
-    bool m_bEnded = false;  ///< nothing more is followed
-    std::exception_ptr m_failure;
+    CMutex m_mutex;
+    CCondition m_changed;
+    std::size_t m_nHandedOver QV_GUARDED_BY(m_mutex) = 0;
+    std::size_t m_nFollowed QV_GUARDED_BY(m_mutex) = 0;
+    bool m_bEnded QV_GUARDED_BY(m_mutex) = false;  ///< nothing more is followed
+    std::exception_ptr m_failure QV_GUARDED_BY(m_mutex);
 
     CThread m_thread;  ///< ends before what it works with
 };

@@ -31,10 +31,10 @@ bool IsRescaled(TextView strSymbol) { return Contains(strSymbol, u".CME.6J"); }
 Text MakeResetKey(std::int64_t nHhmmss) { return Format(u"%lld", nHhmmss / 100); }
 
 template <class Map>
-class CWalkLock {
+class QV_SCOPED_CAPABILITY CWalkLock {
 public:
-    explicit CWalkLock(Map& map) : m_map(map) { m_map.Lock(); }
-    ~CWalkLock() { m_map.Unlock(); }
+    explicit CWalkLock(Map& map) QV_ACQUIRE(map) : m_map(map) { m_map.Lock(); }
+    ~CWalkLock() QV_RELEASE() { m_map.Unlock(); }
     CWalkLock(const CWalkLock&) = delete;
     CWalkLock& operator=(const CWalkLock&) = delete;
 

@@ -58,7 +58,7 @@ RollFileResult CRollFiles::Write(const RollFileKind& kind, TextView strKey, Text
     const Text strPath = GetPath(kind, strKey);
     std::string strBytes = strResetTime.empty() ? "0" : Narrow(strResetTime);
     strBytes.append("\r\n").append(strRolls);
-    const std::lock_guard lock(m_mutexWrite);
+    const CLock lock(m_mutexWrite);
     platform::DeleteFile(strPath);
     result.bWritten = platform::WriteSharedFile(strPath, strBytes, &result.bCreated);
     result.nError = result.bWritten ? 0 : platform::GetLastFileError();

@@ -2,10 +2,10 @@
 #pragma once
 
 #include <functional>
-#include <mutex>
 #include <optional>
 #include <string_view>
 
+#include "base/mutex.h"
 #include "base/text.h"
 
 namespace qvant {
@@ -57,7 +57,7 @@ public:
 
 private:
     Text m_strCommonData;
-    std::mutex m_mutexWrite;  ///< a request and a pass may fetch the same product
+    CMutex m_mutexWrite;  ///< a request and a pass may fetch the same product
 };
 
 }  // namespace qvant

@@ -5,7 +5,7 @@
 namespace qvant {
 
 void CRollMoments::Add(std::int64_t nMoment, TextView strTitle) {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     Number& nList = m_mapMoments[nMoment];
     const Meeting meeting{nList, Keep(strTitle)};
     auto found = m_mapMeetings.find(meeting);
@@ -16,7 +16,7 @@ void CRollMoments::Add(std::int64_t nMoment, TextView strTitle) {
 }
 
 Text CRollMoments::Get(std::int64_t nMoment) const {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     const auto found = m_mapMoments.find(nMoment);
     return found == m_mapMoments.end() ? Text() : JoinTitles(found->second);
 }

@@ -2,11 +2,11 @@
 #pragma once
 
 #include <cstdint>
-#include <mutex>
 #include <unordered_map>
 #include <unordered_set>
 #include <vector>
 
+#include "base/mutex.h"
 #include "base/text.h"
 
 namespace qvant {
@@ -46,15 +46,17 @@ private:
         }
     };
 
-    const Text* Keep(TextView strTitle);
-    Text JoinTitles(Number nList) const;
-    Number Enlarge(Number nList, const Text* pTitle);
+    const Text* Keep(TextView strTitle) QV_REQUIRES(m_mutex);
+    Text JoinTitles(Number nList) const QV_REQUIRES(m_mutex);
+    Number Enlarge(Number nList, const Text* pTitle) QV_REQUIRES(m_mutex);
 
-    mutable std::mutex m_mutex;
-    std::unordered_set<Text, TextHash, std::equal_to<>> m_setTitles;  ///< a title's text stays where it is
-    std::vector<List> m_arLists;
-    std::unordered_map<Meeting, Number, MeetingHash> m_mapMeetings;  ///< the list that a title makes of a list
-    std::unordered_map<std::int64_t, Number> m_mapMoments;
+    mutable CMutex m_mutex;
+    /// A title's text stays where it is.
+    std::unordered_set<Text, TextHash, std::equal_to<>> m_setTitles QV_GUARDED_BY(m_mutex);
+    std::vector<List> m_arLists QV_GUARDED_BY(m_mutex);
+    /// The list that a title makes of a list.
+    std::unordered_map<Meeting, Number, MeetingHash> m_mapMeetings QV_GUARDED_BY(m_mutex);
+    std::unordered_map<std::int64_t, Number> m_mapMoments QV_GUARDED_BY(m_mutex);
 };
 
 }  // namespace qvant

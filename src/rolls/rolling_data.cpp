@@ -66,7 +66,7 @@ void CRollingData::Log(TextView strFormat, const Arguments&... arguments) {
 void CRollingData::EnqueueRequery(TextView strTopic, TextView strSymbol) {
     int nError = 0;
     {
-        const std::lock_guard lock(m_mutexRequery);
+        const CLock lock(m_mutexRequery);
         if (m_bStopping || m_mapRequeryPending.contains(strSymbol) || Contains(strSymbol, u"QV.S.")) return;
         const bool bWasEmpty = m_listRequery.empty();
         m_mapRequeryPending.emplace(strSymbol);
@@ -86,7 +86,7 @@ void CRollingData::ProcessRequeryList() {
 
 /// @return nothing when the list is empty, and this worker's work is over then; a stop empties it
 std::optional<Text> CRollingData::TakeHead() {
-    const std::lock_guard lock(m_mutexRequery);
+    const CLock lock(m_mutexRequery);
     if (platform::StopRequested()) {
         m_listRequery.clear();
         m_mapRequeryPending.clear();
@@ -173,7 +173,7 @@ void CRollingData::Save(const Query& query, TextView strSymbol, const std::strin
 }
 
 void CRollingData::Forget(TextView strSymbol) {
-    const std::lock_guard lock(m_mutexRequery);
+    const CLock lock(m_mutexRequery);
     if (const auto found = m_mapRequeryPending.find(strSymbol); found != m_mapRequeryPending.end()) {
         m_mapRequeryPending.erase(found);
     }
@@ -215,19 +215,19 @@ std::vector<Text> CRollingData::FindMoved() const {
 }
 
 void CRollingData::RequestStop() {
-    const std::lock_guard lock(m_mutexRequery);
+    const CLock lock(m_mutexRequery);
     m_thread.RequestStop();
 }
 
 void CRollingData::StopAndJoin() {
     {
-        const std::lock_guard lock(m_mutexRequery);
+        const CLock lock(m_mutexRequery);
         m_bStopping = true;
         m_thread.RequestStop();
     }
     // Without the lock, which the worker takes on its way out; nobody starts another one meanwhile.
     m_thread.StopAndJoin();
-    const std::lock_guard lock(m_mutexRequery);
+    const CLock lock(m_mutexRequery);
     m_listRequery.clear();
     m_mapRequeryPending.clear();
     m_bWorking = false;

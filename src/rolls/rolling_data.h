@@ -6,12 +6,12 @@
 #include <cstdint>
 #include <functional>
 #include <list>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "base/mutex.h"
 #include "model/reset_times.h"
 #include "net/roll_servers.h"
 #include "net/session.h"
@@ -93,12 +93,12 @@ private:
     ServerIndex m_nHotChangeURLIndex = 0;
     ServerIndex m_nExpireURLIndex = 0;
 
-    std::mutex m_mutexRequery;  ///< guards what follows; never held during a query
-    std::list<Text> m_listRequery;
-    TextSet m_mapRequeryPending;  ///< in the list or being worked on
-    bool m_bWorking = false;      ///< the worker will look at the list once more
-    bool m_bStopping = false;
-    platform::CThread m_thread;
+    CMutex m_mutexRequery;  ///< never held during a query
+    std::list<Text> m_listRequery QV_GUARDED_BY(m_mutexRequery);
+    TextSet m_mapRequeryPending QV_GUARDED_BY(m_mutexRequery);  ///< in the list or being worked on
+    bool m_bWorking QV_GUARDED_BY(m_mutexRequery) = false;      ///< the worker will look at the list once more
+    bool m_bStopping QV_GUARDED_BY(m_mutexRequery) = false;
+    platform::CThread m_thread;  ///< begun under the lock, joined without it: the worker takes it on its way out
 };
 
 }  // namespace qvant

@@ -37,7 +37,7 @@ TextView NameOf(std::uint32_t nMessage) {
 struct CHistoryThread::Loop {
     platform::CMessageQueue queue;
     std::atomic<std::uint32_t> nThreadId{0};
-    bool bStopping = false;         ///< guarded by the owner's mutex: told to stop
+    bool bStopping = false;         ///< told to stop; touched under the owner's mutex, which can't be named here
     std::shared_ptr<Loop> pBefore;  ///< of the thread alone: waited for before the first message
     platform::CThread thread;
 };
@@ -85,14 +85,14 @@ bool CHistoryThread::Post(std::uint32_t nMessage, std::optional<TextView> strTex
 }
 
 std::shared_ptr<CHistoryThread::Loop> CHistoryThread::GetLoop() const {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     return m_pLoop;
 }
 
 /// The stop is asked for under the lock: a thread either begins before a stop, which then finds it, or not at all.
 /// @return the thread that takes messages; null, and `errno`, when there is none
 std::shared_ptr<CHistoryThread::Loop> CHistoryThread::Begin() {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     if (m_pLoop && !m_pLoop->bStopping && !m_pLoop->thread.HasEnded()) return m_pLoop;
     errno = ESRCH;
     if (m_getStop().stop_requested()) return nullptr;
@@ -104,7 +104,7 @@ std::shared_ptr<CHistoryThread::Loop> CHistoryThread::Begin() {
 }
 
 void CHistoryThread::RequestStop() {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     if (!m_pLoop || m_pLoop->bStopping) return;
     m_pLoop->bStopping = true;
     m_pLoop->queue.Post({WM_QUIT, nullptr});

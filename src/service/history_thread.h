@@ -4,10 +4,10 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <stop_token>
 
+#include "base/mutex.h"
 #include "base/text.h"
 #include "platform/message_queue.h"
 #include "store/host.h"
@@ -71,8 +71,8 @@ private:
     IHost& m_host;
     const HistoryWork m_work;
     const std::function<std::stop_token()> m_getStop;
-    mutable std::mutex m_mutex;     ///< guards the next; never held while a thread is waited for
-    std::shared_ptr<Loop> m_pLoop;  ///< the thread that was begun last; it may have ended
+    mutable CMutex m_mutex;                                ///< never held while a thread is waited for
+    std::shared_ptr<Loop> m_pLoop QV_GUARDED_BY(m_mutex);  ///< the thread that was begun last; it may have ended
 };
 
 }  // namespace qvant

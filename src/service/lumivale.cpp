@@ -33,7 +33,7 @@ CLumivale::CLumivale(IHost& host, const platform::IClock& clock)
       m_builder({host, m_state, m_lists, m_words, m_localExchanges}),
       m_storage(host, m_state,
                 {[this] { LoadLanguage(); }, [this](CBaseData& child) { m_holidays.FillFromDatabase(child); },
-                 [this] { StartHardwareReport(); }}),
+                 [this]() QV_REQUIRES(m_mutexStatus) { StartHardwareReport(); }}),
       m_securities({host, m_session, m_servers, m_errors, m_storage, m_parser, m_state},
                    [this] { MakeUnderlyingList(); }),
       m_stockInfo({host, m_session, m_servers, m_errors, m_state}),
@@ -72,9 +72,11 @@ CLumivale::CLumivale(IHost& host, const platform::IClock& clock)
                    AssignServers(strUrls);
                    StartLatencyTest();
                },
-               [this](const Text& strUrls) { StartPermissionQuery(strUrls); }, [this] { StartSymbolLookup(); },
-               [this](const Text& strUrls) { StartHolidays(strUrls); }, [this] { m_refresh.Start(); },
-               [this] { m_refresh.ArmRequery(); }, [this] { m_answering.RequestUserHotMonths(); }}) {}
+               [this](const Text& strUrls) QV_REQUIRES(m_mutexStatus) { StartPermissionQuery(strUrls); },
+               [this]() QV_REQUIRES(m_mutexStatus) { StartSymbolLookup(); },
+               [this](const Text& strUrls) QV_REQUIRES(m_mutexStatus) { StartHolidays(strUrls); },
+               [this] { m_refresh.Start(); }, [this] { m_refresh.ArmRequery(); },
+               [this] { m_answering.RequestUserHotMonths(); }}) {}
 
 CLumivale::~CLumivale() {
     TellToStop();
@@ -127,24 +129,24 @@ HRESULT CLumivale::OnTopicCommand(TextView strTopic, LONG nType, LONG nParameter
 
 /// The stop signal of one call: a fresh one, unless a stop is waiting for its turn already.
 std::stop_token CLumivale::BeginCall() {
-    const std::lock_guard lock(m_mutexStop);
+    const CLock lock(m_mutexStop);
     if (m_nStopsPending == 0 && m_stop.stop_requested()) m_stop = std::stop_source();
     return m_stop.get_token();
 }
 
 /// The stop signal of what the service does by itself.
 std::stop_token CLumivale::GetStop() {
-    const std::lock_guard lock(m_mutexStop);
+    const CLock lock(m_mutexStop);
     return m_stop.get_token();
 }
 
 void CLumivale::TellToStop() {
-    const std::lock_guard lock(m_mutexStop);
+    const CLock lock(m_mutexStop);
     m_stop.request_stop();
 }
 
 void CLumivale::Run(LONG nSubStatus) {
-    const std::lock_guard lock(m_mutexStatus);
+    const CLock lock(m_mutexStatus);
     const platform::CStopScope stopScope(BeginCall());
     if (nSubStatus == SYSTEM_STATUS_INIT) Init();
     if (nSubStatus == SYSTEM_STATUS_START) Start();
@@ -157,17 +159,17 @@ void CLumivale::RunStopping(void (CLumivale::*pStep)()) {
     struct CPending {
         CLumivale& service;
         explicit CPending(CLumivale& s) : service(s) {
-            const std::lock_guard lock(service.m_mutexStop);
+            const CLock lock(service.m_mutexStop);
             ++service.m_nStopsPending;
             service.m_stop.request_stop();
         }
         ~CPending() {
-            const std::lock_guard lock(service.m_mutexStop);
+            const CLock lock(service.m_mutexStop);
             --service.m_nStopsPending;
         }
     };
     const CPending pending(*this);
-    const std::lock_guard lock(m_mutexStatus);
+    const CLock lock(m_mutexStatus);
     (this->*pStep)();
 }
 

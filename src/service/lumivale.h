@@ -5,12 +5,12 @@
 #include <cstdint>
 #include <list>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <stop_token>
 #include <string>
 #include <vector>
 
+#include "base/mutex.h"
 #include "documents/contract_list_block.h"
 #include "documents/contract_list_document.h"
 #include "documents/currency_rates.h"
@@ -81,11 +81,11 @@ private:
     void TellToStop();
     void Run(LONG nSubStatus);
     void RunStopping(void (CLumivale::*pStep)());
-    void Init();
-    void Start();
-    void Stop();
-    void Exit();
-    void EndThreads();
+    void Init() QV_REQUIRES(m_mutexStatus);
+    void Start() QV_REQUIRES(m_mutexStatus);
+    void Stop() QV_REQUIRES(m_mutexStatus);
+    void Exit() QV_REQUIRES(m_mutexStatus);
+    void EndThreads() QV_REQUIRES(m_mutexStatus);
     void EndTimers();
     void CleanUp();
 
@@ -101,17 +101,19 @@ private:
     void LoadLanguage();
     std::vector<HotMonth> CopyHotMonths();
     void MakeSymbolLookupList();
-    void StartSymbolLookup();
-    void StartPermissionQuery(const Text& strUrls);
-    void StartHardwareReport();
-    void StartHolidays(const Text& strUrls);
+    void StartSymbolLookup() QV_REQUIRES(m_mutexStatus);
+    void StartPermissionQuery(const Text& strUrls) QV_REQUIRES(m_mutexStatus);
+    void StartHardwareReport() QV_REQUIRES(m_mutexStatus);
+    void StartHolidays(const Text& strUrls) QV_REQUIRES(m_mutexStatus);
 
     IHost& m_host;
     const platform::IClock& m_clock;
-    std::mutex m_mutexStop;   ///< guards the two below
-    std::stop_source m_stop;  ///< of the running sub-status, the timers' callbacks and the reactions to the store
-    int m_nStopsPending = 0;
-    std::recursive_mutex m_mutexStatus;  ///< one sub-status at a time; the host may call again from inside an event
+    CMutex m_mutexStop;
+    /// Of the running sub-status, the timers' callbacks and the reactions to the store.
+    std::stop_source m_stop QV_GUARDED_BY(m_mutexStop);
+    int m_nStopsPending QV_GUARDED_BY(m_mutexStop) = 0;
+    /// One sub-status at a time; the host may call again from inside an event.
+    CRecursiveMutex m_mutexStatus QV_ACQUIRED_BEFORE(m_mutexStop);
 
     platform::CStoppableLock m_lockPass;  ///< held by whoever works on the reference data
     platform::CEvent m_hEventSymbolLookUp{platform::CEvent::Reset::Manual, true};
@@ -150,13 +152,15 @@ private:
     CLogin m_login;
 
     platform::CEvent m_hEventHolidayReady{platform::CEvent::Reset::Manual, true};
-    bool m_bLatencyEndOpen = true;               ///< until the exit, which waits for the end of a latency test once
+    /// Until the exit, which waits for the end of a latency test once.
+    bool m_bLatencyEndOpen QV_GUARDED_BY(m_mutexStatus) = true;
     std::atomic<bool> m_bSystemTimeOpen{false};  ///< from the start to the stop
     platform::CThread m_hThreadPreProcessData;
-    platform::CThread m_threadSymbolLookUp;
-    platform::CThread m_threadHardware;
-    platform::CThread m_threadHoliday;
-    std::list<platform::CThread> m_listTradePermission;  ///< the queries that run, and ended ones
+    platform::CThread m_threadSymbolLookUp QV_GUARDED_BY(m_mutexStatus);
+    platform::CThread m_threadHardware QV_GUARDED_BY(m_mutexStatus);
+    platform::CThread m_threadHoliday QV_GUARDED_BY(m_mutexStatus);
+    /// The queries that run, and ended ones.
+    std::list<platform::CThread> m_listTradePermission QV_GUARDED_BY(m_mutexStatus);
 };
 
 }  // namespace qvant

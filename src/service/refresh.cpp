@@ -34,13 +34,13 @@ bool IsBetween(int nHour, int nAbove, int nBelow) { return nHour > nAbove && nHo
 class CRefresh::CShown {
 public:
     explicit CShown(CRefresh& refresh) : m_refresh(refresh), m_nStart(refresh.m_parts.clock.TickMilliseconds()) {
-        const std::lock_guard lock(m_refresh.m_mutexState);
+        const CLock lock(m_refresh.m_mutexState);
         m_refresh.m_stateShown.bRunning = true;
     }
     CShown(const CShown&) = delete;
     CShown& operator=(const CShown&) = delete;
     ~CShown() {
-        const std::lock_guard lock(m_refresh.m_mutexState);
+        const CLock lock(m_refresh.m_mutexState);
         RefreshState& state = m_refresh.m_stateShown;
         ++state.nPasses;
         state.nLastDuration = m_refresh.m_parts.clock.TickMilliseconds() - m_nStart;
@@ -140,7 +140,7 @@ void CRefresh::SaveSettings() {
 RefreshState CRefresh::GetState() const {
     RefreshState state;
     {
-        const std::lock_guard lock(m_mutexState);
+        const CLock lock(m_mutexState);
         state = m_stateShown;
     }
     const std::int32_t nLeft = m_nRefreshCount;

@@ -4,9 +4,9 @@
 #include <atomic>
 #include <cstdint>
 #include <functional>
-#include <mutex>
 #include <optional>
 
+#include "base/mutex.h"
 #include "documents/contract_list_document.h"
 #include "documents/securities_document.h"
 #include "model/run_state.h"
@@ -111,8 +111,8 @@ private:
     const RefreshCalls m_calls;
     std::atomic<std::int32_t> m_nRefreshCount{-1};  ///< passes left of a burst
     std::atomic<bool> m_bCurrencyChecked{false};
-    mutable std::mutex m_mutexState;
-    RefreshState m_stateShown;  ///< guarded by it; but for the passes left
+    mutable CMutex m_mutexState;
+    RefreshState m_stateShown QV_GUARDED_BY(m_mutexState);  ///< but for the passes left
 };
 
 }  // namespace qvant

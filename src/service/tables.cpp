@@ -1,7 +1,8 @@
 #include "service/tables.h"
 
-#include <mutex>
 #include <vector>
+
+#include "base/mutex.h"
 
 namespace qvant {
 
@@ -23,9 +24,9 @@ void RegisterAndOpenAll(IHost& host, KeptTables& tables, std::initializer_list<T
 /// "Contract.List" and "Contract.List.Name" are never released: other modules hold what they published until the
 /// process goes away, longer than the service lives.
 void KeepUntilProcessEnds(std::unique_ptr<CBaseData> pTable) {
-    static std::mutex mutexKept;
-    static auto* const pKept = new std::vector<std::unique_ptr<CBaseData>>();
-    const std::lock_guard lock(mutexKept);
+    static CMutex mutexKept;
+    static auto* const pKept QV_PT_GUARDED_BY(mutexKept) = new std::vector<std::unique_ptr<CBaseData>>();
+    const CLock lock(mutexKept);
     if (pTable) pKept->push_back(std::move(pTable));
 }
 

@@ -40,6 +40,7 @@ struct CTimer::Timer {
     const std::uint32_t nInterval;
     const Callback callback;
     const std::int64_t nFirstDue;
+    // The next three are touched under the owner's mutex, which can't be named here.
     std::int64_t nNextDue;
     bool bKilled = false;
     bool bRunning = false;
@@ -72,7 +73,7 @@ std::uint32_t CTimer::SetTimer(std::uint32_t nId, std::uint32_t nInterval, const
 /// The stop is asked for under the lock: a timer is either armed before a stop, whose kill then finds it, or not at
 /// all.
 CTimer::Armed CTimer::TryToArm(std::uint32_t nId, std::uint32_t nInterval, const Callback& callback) {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     if (m_mapActive.contains(nId) || m_getStop().stop_requested()) return Armed::No;
     const std::uint32_t nPeriod = std::max(nInterval, 1U);
     const std::int64_t nDue = m_clock.TickMilliseconds() + nPeriod;
@@ -87,12 +88,12 @@ CTimer::Armed CTimer::TryToArm(std::uint32_t nId, std::uint32_t nInterval, const
 
 void CTimer::KillTimer(std::uint32_t nId) {
     JoinEnded();
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     const auto pTimer = m_mapActive.find(nId);
     if (pTimer != m_mapActive.end()) Retire(pTimer);
 }
 
-/// Under the lock, so that nobody joins the thread meanwhile.
+/// Under the lock also so that nobody joins the thread meanwhile.
 void CTimer::Retire(Timers::iterator pTimer) {
     Timer& timer = *pTimer->second;
     m_mapRetiring.insert(m_mapActive.extract(pTimer));
@@ -103,7 +104,7 @@ void CTimer::Retire(Timers::iterator pTimer) {
 /// Nothing is waited for: these threads have run to their ends.
 void CTimer::JoinEnded() {
     Timers mapEnded;
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     for (auto pTimer = m_mapRetiring.begin(); pTimer != m_mapRetiring.end();) {
         const auto pNext = std::next(pTimer);
         if (pTimer->second->thread.HasEnded()) mapEnded.insert(m_mapRetiring.extract(pTimer));
@@ -113,7 +114,7 @@ void CTimer::JoinEnded() {
 
 void CTimer::EndAll() {
     Timers mapEnding;
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     while (!m_mapActive.empty()) Retire(m_mapActive.begin());
     for (auto pTimer = m_mapRetiring.begin(); pTimer != m_mapRetiring.end();) {
         const auto pNext = std::next(pTimer);
@@ -124,7 +125,7 @@ void CTimer::EndAll() {
 
 std::vector<TimerState> CTimer::List() const {
     std::vector<TimerState> arStates;
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     for (const auto& [nId, pTimer] : m_mapActive) arStates.push_back(pTimer->GetState());
     for (const auto& [nId, pTimer] : m_mapRetiring) {
         if (pTimer->bRunning) arStates.push_back(pTimer->GetState());
@@ -138,12 +139,12 @@ void CTimer::Run(Timer& timer) {
     while (m_clock.SleepUntilTick(nDue)) {
         nDue = timer.GetDueAfter(m_clock.TickMilliseconds());
         {
-            const std::lock_guard lock(m_mutex);
+            const CLock lock(m_mutex);
             timer.nNextDue = nDue;
             timer.bRunning = true;
         }
         Call(timer);
-        const std::lock_guard lock(m_mutex);
+        const CLock lock(m_mutex);
         timer.bRunning = false;
     }
 }

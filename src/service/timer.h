@@ -5,11 +5,11 @@
 #include <functional>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <stop_token>
 #include <vector>
 
+#include "base/mutex.h"
 #include "platform/clock.h"
 #include "platform/thread.h"
 
@@ -65,16 +65,17 @@ private:
     enum class Armed { Yes, No, NoThread };
 
     Armed TryToArm(std::uint32_t nId, std::uint32_t nInterval, const Callback& callback);
-    void Retire(Timers::iterator pTimer);
+    void Retire(Timers::iterator pTimer) QV_REQUIRES(m_mutex);
     void JoinEnded();
     void Run(Timer& timer);
     void Call(Timer& timer);
 
     const platform::IClock& m_clock;
     const std::function<std::stop_token()> m_getStop;
-    mutable std::mutex m_mutex;  ///< guards both maps and what changes in their timers
-    Timers m_mapActive;
-    Timers m_mapRetiring;  ///< killed; the next call that arms or kills a timer joins the threads that have ended
+    mutable CMutex m_mutex;  ///< guards what changes in the timers as well
+    Timers m_mapActive QV_GUARDED_BY(m_mutex);
+    /// Killed; the next call that arms or kills a timer joins the threads that have ended.
+    Timers m_mapRetiring QV_GUARDED_BY(m_mutex);
 };
 
 }  // namespace qvant

@@ -55,7 +55,7 @@ void CTopics::OnTopicCommand(TextView strTopic, std::int32_t nType, std::int32_t
 }
 
 void CTopics::BeginRun() {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     m_setRequested.clear();
 }
 
@@ -89,7 +89,7 @@ void CTopics::AnswerStockInfo(VARIANT* pData) {
 /// Stocks have no rolls.
 void CTopics::RequestRolls(TextView strTopic, TextView strSymbol) {
     {
-        const std::lock_guard lock(m_mutex);
+        const CLock lock(m_mutex);
         if (Contains(strSymbol, u"QV.S.") || !m_setRequested.emplace(strSymbol).second) return;
     }
     m_enqueue(strTopic, strSymbol);

@@ -3,9 +3,9 @@
 
 #include <cstdint>
 #include <functional>
-#include <mutex>
 #include <unordered_set>
 
+#include "base/mutex.h"
 #include "base/text.h"
 #include "documents/stock_info.h"
 #include "model/storage_tables.h"
@@ -52,9 +52,9 @@ private:
 
     const TopicParts m_parts;
     const std::function<void(TextView strTopic, TextView strSymbol)> m_enqueue;
-    std::mutex m_mutex;  ///< guards the next
+    CMutex m_mutex;
     /// Symbols whose rolls were asked for: each goes to the servers once in a run, so nothing leaves the set.
-    std::unordered_set<Text, TextHash, std::equal_to<>> m_setRequested;
+    std::unordered_set<Text, TextHash, std::equal_to<>> m_setRequested QV_GUARDED_BY(m_mutex);
 };
 
 }  // namespace qvant

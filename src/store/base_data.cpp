@@ -134,7 +134,7 @@ std::unique_ptr<CBaseData> CBaseData::CreateNew() {
 }
 
 std::uint32_t CBaseData::GlobalCookie() {
-    const std::lock_guard lock(m_cookieMutex);
+    const CLock lock(m_cookieMutex);
     if (m_nGlobalCookie != 0 || !m_pTable) return m_nGlobalCookie;
     if (!m_pInterfaceTable) m_pInterfaceTable = CreateInterfaceTable();
     DWORD nCookie = 0;

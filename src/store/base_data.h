@@ -8,11 +8,11 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <span>
 #include <vector>
 
+#include "base/mutex.h"
 #include "base/text.h"
 #include "qvant/store.h"
 #include "store/variant.h"
@@ -109,9 +109,9 @@ private:
     IDispatch* m_pTable = nullptr;
     CBaseDataSink* m_pConnection = nullptr;  ///< what the table's events reach; holds the event lock
     std::atomic<std::uint32_t> m_nAdviseCookie{0};
-    std::mutex m_cookieMutex;  ///< guards the next two until the destructor
-    std::uint32_t m_nGlobalCookie = 0;
-    IGlobalInterfaceTable* m_pInterfaceTable = nullptr;
+    CMutex m_cookieMutex;
+    std::uint32_t m_nGlobalCookie QV_GUARDED_BY(m_cookieMutex) = 0;
+    IGlobalInterfaceTable* m_pInterfaceTable QV_GUARDED_BY(m_cookieMutex) = nullptr;
     const bool m_bReportOwnChanges = false;  ///< nothing sets it: a wrapper doesn't hear its own last transaction
     /// On a cache line of its own: readers on other threads use the rest of the wrapper all the time.
     alignas(64) std::atomic<std::int32_t> m_nLastTransaction{-999};

@@ -26,12 +26,13 @@ std::unique_ptr<DbAPIObj> CreateClient(CDataBaseEventReceiver& sink, const Text&
 void CRecordDatabases::OpenSearch(const Text& strHomeDir, const Text& strSystemName) {
     m_strHomeDir = strHomeDir;
     ReplaceSearch(CreateClient(m_sink, strHomeDir, u"DbApi error"));
-    if (!m_pSearch) return;
+    DbAPIObj* const pSearch = GetSearch();
+    if (!pSearch) return;
     m_strSystemName = strSystemName;
-    m_pSearch->OpenSystem(u".", m_strSystemName);
+    pSearch->OpenSystem(u".", m_strSystemName);
     m_strDbName = Format(u"Lumivale_%s", m_strSystemName);
     if (!m_results.Create()) return;
-    m_pSearch->CreateTable(m_strDbName, VERSION_TABLE, VERSION_FIELDS);
+    pSearch->CreateTable(m_strDbName, VERSION_TABLE, VERSION_FIELDS);
     if (MustDropSearch()) {
         m_host.LogMessage(u"SymbolSearch Db isDrop");
         DeleteSearchFile();
@@ -41,21 +42,22 @@ void CRecordDatabases::OpenSearch(const Text& strHomeDir, const Text& strSystemN
 
 void CRecordDatabases::ForgetSearchBuild() {
     SetSearchVersion(u"");
-    if (m_pSearch) m_pSearch->DeleteRecord(VERSION_TABLE, u"Name", u"Security");
+    if (DbAPIObj* const pSearch = GetSearch()) pSearch->DeleteRecord(VERSION_TABLE, u"Name", u"Security");
 }
 
 void CRecordDatabases::ForgetVersions() {
-    std::shared_ptr<DbAPIObj> pSearch;
-    {
-        const std::lock_guard lock(m_mutexSearch);
-        pSearch = m_pSearch;
-    }
+    const auto pSearch = BorrowSearch();
     if (pSearch) pSearch->DeleteRecord(VERSION_TABLE);
+}
+
+std::shared_ptr<DbAPIObj> CRecordDatabases::BorrowSearch() {
+    const CLock lock(m_mutexSearch);
+    return m_pSearch;
 }
 
 /// The old client goes behind the lock, with what its batch held.
 void CRecordDatabases::ReplaceSearch(std::shared_ptr<DbAPIObj> pSearch) {
-    const std::lock_guard lock(m_mutexSearch);
+    const CLock lock(m_mutexSearch);
     m_pSearch.swap(pSearch);
 }
 
@@ -63,14 +65,14 @@ void CRecordDatabases::ReopenSearch() {
     ReleaseSearch();
     auto pClient = std::make_shared<DbAPIObj>();
     if (!pClient->Create(&m_sink, m_strHomeDir)) return;
-    ReplaceSearch(std::move(pClient));
-    m_pSearch->OpenSystem(u".", m_strSystemName);
+    ReplaceSearch(pClient);
+    pClient->OpenSystem(u".", m_strSystemName);
 }
 
 /// A version that is there but can't be fetched keeps the file: only one that was seen and differs, or none at all,
 /// costs what the last build made.
 bool CRecordDatabases::MustDropSearch() {
-    CRecordQuery query(*m_pSearch, m_results, VERSION_TABLE, u"Name", u"Lumivale_Db");
+    CRecordQuery query(*GetSearch(), m_results, VERSION_TABLE, u"Name", u"Lumivale_Db");
     if (query.GetCount() < 1) return true;
     if (!query.Fetch(0)) return false;
     m_strDbVersion = query.GetField(u"Version");
@@ -82,10 +84,11 @@ void CRecordDatabases::DeleteSearchFile() {
 }
 
 void CRecordDatabases::CreateSearchTables() {
-    if (!m_pSearch) return;
-    m_pSearch->CreateTable(m_strDbName, SEARCH_TABLE, SEARCH_FIELDS);
-    m_pSearch->CreateTable(m_strDbName, VERSION_TABLE, VERSION_FIELDS);
-    m_pSearch->CreateTable(m_strDbName, CONTRACT_TABLE, CONTRACT_FIELDS);
+    DbAPIObj* const pSearch = GetSearch();
+    if (!pSearch) return;
+    pSearch->CreateTable(m_strDbName, SEARCH_TABLE, SEARCH_FIELDS);
+    pSearch->CreateTable(m_strDbName, VERSION_TABLE, VERSION_FIELDS);
+    pSearch->CreateTable(m_strDbName, CONTRACT_TABLE, CONTRACT_FIELDS);
 }
 
 void CRecordDatabases::OpenCqyz(const Text& strHomeDir) {

@@ -2,8 +2,8 @@
 #pragma once
 
 #include <memory>
-#include <mutex>
 
+#include "base/mutex.h"
 #include "base/text.h"
 #include "store/db_api_obj.h"
 #include "store/host.h"
@@ -44,7 +44,7 @@ public:
     void OpenCqyz(const Text& strHomeDir);
 
     /// The search database; null when it couldn't be opened.
-    DbAPIObj* GetSearch() { return m_pSearch.get(); }
+    DbAPIObj* GetSearch() { return BorrowSearch().get(); }
     CRecordResults& GetResults() { return m_results; }
     const Text& GetSystemName() const { return m_strSystemName; }
 
@@ -75,6 +75,7 @@ public:
 private:
     bool MustDropSearch();
     void ReplaceSearch(std::shared_ptr<DbAPIObj> pSearch);
+    std::shared_ptr<DbAPIObj> BorrowSearch();
 
     IHost& m_host;
     CDataBaseEventReceiver& m_sink;
@@ -83,8 +84,8 @@ private:
     Text m_strDbName;  ///< "Lumivale_" and the system's name
     Text m_strDbVersion;
     CRecordResults m_results;
-    std::mutex m_mutexSearch;  ///< held to change the next, and by other threads to borrow it
-    std::shared_ptr<DbAPIObj> m_pSearch;
+    CMutex m_mutexSearch;
+    std::shared_ptr<DbAPIObj> m_pSearch QV_GUARDED_BY(m_mutexSearch);
     std::unique_ptr<DbAPIObj> m_pDbCQYZ;
 };
 

@@ -56,22 +56,28 @@ bool CRecordSet::Fetch(std::int32_t nIndex, CRecordItem& item) const {
 }
 
 bool CRecordResults::Create() {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     if (!m_pSet) m_pSet = CRecordSet::Create();
     if (m_pSet && !m_pItem) m_pItem = CRecordItem::Create();
-    return IsCreated();
+    return HasBoth();
+}
+
+bool CRecordResults::IsCreated() const {
+    const CLock lock(m_mutex);
+    return HasBoth();
 }
 
 void CRecordResults::Release() {
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     m_pSet.reset();
     m_pItem.reset();
 }
 
 CRecordQuery::CRecordQuery(DbAPIObj& database, CRecordResults& results, TextView strTable, TextView strField,
                            TextView strValue)
-    : m_results(results),
-      m_lock(results.m_mutex),
-      m_bSucceeded(results.IsCreated() && database.QueryRecords(strTable, strField, strValue, *results.m_pSet)) {}
+    : m_lock(results.m_mutex),
+      m_pSet(results.m_pSet.get()),
+      m_pItem(results.m_pItem.get()),
+      m_bSucceeded(results.HasBoth() && database.QueryRecords(strTable, strField, strValue, *m_pSet)) {}
 
 }  // namespace qvant

@@ -3,8 +3,8 @@
 
 #include <cstdint>
 #include <memory>
-#include <mutex>
 
+#include "base/mutex.h"
 #include "base/text.h"
 #include "qvant/component.h"
 
@@ -54,14 +54,16 @@ class CRecordResults {
 public:
     /// Makes the set, then the item. @return false when either can't be made
     bool Create();
-    bool IsCreated() const { return m_pSet && m_pItem; }
+    bool IsCreated() const;
     void Release();
 
 private:
+    bool HasBoth() const QV_REQUIRES(m_mutex) { return m_pSet && m_pItem; }
+
     friend class CRecordQuery;
-    std::mutex m_mutex;  ///< held from a query until its rows have been read
-    std::unique_ptr<CRecordSet> m_pSet;
-    std::unique_ptr<CRecordItem> m_pItem;
+    mutable CMutex m_mutex;  ///< held from a query until its rows have been read
+    std::unique_ptr<CRecordSet> m_pSet QV_GUARDED_BY(m_mutex);
+    std::unique_ptr<CRecordItem> m_pItem QV_GUARDED_BY(m_mutex);
 };
 
 /// One query and the reading of its rows. Queries of other threads wait until it ends; not to be nested.
@@ -73,16 +75,17 @@ public:
 
     /// False: the query failed, and there is nothing to read.
     bool Succeeded() const { return m_bSucceeded; }
-    std::int32_t GetCount() const { return m_bSucceeded ? m_results.m_pSet->GetCount() : 0; }
+    std::int32_t GetCount() const { return m_bSucceeded ? m_pSet->GetCount() : 0; }
     /// Takes a row. @return false when it can't be had
-    bool Fetch(std::int32_t nIndex) { return m_bSucceeded && m_results.m_pSet->Fetch(nIndex, *m_results.m_pItem); }
+    bool Fetch(std::int32_t nIndex) { return m_bSucceeded && m_pSet->Fetch(nIndex, *m_pItem); }
     /// A field of the row taken last.
-    Text GetField(TextView strField) const { return m_bSucceeded ? m_results.m_pItem->GetField(strField) : Text(); }
+    Text GetField(TextView strField) const { return m_bSucceeded ? m_pItem->GetField(strField) : Text(); }
 
 private:
-    CRecordResults& m_results;
-    const std::lock_guard<std::mutex> m_lock;
-    bool m_bSucceeded;
+    const CLock<CMutex> m_lock;  ///< of the results, so that these two are the query's own
+    CRecordSet* const m_pSet;
+    CRecordItem* const m_pItem;
+    const bool m_bSucceeded;
 };
 
 }  // namespace qvant

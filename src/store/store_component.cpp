@@ -1,7 +1,6 @@
 #include "store/store_component.h"
 
-#include <mutex>
-
+#include "base/mutex.h"
 #include "platform/module.h"
 #include "store/create_object.h"
 
@@ -15,9 +14,9 @@ using FactoryGetter = HRESULT (*)(REFCLSID, REFIID, void**);
 
 /// The component is loaded once for the process. There is no search folder to set: it finds its siblings itself.
 FactoryGetter LoadStoreComponent() {
-    static std::mutex mutex;
-    static void* hModule = nullptr;
-    const std::lock_guard lock(mutex);
+    static CMutex mutex;
+    static void* hModule QV_GUARDED_BY(mutex) = nullptr;
+    const CLock lock(mutex);
     if (!hModule) {
         static const int nAnchor = 0;
         const Text strPath = GetReleaseComponentPath(platform::GetModulePath(&nAnchor));

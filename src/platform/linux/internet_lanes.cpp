@@ -2,10 +2,10 @@
 
 #include <algorithm>
 #include <array>
-#include <mutex>
 #include <utility>
 #include <vector>
 
+#include "base/mutex.h"
 #include "platform/internet.h"
 
 namespace qvant::platform {
@@ -32,15 +32,16 @@ public:
     CURLSH* Get() const { return m_hShare; }
 
 private:
-    static void Lock(CURL*, curl_lock_data data, curl_lock_access, void* pUser) {
+    // Not checked: between the two calls the lock is curl's.
+    static void Lock(CURL*, curl_lock_data data, curl_lock_access, void* pUser) QV_NO_THREAD_SAFETY_ANALYSIS {
         static_cast<CShare*>(pUser)->m_mutexes[data].lock();
     }
-    static void Unlock(CURL*, curl_lock_data data, void* pUser) {
+    static void Unlock(CURL*, curl_lock_data data, void* pUser) QV_NO_THREAD_SAFETY_ANALYSIS {
         static_cast<CShare*>(pUser)->m_mutexes[data].unlock();
     }
 
     CURLSH* m_hShare;
-    std::array<std::mutex, CURL_LOCK_DATA_LAST> m_mutexes;
+    std::array<CMutex, CURL_LOCK_DATA_LAST> m_mutexes;
 };
 
 class CLanePool {
@@ -48,7 +49,7 @@ public:
     CLanePool() : m_shareWithCookies(true), m_sharePlain(false) {}
 
     LanePointer Take(const std::string& strPeer) {
-        const std::lock_guard lock(m_mutex);
+        const CLock lock(m_mutex);
         if (m_arIdle.empty()) return nullptr;
         const auto speaksToPeer = [&strPeer](const LanePointer& pLane) { return pLane->m_strPeer == strPeer; };
         const auto found = std::find_if(m_arIdle.rbegin(), m_arIdle.rend(), speaksToPeer);
@@ -62,7 +63,7 @@ public:
 
     void Return(LanePointer pLane) {
         LanePointer pOldest;  // closed outside the lock
-        const std::lock_guard lock(m_mutex);
+        const CLock lock(m_mutex);
         m_arIdle.push_back(std::move(pLane));
         if (m_arIdle.size() <= MOST_IDLE) return;
         pOldest = std::move(m_arIdle.front());
@@ -71,7 +72,7 @@ public:
 
     void Clear() {
         std::vector<LanePointer> arClosed;
-        const std::lock_guard lock(m_mutex);
+        const CLock lock(m_mutex);
         arClosed.swap(m_arIdle);
     }
 
@@ -82,8 +83,8 @@ private:
     const CURLcode m_initialised = curl_global_init(CURL_GLOBAL_DEFAULT);
     CShare m_shareWithCookies;
     CShare m_sharePlain;
-    std::mutex m_mutex;
-    std::vector<LanePointer> m_arIdle;  // the last one back at the end
+    CMutex m_mutex;
+    std::vector<LanePointer> m_arIdle QV_GUARDED_BY(m_mutex);  // the last one back at the end
 };
 
 CLanePool& Pool() {

@@ -1,6 +1,6 @@
 #include <ctime>
-#include <mutex>
 
+#include "base/mutex.h"
 #include "platform/calendar.h"
 
 namespace qvant::platform {
@@ -8,14 +8,14 @@ namespace qvant::platform {
 namespace {
 
 // The C library has one zone for the process: it is read anew and used in one go.
-std::mutex g_mutexZone;
+CMutex g_mutexZone;
 
 }  // namespace
 
 SystemTime ToLocal(std::int64_t nMilliseconds) {
     const auto nSeconds = static_cast<std::time_t>(FloorDivide(nMilliseconds, 1'000));
     std::tm parts{};
-    const std::lock_guard lock(g_mutexZone);
+    const CLock lock(g_mutexZone);
     // localtime_r alone may go on with the zone that it met first.
     tzset();
     if (!localtime_r(&nSeconds, &parts)) return ToUtc(nMilliseconds);
@@ -43,7 +43,7 @@ std::optional<std::int64_t> FromLocal(const SystemTime& time) {
     parts.tm_isdst = -1;
     // -1 is a time like any other; only the day of the week, which a failure leaves alone, tells them apart.
     parts.tm_wday = NO_DAY_OF_WEEK;
-    const std::lock_guard lock(g_mutexZone);
+    const CLock lock(g_mutexZone);
     const std::time_t nSeconds = std::mktime(&parts);
     if (parts.tm_wday == NO_DAY_OF_WEEK) return std::nullopt;
     return static_cast<std::int64_t>(nSeconds);

@@ -34,7 +34,7 @@ HRESULT CConnectionPoint::Advise(IUnknown* pSink, DWORD* pnCookie) {
     *pnCookie = 0;
     void* pEvents = nullptr;
     if (FAILED(pSink->QueryInterface(m_iid, &pEvents)) || !pEvents) return CONNECT_E_CANNOTCONNECT;
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     m_arConnections.push_back({m_nNextCookie, static_cast<IDispatch*>(pEvents)});
     *pnCookie = m_nNextCookie++;
     return S_OK;
@@ -43,7 +43,7 @@ HRESULT CConnectionPoint::Advise(IUnknown* pSink, DWORD* pnCookie) {
 HRESULT CConnectionPoint::Unadvise(DWORD nCookie) {
     IDispatch* pSink = nullptr;
     {
-        const std::lock_guard lock(m_mutex);
+        const CLock lock(m_mutex);
         const auto it = std::find_if(m_arConnections.begin(), m_arConnections.end(),
                                      [nCookie](const Connection& connection) { return connection.nCookie == nCookie; });
         if (it == m_arConnections.end()) return CONNECT_E_NOCONNECTION;
@@ -56,7 +56,7 @@ HRESULT CConnectionPoint::Unadvise(DWORD nCookie) {
 
 HRESULT CConnectionPoint::EnumConnections(IEnumConnections** ppEnum) {
     if (!ppEnum) return E_POINTER;
-    const std::lock_guard lock(m_mutex);
+    const CLock lock(m_mutex);
     std::vector<CONNECTDATA> arItems;
     for (const Connection& connection : m_arConnections) arItems.push_back({connection.pSink, connection.nCookie});
     *ppEnum = new CEnumerator<IEnumConnections, CONNECTDATA>(IID_IEnumConnections, std::move(arItems));
@@ -67,7 +67,7 @@ void CConnectionPoint::ForEachSink(const std::function<void(IDispatch&)>& fire) 
     for (std::size_t i = 0;; ++i) {
         IDispatch* pSink = nullptr;
         {
-            const std::lock_guard lock(m_mutex);
+            const CLock lock(m_mutex);
             if (i >= m_arConnections.size()) return;
             pSink = m_arConnections[i].pSink;
             pSink->AddRef();

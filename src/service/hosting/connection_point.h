@@ -2,9 +2,9 @@
 #pragma once
 
 #include <functional>
-#include <mutex>
 #include <vector>
 
+#include "base/mutex.h"
 #include "qvant/component.h"
 
 namespace qvant {
@@ -13,7 +13,7 @@ namespace qvant {
 class CConnectionPoint : public IConnectionPoint {
 public:
     /// @param container  the object that this point belongs to, and whose critical section `mutex` is
-    CConnectionPoint(IConnectionPointContainer& container, std::mutex& mutex, REFIID iid)
+    CConnectionPoint(IConnectionPointContainer& container, CMutex& mutex, REFIID iid)
         : m_container(container), m_mutex(mutex), m_iid(iid) {}
     ~CConnectionPoint();
     CConnectionPoint(const CConnectionPoint&) = delete;
@@ -44,10 +44,10 @@ private:
     };
 
     IConnectionPointContainer& m_container;
-    std::mutex& m_mutex;
+    CMutex& m_mutex;
     const IID m_iid;
-    std::vector<Connection> m_arConnections;
-    DWORD m_nNextCookie = 1;
+    std::vector<Connection> m_arConnections QV_GUARDED_BY(m_mutex);
+    DWORD m_nNextCookie QV_GUARDED_BY(m_mutex) = 1;
 };
 
 }  // namespace qvant

@@ -2,8 +2,8 @@
 #pragma once
 
 #include <atomic>
-#include <mutex>
 
+#include "base/mutex.h"
 #include "platform/clock.h"
 #include "qvant/lumivale.h"
 #include "service/hosting/connection_point.h"
@@ -64,7 +64,7 @@ private:
 
     CInner m_inner;
     IUnknown* const m_pOuter;  ///< the aggregating object, else `m_inner`; not counted, as it outlives this object
-    std::mutex m_mutex;        ///< the object's critical section, which guards the connections
+    CMutex m_mutex;            ///< the object's critical section; the connections name it as what guards them
     CConnectionPoint m_lumivaleEvents;
     CConnectionPoint m_managerEvents;
     CHostEvents m_host;
