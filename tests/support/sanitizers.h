@@ -7,18 +7,15 @@ namespace qvant::test {
 #if __has_feature(thread_sanitizer)
 #define QV_THREAD_SANITIZER
 #endif
+#if __has_feature(address_sanitizer)
+#define QV_ADDRESS_SANITIZER
+#endif
 #endif
 
 #if defined(QV_THREAD_SANITIZER) || defined(__SANITIZE_THREAD__)
 inline constexpr bool UNDER_THREAD_SANITIZER = true;
 #else
 inline constexpr bool UNDER_THREAD_SANITIZER = false;
-#endif
-
-#if defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define QV_ADDRESS_SANITIZER
-#endif
 #endif
 
 #if defined(QV_ADDRESS_SANITIZER) || defined(__SANITIZE_ADDRESS__)
