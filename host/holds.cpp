@@ -24,7 +24,12 @@ CHolds::CHold::CHold(CEventLog& log, TextView strName)
       m_hEvent(QvantCreateNamedEvent(m_strName.c_str(), QVANT_RESET_MANUAL, FALSE, nullptr)) {
     if (m_hEvent == 0) throw CFailure("can't hold the event " + Quote(strName));
     QvantWatchNamedEvent(m_hEvent, &m_nShown, 0);
-    m_thread = std::thread([this] { Watch(); });
+    try {
+        m_thread = std::thread([this] { Watch(); });
+    } catch (...) {
+        QvantCloseNamedEvent(m_hEvent);
+        throw;
+    }
     pthread_setname_np(m_thread.native_handle(), "hold");
 }
 

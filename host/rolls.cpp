@@ -90,13 +90,23 @@ bool IsRequestFor(TextView strLine, TextView strSymbol) {
            strLine.find(Text(u"strTopic=").append(EXPIRY_DATES.strTopic).append(u",")) != TextView::npos;
 }
 
+/// The number of the event with which the symbol was first asked for since the service registered its topics, as it
+/// does at every start; 0 when it wasn't.
+std::uint64_t FindRequest(CAsk& ask, const RollKind& kind, TextView strSymbol) {
+    std::uint64_t nRequest = 0;
+    ask.Find([&](const Event& event) {
+        if (event.strKind == kind::REGISTER_TOPIC && TextOf(event, "topic") == kind.strTopic) nRequest = 0;
+        if (nRequest == 0 && IsRequestFor(LogLineOf(event), strSymbol)) nRequest = event.nNumber;
+        return false;
+    });
+    return nRequest;
+}
+
 COutcome Ask(CAsk& ask, const RollKind& kind, TextView strSymbol, std::chrono::milliseconds timeout) {
-    const auto earlier =
-        ask.Find([strSymbol](const Event& event) { return IsRequestFor(LogLineOf(event), strSymbol); });
+    const std::uint64_t nEarlier = FindRequest(ask, kind, strSymbol);
     const std::uint64_t nNow = ask.Send(kind.strTopic, 0, strSymbol);
     COutcome outcome(kind, strSymbol);
-    ask.Await([&outcome](const Event& event) { return outcome.Take(event); }, earlier ? earlier->nNumber : nNow,
-              timeout);
+    ask.Await([&outcome](const Event& event) { return outcome.Take(event); }, nEarlier > 0 ? nEarlier : nNow, timeout);
     return outcome;
 }
 

@@ -18,8 +18,7 @@ using Value = std::variant<std::monostate, std::int64_t, double, Text, std::vect
 Value FromVariant(const VARIANT& variant);
 
 /// The value as text: decimal digits, as few as tell a fraction from its neighbours, the text itself, a path joined
-/// with
-/// "/", nothing for empty.
+/// with "/", nothing for empty.
 Text ToText(const Value& value);
 
 /// A variant that owns what it holds.

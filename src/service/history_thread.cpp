@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cerrno>
 #include <chrono>
+#include <mutex>
 #include <utility>
 
 #include "base/format.h"
@@ -40,6 +41,13 @@ struct CHistoryThread::Loop {
     bool bStopping = false;         ///< told to stop; touched under the owner's mutex, which can't be named here
     std::shared_ptr<Loop> pBefore;  ///< of the thread alone: waited for before the first message
     platform::CThread thread;
+    CMutex mutexJoin;
+
+    /// Tells the thread to stop and waits for its end, like others at the same time: its successor, say.
+    void Join() {
+        const CLock lock(mutexJoin);
+        thread.StopAndJoin();
+    }
 };
 
 /// Takes messages for the life of the object.
@@ -114,7 +122,7 @@ void CHistoryThread::RequestStop() {
 void CHistoryThread::StopAndJoin() {
     RequestStop();
     const auto pLoop = GetLoop();
-    if (pLoop && !pLoop->thread.IsCurrent()) pLoop->thread.StopAndJoin();
+    if (pLoop && pLoop->nThreadId != platform::GetThreadId()) pLoop->Join();
 }
 
 std::uint32_t CHistoryThread::GetThreadId() const {
@@ -125,7 +133,7 @@ std::uint32_t CHistoryThread::GetThreadId() const {
 void CHistoryThread::ProcessMsgLoopCQYZ(Loop& loop) {
     const platform::CApartment apartment;
     // The requests of the one before, which was told to stop, are cut short but not yet over perhaps.
-    if (loop.pBefore) loop.pBefore->thread.StopAndJoin();
+    if (loop.pBefore) loop.pBefore->Join();
     loop.pBefore.reset();
     const COpened opened(loop);
     m_host.LogMessage(Format(u"ProcessMsgLoopCQYZ. Thread=%d.", loop.nThreadId.load()));

@@ -6,6 +6,7 @@
 
 #include "documents/holiday_fixture.h"
 #include "support/sanitizers.h"
+#include "support/stop_limit.h"
 
 namespace qvant::test {
 namespace {
@@ -18,6 +19,8 @@ using ::testing::Not;
 using ::testing::StartsWith;
 using ::testing::UnorderedElementsAre;
 using Clock = std::chrono::steady_clock;
+
+constexpr std::int64_t PAUSE = 6'000'000;  ///< between two fetches
 
 TEST_F(HolidayTest, ATextReachesTheTableTheStorageAndTheDatabase) {
     Fetch();
@@ -52,7 +55,7 @@ TEST_F(HolidayTest, TheSameTextWritesNothing) {
     Fetch();
     const auto nStamp = std::filesystem::last_write_time(GetFile());
     m_host.Set(u"Holiday", {{u"20240101", u"mine"}});
-    m_clock.SetNow({.nYear = 2026, .nMonth = 3, .nDay = 2});
+    m_clock.SetNow(platform::FromUtc({.nYear = 2026, .nMonth = 3, .nDay = 2}));
     Fetch();
     EXPECT_EQ(GetWorking(u"20240101"), u"mine");
     EXPECT_EQ(std::filesystem::last_write_time(GetFile()), nStamp);
@@ -63,7 +66,7 @@ TEST_F(HolidayTest, OneOtherByteRewritesAllRows) {
     Fetch();
     const auto arOld = Query("SELECT Hash FROM Version");
     m_host.Set(u"Holiday", {{u"20240101", u"mine"}, {u"20250101", u"mine"}});
-    m_clock.SetNow({.nYear = 2026, .nMonth = 3, .nDay = 2});
+    m_clock.SetNow(platform::FromUtc({.nYear = 2026, .nMonth = 3, .nDay = 2}));
     Fetch("20240101\tH\tCME,CBOT\r\n20240102\tE\tHKG\r\n");
     EXPECT_THAT(GetDates(), UnorderedElementsAre(u"20240101", u"20240102"));
     EXPECT_EQ(GetWorking(u"20240101"), u"H,CME|CBOT");
@@ -258,10 +261,10 @@ TEST_F(HolidayTest, AStopEndsASilentServersFetchAtOnceAndNobodyIsTold) {
     m_host.Forget();
     ASSERT_TRUE(thread.Start(
         "holiday", [this] { m_calendar->Run(m_pHoliday.get()); }, platform::Priority::Lowest));
-    while (m_server.GetTargets().size() < 2) std::this_thread::yield();
+    m_server.WaitForQueries(2);
     const auto start = Clock::now();
     thread.StopAndJoin();
-    EXPECT_LT(Clock::now() - start, std::chrono::milliseconds(500));
+    EXPECT_LT(Clock::now() - start, STOP_LIMIT);
     EXPECT_EQ(m_host.GetLog().back(), "GetHoliday End");
     EXPECT_THAT(m_host.GetSaid(), Not(Contains(StartsWith("ReportError"))));
     EXPECT_EQ(GetWorking(u"20240101"), u"H,CME|CBOT");
@@ -278,7 +281,7 @@ TEST_F(HolidayTest, AStopInTheMiddleOfTheWritingLeavesBothCopiesAsTheyWere) {
     ASSERT_TRUE(m_host.WaitForLog("GetHoliday Update:"));
     const auto start = Clock::now();
     thread.StopAndJoin();
-    EXPECT_LT(Clock::now() - start, std::chrono::milliseconds(500));
+    EXPECT_LT(Clock::now() - start, STOP_LIMIT);
     EXPECT_EQ(GetWorking(u"20240101"), u"H,CME|CBOT");
     EXPECT_EQ(GetKept(u"20240102"), u"E,HKF");
     EXPECT_THAT(QueryRows(), ElementsAre("20240101/H/CME|CBOT", "20240102/E/HKF"));
@@ -325,15 +328,13 @@ TEST_F(HolidayTest, TheLoopFetchesEveryHundredMinutesUntilItIsToldToStop) {
     platform::CThread thread;
     ASSERT_TRUE(thread.Start(
         "holiday", [this] { m_calendar->Run(m_pHoliday.get()); }, platform::Priority::Lowest));
+    m_clock.WaitForSleepers(1);
     for (std::size_t nRound = 1; nRound <= 100; ++nRound) {
-        const std::int64_t nNext = m_clock.WaitForSleeper();
+        m_clock.Advance(PAUSE - 1);
         EXPECT_EQ(m_server.GetTargets().size(), nRound);
-        EXPECT_EQ(nNext, m_clock.TickMilliseconds() + 6'000'000);
-        m_clock.MoveTo(nNext - 1);
-        EXPECT_EQ(m_clock.WaitForSleeper(), nNext);
-        m_clock.MoveTo(nNext);
+        m_clock.Advance(1);
+        EXPECT_EQ(m_server.GetTargets().size(), nRound + 1);
     }
-    m_clock.WaitForSleeper();
     thread.StopAndJoin();
     EXPECT_EQ(m_server.GetTargets().size(), 101u);
 }
@@ -343,11 +344,10 @@ TEST_F(HolidayTest, TheLoopOutlivesFetchesThatFail) {
     m_server.SetAnswer("down", 500);
     platform::CThread thread;
     ASSERT_TRUE(thread.Start("holiday", [this] { m_calendar->Run(m_pHoliday.get()); }));
-    for (int nRound = 0; nRound < 3; ++nRound) m_clock.MoveTo(m_clock.WaitForSleeper());
-    m_clock.WaitForSleeper();
+    m_clock.WaitForSleepers(1);
+    for (int nRound = 0; nRound < 3; ++nRound) m_clock.Advance(PAUSE);
     m_server.SetAnswer("20240101\tH\tCME");
-    m_clock.MoveTo(m_clock.WaitForSleeper());
-    m_clock.WaitForSleeper();
+    m_clock.Advance(PAUSE);
     EXPECT_EQ(GetWorking(u"20240101"), u"H,CME");
 }
 

@@ -1,9 +1,7 @@
 /// The holiday calendar in a home folder of its own, with real tables, a real database and a real server.
 #pragma once
 
-#include <condition_variable>
 #include <filesystem>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
@@ -17,48 +15,11 @@
 #include "documents/holiday_calendar.h"
 #include "platform/stop.h"
 #include "platform/thread.h"
+#include "support/driven_clock.h"
 #include "support/scratch_folder.h"
 #include "support/test_host.h"
 
 namespace qvant::test {
-
-/// A clock that a test moves: a pause lasts until the test has moved it far enough.
-class CDrivenClock : public platform::IClock {
-public:
-    void SetNow(const platform::SystemTime& utc) { m_nNow = platform::FromUtc(utc); }
-    std::int64_t NowMilliseconds() const override { return m_nNow; }
-    std::int64_t TickMilliseconds() const override {
-        const std::lock_guard lock(m_mutex);
-        return m_nTick;
-    }
-    bool SleepUntilTick(std::int64_t nTick) const override {
-        std::unique_lock lock(m_mutex);
-        m_nSleepsUntil = nTick;
-        m_changed.notify_all();
-        const bool bAwake = m_changed.wait(lock, platform::CurrentStop(), [&] { return m_nTick >= nTick; });
-        m_nSleepsUntil = -1;
-        return bAwake;
-    }
-
-    /// Waits until a thread sleeps. @return the tick it sleeps until
-    std::int64_t WaitForSleeper() const {
-        std::unique_lock lock(m_mutex);
-        m_changed.wait(lock, [this] { return m_nSleepsUntil > m_nTick; });
-        return m_nSleepsUntil;
-    }
-    void MoveTo(std::int64_t nTick) {
-        const std::lock_guard lock(m_mutex);
-        m_nTick = nTick;
-        m_changed.notify_all();
-    }
-
-private:
-    mutable std::mutex m_mutex;
-    mutable std::condition_variable_any m_changed;
-    mutable std::int64_t m_nSleepsUntil = -1;
-    std::int64_t m_nTick = 5000;
-    std::int64_t m_nNow = platform::FromUtc({.nYear = 2026, .nMonth = 3, .nDay = 1, .nHour = 23, .nMinute = 59});
-};
 
 class HolidayTest : public ::testing::Test {
 protected:
@@ -129,7 +90,7 @@ protected:
     CTestHost m_host;
     CReceiver m_receiver;
     CAnsweringServer m_server;
-    CDrivenClock m_clock;
+    CDrivenClock m_clock{platform::FromUtc({.nYear = 2026, .nMonth = 3, .nDay = 1, .nHour = 23, .nMinute = 59})};
     RunState m_state;
     CSession m_session{m_clock};
     CErrorReport m_errors{m_host, m_clock};

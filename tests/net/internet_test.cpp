@@ -13,6 +13,7 @@
 #include "net/test_certificates.h"
 #include "platform/internet_limits.h"
 #include "platform/stop.h"
+#include "support/stop_limit.h"
 
 namespace qvant::test {
 namespace {
@@ -327,18 +328,6 @@ TEST_F(Internet, GivesAServerAMinuteToConnectAndHalfAMinuteBetweenBytes) {
 
 // --- stops ---
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr milliseconds AT_ONCE{1000};
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-constexpr milliseconds AT_ONCE{1000};
-#else
-constexpr milliseconds AT_ONCE{100};
-#endif
-#else
-constexpr milliseconds AT_ONCE{100};
-#endif
-
 // Tells the fetching thread to stop as soon as the server has seen `handler` through.
 class StoppedInternet : public Internet {
 protected:
@@ -354,7 +343,7 @@ protected:
         });
         const platform::CStopScope scope(stop.get_token());
         Fetched fetched = Fetch(server.GetUrl(u"/", strScheme));
-        EXPECT_LT(steady_clock::now() - stopped.load(), AT_ONCE);
+        EXPECT_LT(steady_clock::now() - stopped.load(), STOP_LIMIT);
         return fetched;
     }
 };
@@ -407,7 +396,7 @@ TEST_F(StoppedInternet, EndsALookUpOfANameThatHangsAtOnce) {
         const platform::CStopScope scope(stop.get_token());
         EXPECT_EQ(SendTo(Format(u"http://%s/", Widen(HANGING_NAME))), platform::INTERNET_STOPPED);
     }
-    EXPECT_LT(steady_clock::now() - stopped.load(), AT_ONCE);
+    EXPECT_LT(steady_clock::now() - stopped.load(), STOP_LIMIT);
     stopper.join();
     ReleaseHangingLookUps();
 }

@@ -1,9 +1,8 @@
 #include "service/history_thread.h"
 
 #include <atomic>
-#include <filesystem>
-#include <fstream>
 #include <functional>
+#include <latch>
 #include <thread>
 
 #include <gmock/gmock.h>
@@ -14,6 +13,8 @@
 #include "platform/event.h"
 #include "platform/stop.h"
 #include "support/listening_host.h"
+#include "support/stop_limit.h"
+#include "support/threads.h"
 
 namespace qvant::test {
 
@@ -31,7 +32,7 @@ using ::testing::StartsWith;
 using Clock = std::chrono::steady_clock;
 using platform::CEvent;
 
-constexpr std::chrono::milliseconds STOP_LIMIT{500};
+constexpr const char* THREAD = "CQYZ";
 
 class HistoryThread : public ::testing::Test {
 protected:
@@ -68,15 +69,6 @@ protected:
         m_history->HandOver(WM_QUERY_CQYZ, u"QV.HOLD");
         m_holding.Wait();
     }
-    static std::size_t CountThreads() {
-        std::size_t nCount = 0;
-        for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
-            std::string strName;
-            std::getline(std::ifstream(task.path() / "comm"), strName);
-            if (strName == "CQYZ") ++nCount;
-        }
-        return nCount;
-    }
 
     CListeningHost m_host;
     std::stop_source m_stop;
@@ -90,15 +82,15 @@ protected:
 
 TEST_F(HistoryThread, BeginsWithTheFirstRequestAndTellsItsNumber) {
     EXPECT_EQ(m_history->GetThreadId(), 0u);
-    EXPECT_EQ(CountThreads(), 0u);
+    EXPECT_TRUE(WaitForThreads(THREAD, 0));
     m_history->HandOver(WM_QUERY_CQYZ, u"QV.S.SSE.600000");
     ASSERT_TRUE(WaitForDone(1));
-    EXPECT_EQ(CountThreads(), 1u);
+    EXPECT_EQ(CountThreads(THREAD), 1);
     EXPECT_THAT(m_history->GetThreadId(), Ge(1u));
     EXPECT_TRUE(m_host.HasLogged(Narrow(Format(u"ProcessMsgLoopCQYZ. Thread=%d.", m_history->GetThreadId()))));
     m_history->HandOver(WM_QUERY_CQYZ, u"QV.S.SSE.600001");
     ASSERT_TRUE(WaitForDone(2));
-    EXPECT_EQ(CountThreads(), 1u);
+    EXPECT_EQ(CountThreads(THREAD), 1);
 }
 
 TEST_F(HistoryThread, WorksOnMessagesInTheirOrderAndTellsOfThem) {
@@ -147,7 +139,7 @@ TEST_F(HistoryThread, TakesASymbolOfAnyLengthAndAnySign) {
 TEST_F(HistoryThread, IsNotBegunByAPost) {
     EXPECT_FALSE(m_history->Post(WM_RESET_CQYZ));
     EXPECT_FALSE(m_history->Post(WM_QUERY_BA, u"ALL"));
-    EXPECT_EQ(CountThreads(), 0u);
+    EXPECT_TRUE(WaitForThreads(THREAD, 0));
     EXPECT_THAT(m_host.GetLog(), IsEmpty());
 }
 
@@ -181,7 +173,7 @@ TEST_F(HistoryThread, LosesNoneOfAThousandRequestsFromSeveralThreads) {
     for (std::thread& asker : arAskers) asker.join();
     EXPECT_TRUE(WaitForDone(1'000));
     EXPECT_THAT(m_host.GetLog(), Not(Contains(StartsWith("PostThreadMessage Fail!"))));
-    EXPECT_EQ(CountThreads(), 1u);
+    EXPECT_EQ(CountThreads(THREAD), 1);
 }
 
 TEST_F(HistoryThread, ServesAThousandSymbolsAtOnceInTheirOrder) {
@@ -200,7 +192,7 @@ TEST_F(HistoryThread, EndsItsWorkAtAStopAndDropsWhatWaits) {
     m_history->StopAndJoin();
     EXPECT_THAT(GetDone(), ElementsAre("query QV.HOLD"));
     EXPECT_EQ(m_history->GetThreadId(), 0u);
-    EXPECT_EQ(CountThreads(), 0u);
+    EXPECT_TRUE(WaitForThreads(THREAD, 0));
     EXPECT_FALSE(m_history->Post(WM_RESET_CQYZ));
 }
 
@@ -212,7 +204,7 @@ TEST_F(HistoryThread, BeginsAnewWithTheRequestAfterAStopAndNotBeforeTheOldOneHas
     ASSERT_TRUE(WaitForDone(2));
     EXPECT_THAT(GetDone(), ElementsAre("query QV.HOLD", "query QV.NEXT"));
     EXPECT_NE(m_history->GetThreadId(), nOld);
-    EXPECT_EQ(CountThreads(), 1u);
+    EXPECT_TRUE(WaitForThreads(THREAD, 1));
 }
 
 TEST_F(HistoryThread, IsNotBegunOnceTheServiceWasToldToStop) {
@@ -222,7 +214,7 @@ TEST_F(HistoryThread, IsNotBegunOnceTheServiceWasToldToStop) {
     m_history->HandOver(WM_QUERY_CQYZ, u"QV.S.SSE.600000");
     m_history->HandOver(WM_QUERY_BA, u"ALL");
     EXPECT_THAT(Clock::now() - start, Lt(STOP_LIMIT));
-    EXPECT_EQ(CountThreads(), 0u);
+    EXPECT_TRUE(WaitForThreads(THREAD, 0));
     EXPECT_THAT(m_host.GetLog(), ElementsAre("PostThreadMessage Fail! (WM_QUERY_CQYZ) ErrorCode:3",
                                              "PostThreadMessage Fail! (UpdateUDHotMonth) ErrorCode:3"));
     m_stop = std::stop_source();
@@ -264,7 +256,7 @@ TEST_F(HistoryThread, MayAskItselfAndMayBeToldToEndFromItsOwnWork) {
     ASSERT_TRUE(WaitForDone(2));
     m_history->StopAndJoin();
     EXPECT_THAT(GetDone(), ElementsAre("months ALL", "months one file"));
-    EXPECT_EQ(CountThreads(), 0u);
+    EXPECT_TRUE(WaitForThreads(THREAD, 0));
 }
 
 TEST_F(HistoryThread, TakesTheClockWhileItBeginsAndEnds) {
@@ -282,7 +274,22 @@ TEST_F(HistoryThread, TakesTheClockWhileItBeginsAndEnds) {
     ticker.request_stop();
     ticker.join();
     m_history.reset();
-    EXPECT_EQ(CountThreads(), 0u);
+    EXPECT_TRUE(WaitForThreads(THREAD, 0));
+}
+
+TEST_F(HistoryThread, MayBeToldToEndByTwoAtOnce) {
+    for (std::size_t nRound = 1; nRound <= 50; ++nRound) {
+        m_history->HandOver(WM_QUERY_CQYZ, u"QV.S.SSE.600000");
+        ASSERT_TRUE(WaitForDone(nRound));
+        std::latch together(2);
+        const auto end = [&] {
+            together.arrive_and_wait();
+            m_history->StopAndJoin();
+        };
+        const std::jthread first(end);
+        const std::jthread second(end);
+    }
+    EXPECT_TRUE(WaitForThreads(THREAD, 0));
 }
 
 TEST_F(HistoryThread, EndsWithItsOwner) {
@@ -290,7 +297,7 @@ TEST_F(HistoryThread, EndsWithItsOwner) {
     const auto start = Clock::now();
     m_history.reset();
     EXPECT_THAT(Clock::now() - start, Lt(STOP_LIMIT));
-    EXPECT_EQ(CountThreads(), 0u);
+    EXPECT_TRUE(WaitForThreads(THREAD, 0));
 }
 
 }  // namespace qvant::test

@@ -4,6 +4,8 @@
 
 #include "refresh_fixture.h"
 #include "service_fixture.h"
+#include "support/stop_limit.h"
+#include "support/threads.h"
 
 namespace qvant::test {
 
@@ -18,7 +20,6 @@ using Clock = std::chrono::steady_clock;
 
 constexpr std::int64_t PERIOD = 2'220'000;
 constexpr std::int64_t MINUTE = 60'000;
-constexpr std::chrono::milliseconds STOP_LIMIT{500};
 /// Sleepers by the clock beside the timers, once a user is signed in: the loop of the holiday calendar.
 constexpr std::size_t CALENDAR = 1;
 
@@ -55,15 +56,6 @@ protected:
         std::set<std::uint32_t> setIds;
         for (const TimerState& timer : m_service->ListTimers()) setIds.insert(timer.nId);
         return setIds;
-    }
-    static std::vector<std::string> GetTimerThreads() {
-        std::vector<std::string> arNames;
-        for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
-            std::string strName;
-            std::getline(std::ifstream(task.path() / "comm"), strName);
-            if (strName.starts_with("Timer")) arNames.push_back(strName);
-        }
-        return arNames;
     }
     /// Lets timer 100 fire while the server doesn't answer. @return who drives the clock until the pass has ended
     std::future<void> BeginHangingPass() {
@@ -190,7 +182,7 @@ TEST_F(RefreshingService, AfterTheStopTheHostsClockStartsNothing) {
     m_clock.Advance(PERIOD);
     EXPECT_EQ(CountPasses(), 0u);
     Status(SYSTEM_STATUS_EXIT);
-    EXPECT_THAT(GetTimerThreads(), IsEmpty());
+    EXPECT_TRUE(WaitForThreads("Timer", 0));
 }
 
 TEST_F(RefreshingService, AChangeOfTheHostsLanguageLoadsTheContractsAnew) {
@@ -208,12 +200,12 @@ TEST_F(RefreshingService, AChangeOfTheHostsLanguageLoadsTheContractsAnew) {
 TEST_F(RefreshingService, StopAndExitCutAHangingPassShortAndLeaveNoThread) {
     SignIn();
     auto driver = BeginHangingPass();
-    EXPECT_THAT(GetTimerThreads(), Contains("Timer100"));
+    EXPECT_EQ(CountThreads("Timer100"), 1);
     const auto start = Clock::now();
     Leave();
     EXPECT_LT(Clock::now() - start, STOP_LIMIT);
     driver.get();
-    EXPECT_THAT(GetTimerThreads(), IsEmpty());
+    EXPECT_TRUE(WaitForThreads("Timer", 0));
     EXPECT_EQ(m_clock.GetSleepers(), 0u);
 }
 
@@ -224,7 +216,7 @@ TEST_F(RefreshingService, AnExitAloneCutsAHangingPassShort) {
     Status(SYSTEM_STATUS_EXIT);
     EXPECT_LT(Clock::now() - start, STOP_LIMIT);
     driver.get();
-    EXPECT_THAT(GetTimerThreads(), IsEmpty());
+    EXPECT_TRUE(WaitForThreads("Timer", 0));
 }
 
 TEST_F(RefreshingService, AServiceDestroyedInTheMiddleOfAPassLeavesNothingRunning) {
@@ -236,7 +228,7 @@ TEST_F(RefreshingService, AServiceDestroyedInTheMiddleOfAPassLeavesNothingRunnin
     m_service.reset();
     EXPECT_LT(Clock::now() - start, STOP_LIMIT);
     driver.get();
-    EXPECT_THAT(GetTimerThreads(), IsEmpty());
+    EXPECT_TRUE(WaitForThreads("Timer", 0));
 }
 
 TEST_F(RefreshingService, ASignInWaitsForARunningPass) {

@@ -9,6 +9,7 @@
 #include "store/variant.h"
 #include "support/scratch_folder.h"
 #include "support/test_host.h"
+#include "support/threads.h"
 
 namespace qvant::test {
 
@@ -235,20 +236,13 @@ TEST_F(Topics, WithAnyOtherRequestOnlyTellTheLog) {
     EXPECT_EQ(ReadSetting(u"Version"), u"7");
 }
 
+constexpr const char* THREAD = "CQYZ";
+
 /// Topics and timers in the whole service.
 class TopicService : public ServiceTest {
 protected:
     HRESULT Send(TextView strTopic, LONG nParameter, TextView strText, VARIANT* pData = nullptr) {
         return m_service->OnTopicCommand(strTopic, 0, nParameter, strText, pData);
-    }
-    std::size_t CountThreads() {
-        std::size_t nCount = 0;
-        for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
-            std::string strName;
-            std::getline(std::ifstream(task.path() / "comm"), strName);
-            if (strName == "CQYZ") ++nCount;
-        }
-        return nCount;
     }
 };
 
@@ -256,9 +250,9 @@ TEST_F(TopicService, ASignInHasTheUsersOwnHotMonthsReadAsItsLastStep) {
     SignIn();
     EXPECT_TRUE(m_host.HasLogged("strTopic=UpdateUDHotMonth, lMsgTYPE=1, lParam=1, strParam=ALL."));
     EXPECT_TRUE(m_host.WaitForLog("WM_QUERY_BA. msg.wParam=ALL."));
-    EXPECT_EQ(CountThreads(), 1u);
+    EXPECT_EQ(CountThreads(THREAD), 1);
     Leave();
-    EXPECT_EQ(CountThreads(), 0u);
+    EXPECT_TRUE(WaitForThreads(THREAD, 0));
 }
 
 TEST_F(TopicService, AnotherSignInOnTheSameObjectBeginsTheThreadAnew) {
@@ -272,15 +266,15 @@ TEST_F(TopicService, AnotherSignInOnTheSameObjectBeginsTheThreadAnew) {
     EXPECT_EQ(Status(SYSTEM_STATUS_LOGIN), S_OK);
     EXPECT_TRUE(m_host.WaitForLog("WM_QUERY_BA. msg.wParam=ALL."));
     EXPECT_EQ(Status(SYSTEM_STATUS_LOGIN), S_OK);
-    EXPECT_EQ(CountThreads(), 1u);
+    EXPECT_TRUE(WaitForThreads(THREAD, 1));
     Leave();
-    EXPECT_EQ(CountThreads(), 0u);
+    EXPECT_TRUE(WaitForThreads(THREAD, 0));
 }
 
 TEST_F(TopicService, AServiceThatIsDestroyedLeavesNoThread) {
     SignIn();
     m_service.reset();
-    EXPECT_EQ(CountThreads(), 0u);
+    EXPECT_TRUE(WaitForThreads(THREAD, 0));
 }
 
 TEST_F(TopicService, AResetBringsAFullDownloadAtTheNextStart) {
@@ -309,7 +303,7 @@ TEST_F(TopicService, ATopicBeforeTheStartAndBehindTheEndIsTakenWithoutHarm) {
         SignIn();
         Leave();
     }
-    EXPECT_EQ(CountThreads(), 0u);
+    EXPECT_TRUE(WaitForThreads(THREAD, 0));
 }
 
 }  // namespace qvant::test

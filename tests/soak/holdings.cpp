@@ -1,10 +1,11 @@
 #include "soak/holdings.h"
 
 #include <filesystem>
-#include <iterator>
 #include <string>
 
 #include <malloc.h>
+
+#include "support/threads.h"
 
 namespace qvant::test {
 
@@ -14,8 +15,7 @@ Holdings TakeStock() {
     const auto heap = ::mallinfo2();
     Holdings holdings;
     holdings.nHeapBytes = heap.uordblks + heap.hblkhd;
-    holdings.nThreads =
-        static_cast<std::size_t>(std::distance(fs::directory_iterator("/proc/self/task"), fs::directory_iterator()));
+    holdings.nThreads = CountThreads();
     for (const auto& entry : fs::directory_iterator("/proc/self/fd")) {
         std::error_code ignored;
         const bool bSocket = fs::read_symlink(entry.path(), ignored).string().starts_with("socket:");

@@ -10,7 +10,7 @@ struct Holdings {
     std::size_t nHeapBytes = 0;    ///< 0 under a sanitizer, which has a heap of its own
     std::size_t nHandles = 0;      ///< but for sockets
     std::size_t nConnections = 0;  ///< sockets, those kept for the next request among them
-    std::size_t nThreads = 0;
+    int nThreads = 0;              ///< those among them that were joined just now
 };
 
 Holdings TakeStock();

@@ -11,14 +11,14 @@
 #include "soak/holdings.h"
 #include "soak/soak_terminal.h"
 #include "soak/soak_world.h"
+#include "support/stop_limit.h"
+#include "support/threads.h"
 
 namespace qvant::test {
 namespace {
 
 namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
-
-constexpr std::chrono::milliseconds STOP_LIMIT{500};
 
 /// A document by its path, and a part of that for the name of the test.
 struct Moment {
@@ -59,7 +59,7 @@ protected:
         EXPECT_LT(Clock::now() - start, STOP_LIMIT);
         hostThread.join();
         const Holdings after = TakeStock();
-        EXPECT_LE(after.nThreads, before.nThreads);
+        EXPECT_TRUE(WaitForThreads("", before.nThreads));
         EXPECT_LE(after.nHandles, before.nHandles);
         EXPECT_THAT(GetStrangeFiles(), ::testing::IsEmpty());
         EXPECT_FALSE(fs::is_regular_file(GetBlock())) << GetBlock();

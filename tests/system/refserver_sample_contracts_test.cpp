@@ -9,33 +9,15 @@
 #include <rapidjson/document.h>
 
 #include "system/refserver_fixture.h"
+#include "system/sample_files.h"
 
 namespace qvant::test {
 namespace {
 
-namespace fs = std::filesystem;
 using std::chrono::Friday;
 using std::chrono::sys_days;
 using std::chrono::Wednesday;
 using std::chrono::weekday;
-
-const fs::path Sample = LUMIVALE_SAMPLE;
-
-std::string ReadFile(const fs::path& file) {
-    std::ifstream stream(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), {}};
-}
-
-std::vector<std::string> Split(const std::string& strText, char cSeparator) {
-    std::vector<std::string> arPieces(1);
-    for (const char c : strText) {
-        if (c == cSeparator)
-            arPieces.emplace_back();
-        else
-            arPieces.back() += c;
-    }
-    return arPieces;
-}
 
 std::string ToKey(const std::string& strSymbol) {
     const auto arFields = Split(strSymbol, '.');

@@ -1,7 +1,6 @@
 // The rolls, bars and factors of the sample data, and its users' own series, as a reader relies on them.
 #include <algorithm>
 #include <chrono>
-#include <fstream>
 #include <map>
 #include <set>
 
@@ -11,6 +10,7 @@
 
 #include "system/history_client.h"
 #include "system/quote_line_reader.h"
+#include "system/sample_files.h"
 
 namespace qvant::test {
 namespace {
@@ -19,26 +19,9 @@ namespace fs = std::filesystem;
 using std::chrono::sys_days;
 using Dates = std::vector<std::pair<std::string, std::int64_t>>;  // months and days
 
-const fs::path Sample = LUMIVALE_SAMPLE;
 // The last day of the sample's past.
 constexpr std::int64_t Today = 20261120;
 constexpr std::int64_t FirstDay = 20231101;
-
-std::string ReadFile(const fs::path& file) {
-    std::ifstream stream(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), {}};
-}
-
-std::vector<std::string> Split(const std::string& strText, char cSeparator) {
-    std::vector<std::string> arPieces(1);
-    for (const char c : strText) {
-        if (c == cSeparator)
-            arPieces.emplace_back();
-        else
-            arPieces.back() += c;
-    }
-    return arPieces;
-}
 
 sys_days ToDay(std::int64_t nDate) {
     return std::chrono::year(static_cast<int>(nDate / 10000)) /

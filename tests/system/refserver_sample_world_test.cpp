@@ -10,6 +10,7 @@
 #include <rapidjson/document.h>
 
 #include "system/refserver_fixture.h"
+#include "system/sample_files.h"
 
 namespace qvant::test {
 namespace {
@@ -17,22 +18,6 @@ namespace {
 namespace fs = std::filesystem;
 
 using Members = std::map<std::string, std::string>;
-
-std::string ReadFile(const fs::path& file) {
-    std::ifstream stream(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), {}};
-}
-
-std::vector<std::string> Split(const std::string& strText, char cSeparator) {
-    std::vector<std::string> arPieces(1);
-    for (const char c : strText) {
-        if (c == cSeparator)
-            arPieces.emplace_back();
-        else
-            arPieces.back() += c;
-    }
-    return arPieces;
-}
 
 /// A city as the time-zone look-up spells it.
 std::string CityKey(const std::string& strCity) {
@@ -54,7 +39,7 @@ bool IsDate(const std::string& strDate) {
 class SampleWorld : public testing::Test {
 protected:
     void SetUp() override {
-        for (const auto& entry : fs::directory_iterator(fs::path(LUMIVALE_SAMPLE) / "world" / "securities")) {
+        for (const auto& entry : fs::directory_iterator(Sample / "world" / "securities")) {
             const auto document = ToJson(ReadFile(entry.path()));
             ASSERT_TRUE(document.IsObject()) << entry.path();
             for (const auto& security : document.GetObject()) {
@@ -75,7 +60,7 @@ protected:
 
     std::set<std::string> ReadCities() const {
         std::set<std::string> setCities;
-        for (const auto& strLine : Split(ReadFile(fs::path(LUMIVALE_SAMPLE) / "home/ComShared/cities.txt"), '\n')) {
+        for (const auto& strLine : Split(ReadFile(Sample / "home/ComShared/cities.txt"), '\n')) {
             if (!strLine.empty()) setCities.insert(CityKey(Split(strLine, ',').at(0)));
         }
         return setCities;
@@ -236,7 +221,7 @@ TEST_F(SampleWorld, PutsEveryOptionOnAnUnderlyingThatIsThere) {
 }
 
 TEST_F(SampleWorld, IsServedWholeAndByListType) {
-    const auto pServer = CServerProcess::Serve(fs::path(LUMIVALE_SAMPLE) / "world");
+    const auto pServer = CServerProcess::Serve(Sample / "world");
     const auto all = ToJson(Get(*pServer, MainForm("-1")).strBody);
     ASSERT_TRUE(all.IsObject());
     EXPECT_EQ(all["SecuritiesInfo"].MemberCount(), m_mapSecurities.size());
@@ -247,7 +232,7 @@ TEST_F(SampleWorld, IsServedWholeAndByListType) {
 }
 
 TEST(SampleRates, AreThoseOfTheDollarAndPairsThatFollowFromThem) {
-    const auto rates = ToJson(ReadFile(fs::path(LUMIVALE_SAMPLE) / "world" / "currency.json"));
+    const auto rates = ToJson(ReadFile(Sample / "world" / "currency.json"));
     ASSERT_TRUE(rates.IsObject());
     EXPECT_TRUE(IsDate(std::to_string(rates["LastVersion"].GetInt())));
     const auto toNumber = [](const rapidjson::Value& value) {
@@ -273,7 +258,7 @@ TEST(SampleRates, AreThoseOfTheDollarAndPairsThatFollowFromThem) {
 }
 
 TEST_F(SampleWorld, HasTheHolidaysOfItsExchangesForTwoYears) {
-    const std::string strText = ReadFile(fs::path(LUMIVALE_SAMPLE) / "world/OBHoliday.txt");
+    const std::string strText = ReadFile(Sample / "world/OBHoliday.txt");
     std::set<std::string> setExchanges;
     for (const auto& [strKey, members] : m_mapSecurities) setExchanges.insert(Split(strKey, '.').at(2));
     std::map<std::string, std::set<std::string>> mapYears;  // of each exchange
@@ -300,7 +285,7 @@ TEST_F(SampleWorld, HasTheHolidaysOfItsExchangesForTwoYears) {
 }
 
 TEST(SampleHome, HasTheWordsOfEveryLanguageAndTheOtherSettings) {
-    const fs::path folder = fs::path(LUMIVALE_SAMPLE) / "home/ComShared";
+    const fs::path folder = Sample / "home/ComShared";
     const std::string strWords = "\n" + ReadFile(folder / "MsgString.ini");
     for (const std::string strWord : {"Call", "Put", "Month", "SynU"}) {
         for (const std::string strLanguage : {"ENG", "CHT", "-CN"}) {
