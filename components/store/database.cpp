@@ -66,6 +66,7 @@ std::shared_ptr<CDatabase> CDatabase::Open(TextView strFile) {
     try {
         std::shared_ptr<CDatabase> pDatabase(new CDatabase(Narrow(strFile)));
         if (!pDatabase->IsOurs()) return nullptr;
+        pDatabase->m_sqlite.NarrowToUser();
         pDatabase->Prepare();
         return pDatabase;
     } catch (const CSqliteError&) {
