@@ -1,5 +1,6 @@
 #include "net/gzip_file.h"
 
+#include <algorithm>
 #include <cstring>
 #include <new>
 #include <optional>
@@ -8,6 +9,7 @@
 #include <zlib.h>
 
 #include "platform/files.h"
+#include "platform/internet_limits.h"
 #include "platform/stop.h"
 
 namespace qvant {
@@ -40,14 +42,16 @@ bool TryAppend(std::string& strContent, const char* pBlock, std::size_t nBlock) 
 }
 
 // @return nothing when the stream is broken or too long, or when the thread is told to stop
-std::optional<std::string> ReadStream(gzFile file) {
+std::optional<std::string> ReadStream(gzFile file, bool& bTooLong) {
+    const std::size_t nMost = std::min(GUNZIP_MOST, platform::GetInternetLimits().nMostBody);
     std::string strContent;
     char block[BLOCK];
     for (;;) {
         const int nRead = gzread(file, block, BLOCK);
         if (nRead < 0 || platform::StopRequested()) return std::nullopt;
         const auto nBlock = static_cast<std::size_t>(nRead);
-        if (nBlock > GUNZIP_MOST - strContent.size()) return std::nullopt;
+        bTooLong = nBlock > nMost - strContent.size();
+        if (bTooLong) return std::nullopt;
         if (nBlock == 0 || !TryAppend(strContent, block, nBlock)) return strContent;
     }
 }
@@ -66,14 +70,17 @@ std::optional<Text> CreateFreeName() {
 
 }  // namespace
 
-std::unique_ptr<std::uint8_t[]> ReadGzipFile(const Text& strPath, std::uint32_t& nLength) {
+std::unique_ptr<std::uint8_t[]> ReadGzipFile(const Text& strPath, std::uint32_t& nLength, bool* pTooLong) {
+    bool bIgnored = false;
+    bool& bTooLong = pTooLong ? *pTooLong : bIgnored;
+    bTooLong = false;
     const bool bNamed = strPath.size() > 3 && strPath.ends_with(u".gz");
     const Text strFile = bNamed ? strPath : strPath + u".gz";
     const std::string strNarrow = Narrow(strFile);
     if (strNarrow.size() >= NAME_BUFFER) return nullptr;
     GzFile file(gzopen(strNarrow.c_str(), "rb"));
     if (!file) return nullptr;
-    const std::optional<std::string> content = ReadStream(file.get());
+    const std::optional<std::string> content = ReadStream(file.get(), bTooLong);
     if (!content) return nullptr;
     // A stream cut short shows only here.
     if (gzclose(file.release()) != Z_OK) return nullptr;
@@ -83,7 +90,8 @@ std::unique_ptr<std::uint8_t[]> ReadGzipFile(const Text& strPath, std::uint32_t&
 }
 
 std::uint32_t GunzipBuffer(std::unique_ptr<std::uint8_t[]>& pDecoded, std::string_view strReceived,
-                           std::chrono::milliseconds pause) {
+                           std::chrono::milliseconds pause, bool* pTooLong) {
+    if (pTooLong) *pTooLong = false;
     const std::optional<Text> temporary = CreateFreeName();
     if (!temporary) return 0;
     const Text strZipped = *temporary + u".gz";
@@ -95,7 +103,7 @@ std::uint32_t GunzipBuffer(std::unique_ptr<std::uint8_t[]>& pDecoded, std::strin
     }
     platform::SleepFor(pause);
     std::uint32_t nLength = 0;
-    auto pContent = ReadGzipFile(strZipped, nLength);
+    auto pContent = ReadGzipFile(strZipped, nLength, pTooLong);
     platform::DeleteFile(*temporary);
     if (!pContent) {
         // Broken ones are kept to be looked at, not those that nobody had the time to read.
