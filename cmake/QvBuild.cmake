@@ -29,6 +29,29 @@ if(QV_FUZZ)
     add_compile_options(-fsanitize=fuzzer-no-link)
 endif()
 
+# Everything that is built without a sanitizer or a fuzzer is hardened: a stack that is written over ends the process,
+# copies into arrays of known size are checked, every start has other addresses, what the linker has filled in can't be
+# written any more, no memory that can be written is run, and on x86 calls and returns go to marked places only where the
+# system sees to that. The tests go without the checked copies, which need an optimised build.
+if(NOT QV_SANITIZE AND NOT QV_FUZZ)
+    include(CheckCXXCompilerFlag)
+    include(CheckPIESupported)
+    check_pie_supported()
+    add_compile_options(-fstack-protector-strong)
+    check_cxx_compiler_flag(-fstack-clash-protection QV_HAS_STACK_CLASH_PROTECTION)
+    if(QV_HAS_STACK_CLASH_PROTECTION)
+        add_compile_options(-fstack-clash-protection)
+    endif()
+    add_link_options(LINKER:-z,relro LINKER:-z,now LINKER:-z,noexecstack)
+    if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|i[3-6]86)$")
+        add_compile_options(-fcf-protection=full)
+        add_link_options(LINKER:-z,shstk)
+    endif()
+    if(CMAKE_BUILD_TYPE MATCHES "^(Release|RelWithDebInfo|MinSizeRel)$")
+        add_compile_options("SHELL:-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2")
+    endif()
+endif()
+
 # qv_layer(NAME <sources> USES <layers and libraries>): one layer of src/, a static library.
 function(qv_layer name)
     cmake_parse_arguments(ARG "" "" "USES" ${ARGN})
