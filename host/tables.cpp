@@ -88,9 +88,8 @@ CStoreTable CTables::OpenOrMake(const TablePath& path) {
 }
 
 void CTables::Persist(const CStoreTable& table) const {
-    std::error_code error;
-    std::filesystem::create_directories(m_pathStorage.parent_path(), error);
-    // The store falls back on memory: a session without its past is worth more than none.
+    // The store makes the folder, for the user alone. It falls back on memory: a session without its past is worth more
+    // than none.
     if (FAILED(table.Owner()->Persist(m_pathStorage.u16string().c_str())))
         std::cerr << "lumivale-host: can't use " << m_pathStorage.string() << "; STORAGE lives in memory only\n";
 }

@@ -1,5 +1,7 @@
 #include "common/sqlite.h"
 
+#include "platform/user_files.h"
+
 namespace qvant::common {
 namespace {
 
@@ -95,6 +97,13 @@ std::int64_t CSqlite::QueryInteger(const char* pszSql) {
 bool CSqlite::HasMoved() const {
     int nMoved = 0;
     return sqlite3_file_control(Get(), "main", SQLITE_FCNTL_HAS_MOVED, &nMoved) == SQLITE_OK && nMoved != 0;
+}
+
+/// A journal takes the mode of the file when it is made; one that is there is narrowed with it.
+void CSqlite::NarrowToUser() const {
+    const char* const pszPath = sqlite3_db_filename(Get(), "main");
+    const Text strPath = Widen(pszPath ? pszPath : "");
+    for (const char16_t* pszEnding : {u"", u"-journal", u"-wal", u"-shm"}) platform::NarrowToUser(strPath + pszEnding);
 }
 
 void CSqlite::RollBack() noexcept {

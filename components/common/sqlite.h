@@ -94,6 +94,8 @@ public:
     bool IsInTransaction() const { return sqlite3_get_autocommit(Get()) == 0; }
     /// Whether the file was renamed, replaced or deleted since it was opened.
     bool HasMoved() const;
+    /// Takes a file that came with a wider mode, from a copy or an older installation, from everybody but the user.
+    void NarrowToUser() const;
     /// Ends a transaction that is still open, whatever has become of it.
     void RollBack() noexcept;
 

@@ -105,7 +105,8 @@ void CRecordFile::Open() {
         m_sqlite->Execute("PRAGMA page_size = 8192");  // of a new file, twice as large as usual
         m_sqlite->Execute(READING_CACHE);
         m_sqlite->QueryInteger("SELECT COUNT(*) FROM sqlite_master");  // tells a file that is no database
-        m_sqlite->Execute(WRITING_LIMIT);                              // in pages of the file, whose size is known now
+        m_sqlite->NarrowToUser();
+        m_sqlite->Execute(WRITING_LIMIT);  // in pages of the file, whose size is known now
     } catch (...) {
         m_sqlite.reset();
         throw;

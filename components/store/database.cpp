@@ -67,6 +67,7 @@ std::shared_ptr<CDatabase> CDatabase::Open(TextView strFile) {
         std::shared_ptr<CDatabase> pDatabase(new CDatabase(Narrow(strFile)));
         const CLock lock(pDatabase->m_mutex);
         if (!pDatabase->IsOurs()) return nullptr;
+        pDatabase->m_sqlite.NarrowToUser();
         pDatabase->Prepare();
         return pDatabase;
     } catch (const CSqliteError&) {

@@ -12,6 +12,7 @@
 #include <zlib.h>
 
 #include "platform/files.h"
+#include "platform/internet_limits.h"
 #include "platform/stop.h"
 
 namespace qvant {
@@ -53,13 +54,16 @@ public:
     }
 
     /// @return false when the stream is broken or too long, or when the thread is told to stop
-    bool Read(gzFile file) {
+    /// @param bTooLong  out: whether it is too long
+    bool Read(gzFile file, bool& bTooLong) {
+        const std::size_t nMost = std::min(GUNZIP_MOST, platform::GetInternetLimits().nMostBody);
         while (MakeRoom()) {
             const std::size_t nBlock = std::min(m_nRoom - 1 - m_nLength, BLOCK);
             const int nRead = gzread(file, m_pBytes.get() + m_nLength, static_cast<unsigned>(nBlock));
             if (nRead < 0 || platform::StopRequested()) return false;
             m_nLength += static_cast<std::size_t>(nRead);
-            if (m_nLength > GUNZIP_MOST) return false;
+            bTooLong = m_nLength > nMost;
+            if (bTooLong) return false;
             if (nRead == 0) break;
         }
         return true;
@@ -101,7 +105,10 @@ std::optional<Text> CreateFreeName() {
 
 }  // namespace
 
-std::unique_ptr<std::uint8_t[]> ReadGzipFile(const Text& strPath, std::uint32_t& nLength) {
+std::unique_ptr<std::uint8_t[]> ReadGzipFile(const Text& strPath, std::uint32_t& nLength, bool* pTooLong) {
+    bool bIgnored = false;
+    bool& bTooLong = pTooLong ? *pTooLong : bIgnored;
+    bTooLong = false;
     const bool bNamed = strPath.size() > 3 && strPath.ends_with(u".gz");
     const Text strFile = bNamed ? strPath : strPath + u".gz";
     const std::string strNarrow = Narrow(strFile);
@@ -109,7 +116,7 @@ std::unique_ptr<std::uint8_t[]> ReadGzipFile(const Text& strPath, std::uint32_t&
     GzFile file(gzopen(strNarrow.c_str(), "rb"));
     if (!file) return nullptr;
     CContent content(ReadPromisedLength(strNarrow));
-    if (!content.Read(file.get())) return nullptr;
+    if (!content.Read(file.get(), bTooLong)) return nullptr;
     // A stream cut short shows only here.
     if (gzclose(file.release()) != Z_OK) return nullptr;
     platform::DeleteFile(strFile);
@@ -118,7 +125,8 @@ std::unique_ptr<std::uint8_t[]> ReadGzipFile(const Text& strPath, std::uint32_t&
 }
 
 std::uint32_t GunzipBuffer(std::unique_ptr<std::uint8_t[]>& pDecoded, std::string_view strReceived,
-                           std::chrono::milliseconds pause) {
+                           std::chrono::milliseconds pause, bool* pTooLong) {
+    if (pTooLong) *pTooLong = false;
     const std::optional<Text> temporary = CreateFreeName();
     if (!temporary) return 0;
     const Text strZipped = *temporary + u".gz";
@@ -130,7 +138,7 @@ std::uint32_t GunzipBuffer(std::unique_ptr<std::uint8_t[]>& pDecoded, std::strin
     }
     platform::SleepFor(pause);
     std::uint32_t nLength = 0;
-    auto pContent = ReadGzipFile(strZipped, nLength);
+    auto pContent = ReadGzipFile(strZipped, nLength, pTooLong);
     platform::DeleteFile(*temporary);
     if (!pContent) {
         // Broken ones are kept to be looked at, not those that nobody had the time to read.

@@ -37,6 +37,7 @@ struct Call {
 
 // The body as far as it was read, and why the reading ended.
 struct Body {
+    TextView strReadError;  // how the path that read it tells of a failure
     std::string strBytes;
     bool bSucceeded = false;
     Text strInfo;
@@ -47,12 +48,12 @@ std::nullptr_t Fail(const Call& call, TextView strFormat, int nNumber) {
     return nullptr;
 }
 
-void ReadInto(platform::IHttpRequest& request, Body& body, TextView strReadError) {
+void ReadInto(platform::IHttpRequest& request, Body& body) {
     for (;;) {
         const std::size_t nBefore = body.strBytes.size();
         const int nError = request.Read(body.strBytes, READ_STEP);
         if (nError != platform::INTERNET_OK) {
-            body.strInfo = Format(strReadError, nError);
+            body.strInfo = Format(body.strReadError, nError);
             return;
         }
         if (body.strBytes.size() > MOST_BODY) throw std::bad_alloc();
@@ -64,9 +65,9 @@ void ReadInto(platform::IHttpRequest& request, Body& body, TextView strReadError
 }
 
 Body ReadBody(platform::IHttpRequest& request, TextView strReadError) {
-    Body body;
+    Body body{.strReadError = strReadError, .strBytes = {}, .strInfo = {}};
     try {
-        ReadInto(request, body, strReadError);
+        ReadInto(request, body);
     } catch (const std::bad_alloc&) {
         body.strInfo = Format(u"Memory Errror, Error : %d", ENOMEM);
     }
@@ -88,15 +89,21 @@ ReplyBuffer CopyWithNul(const std::string& strBytes) {
 }
 
 // A reply that begins as a gzip does is decoded; what the headers say of it is no matter. The NUL goes along with it.
-ReplyBuffer Decode(const Call& call, const std::string& strBytes) {
+// A broken stream is told to nobody; one that unpacks to more than a reply may have is a read that broke off.
+ReplyBuffer Decode(const Call& call, Body& body) {
     ReplyBuffer pDecoded;
-    *call.pnLength = GunzipBuffer(pDecoded, std::string_view(strBytes.c_str(), strBytes.size() + 1));
-    return pDecoded;
+    bool bTooLong = false;
+    const std::string_view strWithNul(body.strBytes.c_str(), body.strBytes.size() + 1);
+    *call.pnLength = GunzipBuffer(pDecoded, strWithNul, GUNZIP_PAUSE, &bTooLong);
+    if (!bTooLong) return pDecoded;
+    body.bSucceeded = false;
+    body.strInfo = Format(body.strReadError, static_cast<int>(platform::INTERNET_CLOSED_EARLY));
+    return FailRead(call, body);
 }
 
-ReplyBuffer Finish(const Call& call, const Body& body) {
+ReplyBuffer Finish(const Call& call, Body body) {
     if (!body.bSucceeded || body.strBytes.empty()) return FailRead(call, body);
-    if (call.bGzip && body.strBytes.starts_with("\x1F\x8B")) return Decode(call, body.strBytes);
+    if (call.bGzip && body.strBytes.starts_with("\x1F\x8B")) return Decode(call, body);
     *call.pnLength = static_cast<std::uint32_t>(body.strBytes.size() + 1);
     return CopyWithNul(body.strBytes);
 }

@@ -6,6 +6,7 @@
 #include "base/failure.h"
 #include "base/format.h"
 #include "platform/files.h"
+#include "platform/internet_limits.h"
 #include "platform/module.h"
 #include "platform/stop.h"
 #include "qvant/lumivale.h"
@@ -242,6 +243,7 @@ void CLumivale::RemoveStaleFiles() const {
 void CLumivale::ReadOptions() {
     m_options = m_settings.ReadOptions();
     m_latencyTest.SetResponseInterval(m_options.nResponseInterval);
+    platform::SetMostBody(static_cast<std::size_t>(m_options.nReplyLimit) << 20);
     m_stockInfo.SetCgi(m_options.bStkInfoCgi);
     m_holidays.SetDefaultHost(m_options.strHolidayHost);
     m_errors.SetHideErrorMsg(m_options.nHideErrorMsg);

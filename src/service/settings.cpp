@@ -14,6 +14,7 @@ constexpr const char16_t* SECTION = u"LUMIVale";
 constexpr std::size_t VALUE_SIZE = 256;
 constexpr std::size_t EXCHANGE_LIST_SIZE = 2048;
 constexpr std::int32_t DEFAULT_INTERVAL = 50;
+constexpr std::int32_t MOST_REPLY_LIMIT = 4095;  ///< MiB; the length of a reply is a 32-bit number
 
 /// "%s:%s|", repeated.
 Text JoinPairs(const std::map<Text, Text>& mapPairs) {
@@ -58,6 +59,8 @@ Options CSettings::ReadOptions() const {
     options.nHideErrorMsg = ToInt(readCustom(u"HideErrorMsg", u""));
     options.nResponseInterval = ToInt(readCustom(u"ResponseInterval", u"-1"));
     if (options.nResponseInterval < 0) options.nResponseInterval = DEFAULT_INTERVAL;
+    const std::int32_t nReplyLimit = ToInt(readCustom(u"ReplyLimit", u""));
+    if (nReplyLimit >= 1 && nReplyLimit <= MOST_REPLY_LIMIT) options.nReplyLimit = nReplyLimit;
     options.bStkInfoCgi = readCustom(u"STKINFO", u"APP") == u"CGI";
     options.strHolidayHost = readCustom(u"HolidayHost", u"");
     return options;

@@ -16,6 +16,7 @@ struct Options {
     std::int32_t nHideErrorMsg = 0;       ///< not 0: network failures aren't shown to the user
     std::int32_t nResponseInterval = 50;  ///< milliseconds of handicap for each position of a server in the list
     bool bStkInfoCgi = false;             ///< stock info comes through the CGI path
+    std::int32_t nReplyLimit = 512;       ///< MiB that a reply may have, from 1 to 4095
     Text strHolidayHost;                  ///< `host` or `host:port` of the default holiday source; empty: there is none
 };
 

@@ -171,6 +171,22 @@ TEST_F(Persistence, MakesAFileForThisUserAlone) {
     EXPECT_EQ(status.permissions(), std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
 }
 
+TEST_F(Persistence, TakesAWiderFileAndItsJournalsFromTheOthers) {
+    namespace fs = std::filesystem;
+    const auto pTable = Open();  // keeps the journals there
+    Write(*pTable, {{u"k", u"v"}});
+    for (const char* pszEnding : {"", "-wal", "-shm"})
+        fs::permissions(GetFile() + pszEnding, fs::perms::others_read, fs::perm_options::add);
+
+    const auto pAgain = NewTable();
+    EXPECT_EQ(Persist(*pAgain, m_folder / "STORAGE.db"), S_OK);
+
+    for (const char* pszEnding : {"", "-wal", "-shm"})
+        EXPECT_EQ(fs::status(GetFile() + pszEnding).permissions(), fs::perms::owner_read | fs::perms::owner_write)
+            << pszEnding;
+    EXPECT_EQ(pAgain->GetString(u"k"), u"v");
+}
+
 TEST_F(Persistence, LeavesAFileAloneThatIsNoDatabase) {
     m_folder.Write("STORAGE.db",
                    "this is a letter to my aunt, and longer than the head of a database would be ........");
@@ -186,9 +202,11 @@ TEST_F(Persistence, LeavesAFileAloneThatIsNoDatabase) {
 
 TEST_F(Persistence, LeavesADatabaseOfSomebodyElseAlone) {
     CSqlite(GetFile()).Execute("CREATE TABLE letters(text); INSERT INTO letters VALUES('dear aunt')");
+    std::filesystem::permissions(GetFile(), std::filesystem::perms(0644));
     const std::string strBefore = m_folder.Read("STORAGE.db");
     EXPECT_EQ(Persist(*NewTable(), m_folder / "STORAGE.db"), E_FAIL);
     EXPECT_EQ(m_folder.Read("STORAGE.db"), strBefore);
+    EXPECT_EQ(std::filesystem::status(GetFile()).permissions(), std::filesystem::perms(0644));
 }
 
 TEST_F(Persistence, RefusesWhatCannotBeAFile) {

@@ -45,6 +45,13 @@ TEST_F(DatabaseTest, AFileIsForItsUserAlone) {
     EXPECT_EQ(fs::status(GetFile()).permissions(), fs::perms::owner_read | fs::perms::owner_write);
 }
 
+TEST_F(DatabaseTest, AWiderFileIsTakenFromTheOthersWhenItIsOpened) {
+    OpenWords()->InsertRecord(u"Words", u"Key,Text", u"1,one");
+    fs::permissions(GetFile(), fs::perms::group_read | fs::perms::others_read, fs::perm_options::add);
+    EXPECT_THAT(Words(*Open()), ElementsAre("1|one"));
+    EXPECT_EQ(fs::status(GetFile()).permissions(), fs::perms::owner_read | fs::perms::owner_write);
+}
+
 TEST_F(DatabaseTest, JunkIsToldAndLeftAsItIs) {
     const std::string strJunk(5000, 'j');
     m_folder.Write("home/Data/API/Test.db", strJunk);

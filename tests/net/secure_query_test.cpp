@@ -11,6 +11,7 @@ namespace {
 
 using ::testing::HasSubstr;
 using ::testing::Not;
+using ::testing::StartsWith;
 
 // A server with TLS, whose authority is the one in the store that the process was given.
 class SecureQuery : public NetTest {
@@ -153,6 +154,37 @@ TEST_F(SecureQuery, RefusesAnExpiredCertificateOfAnUnknownAuthority) {
 TEST_F(SecureQuery, RefusesAnExpiredSelfSignedCertificate) {
     Serve(MakeSelfSignedServer({.nNotBefore = -7200, .nNotAfter = -3600}));
     EXPECT_EQ(Fetch(Url()).strError, u"HttpSendRequest Fail, Error : 12045");
+}
+
+TEST_F(SecureQuery, ForgivesAnAuthorityThatHasExpired) {
+    const CAuthority old({.nNotBefore = -7200, .nNotAfter = -3600});
+    setenv("SSL_CERT_FILE", m_folder.Write("old.pem", old.GetPem()).c_str(), 1);
+    Serve(old.MakeServer({}));
+    EXPECT_EQ(Fetch(Url()).GetContent(), "secret");
+}
+
+TEST_F(SecureQuery, RefusesACertificateThatWasChangedBehindItsSignature) {
+    Serve(m_authority.MakeServer({.bChangedAfter = true}));
+    EXPECT_THAT(Narrow(Fetch(Url()).strError), StartsWith("HttpSendRequest Fail, Error : 120"));
+}
+
+TEST_F(SecureQuery, RefusesAnExpiredCertificateThatWasChangedBehindItsSignature) {
+    Serve(m_authority.MakeServer({.nNotBefore = -7200, .nNotAfter = -3600, .bChangedAfter = true}));
+    EXPECT_THAT(Narrow(Fetch(Url()).strError), StartsWith("HttpSendRequest Fail, Error : 120"));
+}
+
+TEST_F(SecureQuery, RefusesACertificateThatIsForSomethingElse) {
+    for (const char* pszUse : {"clientAuth", "codeSigning", "emailProtection"}) {
+        Serve(m_authority.MakeServer({.strUse = pszUse}));
+        EXPECT_THAT(Narrow(Fetch(Url()).strError), StartsWith("HttpSendRequest Fail, Error : 120")) << pszUse;
+    }
+    Serve(m_authority.MakeServer({.strUse = "serverAuth"}));
+    EXPECT_EQ(Fetch(Url()).GetContent(), "secret");
+}
+
+TEST_F(SecureQuery, RefusesACertificateThatAServerSigned) {
+    Serve(m_authority.MakeServerOfAServer());
+    EXPECT_THAT(Narrow(Fetch(Url()).strError), StartsWith("HttpSendRequest Fail, Error : 120"));
 }
 
 TEST_F(SecureQuery, RefusesAServerThatSpeaksNoTls) {

@@ -43,7 +43,8 @@ ContextPointer MakeContext(X509* pCertificate, EVP_PKEY* pKey) {
 
 }  // namespace
 
-CAuthority::CAuthority() : m_pKey(MakeKey()), m_pCertificate(MakeCertificate(m_pKey.get(), "Authority", {})) {
+CAuthority::CAuthority(const Identity& identity)
+    : m_pKey(MakeKey()), m_pCertificate(MakeCertificate(m_pKey.get(), "Authority", identity)) {
     X509_set_issuer_name(m_pCertificate.get(), X509_get_subject_name(m_pCertificate.get()));
     AddExtension(m_pCertificate.get(), m_pCertificate.get(), NID_basic_constraints, "critical,CA:TRUE");
     AddExtension(m_pCertificate.get(), m_pCertificate.get(), NID_key_usage, "critical,keyCertSign");
@@ -65,8 +66,27 @@ ContextPointer CAuthority::MakeServer(const Identity& identity) const {
     const Certificate pCertificate = MakeCertificate(pKey.get(), "Server", identity);
     X509_set_issuer_name(pCertificate.get(), X509_get_subject_name(m_pCertificate.get()));
     AddExtension(pCertificate.get(), m_pCertificate.get(), NID_subject_alt_name, identity.strAlternativeName);
+    if (!identity.strUse.empty())
+        AddExtension(pCertificate.get(), m_pCertificate.get(), NID_ext_key_usage, identity.strUse);
     X509_sign(pCertificate.get(), m_pKey.get(), EVP_sha256());
+    if (identity.bChangedAfter) X509_gmtime_adj(X509_getm_notAfter(pCertificate.get()), identity.nNotAfter + 1);
     return MakeContext(pCertificate.get(), pKey.get());
+}
+
+ContextPointer CAuthority::MakeServerOfAServer() const {
+    const Key pMiddleKey = MakeKey();
+    const Certificate pMiddle = MakeCertificate(pMiddleKey.get(), "Middle", {});
+    X509_set_issuer_name(pMiddle.get(), X509_get_subject_name(m_pCertificate.get()));
+    AddExtension(pMiddle.get(), m_pCertificate.get(), NID_basic_constraints, "critical,CA:FALSE");
+    X509_sign(pMiddle.get(), m_pKey.get(), EVP_sha256());
+    const Key pKey = MakeKey();
+    const Certificate pCertificate = MakeCertificate(pKey.get(), "Server", {});
+    X509_set_issuer_name(pCertificate.get(), X509_get_subject_name(pMiddle.get()));
+    AddExtension(pCertificate.get(), pMiddle.get(), NID_subject_alt_name, Identity{}.strAlternativeName);
+    X509_sign(pCertificate.get(), pMiddleKey.get(), EVP_sha256());
+    ContextPointer pContext = MakeContext(pCertificate.get(), pKey.get());
+    SSL_CTX_add1_chain_cert(pContext.get(), pMiddle.get());
+    return pContext;
 }
 
 ContextPointer MakeSelfSignedServer(const Identity& identity) {

@@ -24,16 +24,22 @@ struct Identity {
     std::string strAlternativeName = "IP:127.0.0.1";
     long nNotBefore = -3600;
     long nNotAfter = 3600;
+    std::string strUse{};        ///< what the certificate is for, such as "clientAuth"; empty: anything
+    bool bChangedAfter = false;  ///< something in it was changed behind the authority's back
 };
 
 /// An authority of its own, that signs the certificates of servers.
 class CAuthority {
 public:
-    CAuthority();
+    CAuthority() : CAuthority(Identity{}) {}
+    /// @param identity  its times count
+    explicit CAuthority(const Identity& identity);
     /// The authority's certificate as PEM.
     std::string GetPem() const;
     /// A server context with a certificate that the authority signed.
     ContextPointer MakeServer(const Identity& identity) const;
+    /// One whose certificate another server of the authority signed, which isn't its to do.
+    ContextPointer MakeServerOfAServer() const;
 
 private:
     std::unique_ptr<EVP_PKEY, PkeyFree> m_pKey;

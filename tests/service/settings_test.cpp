@@ -43,6 +43,22 @@ TEST_F(SettingsTest, AResponseIntervalOfZeroMeansNoStaggerAndANegativeOneTheDefa
     EXPECT_EQ(m_settings.ReadOptions().nResponseInterval, 50);
 }
 
+TEST_F(SettingsTest, AReplyLimitOutsideOfItsRangeIsTheDefault) {
+    EXPECT_EQ(m_settings.ReadOptions().nReplyLimit, 512);
+    for (const auto& [strValue, nLimit] : std::map<std::string, int>{{"1", 1},
+                                                                     {"64", 64},
+                                                                     {"4095", 4095},
+                                                                     {"4096", 512},
+                                                                     {"0", 512},
+                                                                     {"-1", 512},
+                                                                     {"", 512},
+                                                                     {"much", 512},
+                                                                     {"99999999999999999999", 512}}) {
+        m_folder.Write("terminal/ComShared/CustomSetting.ini", "[LUMIVale]\nReplyLimit=" + strValue + "\n");
+        EXPECT_EQ(m_settings.ReadOptions().nReplyLimit, nLimit) << strValue;
+    }
+}
+
 TEST_F(SettingsTest, OnlyTheWordCgiTurnsTheStockInfoFlagOn) {
     m_folder.Write("terminal/ComShared/CustomSetting.ini", "[LUMIVale]\nSTKINFO=CGI\n");
     EXPECT_TRUE(m_settings.ReadOptions().bStkInfoCgi);

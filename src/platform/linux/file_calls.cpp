@@ -3,9 +3,11 @@
 #include <cerrno>
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "platform/files.h"
+#include "platform/user_files.h"
 
 namespace qvant::platform {
 
@@ -46,6 +48,29 @@ int OpenToRead(const std::string& strPath, struct stat& status) {
     close(nDescriptor);
     errno = EISDIR;
     return -1;
+}
+
+int CreateUserFile(const std::string& strPath, int nFlags) {
+    constexpr mode_t USER_FILE = 0600;
+    const int nDescriptor = OpenFile(strPath, nFlags | O_CREAT, USER_FILE);
+    if (nDescriptor >= 0) fchmod(nDescriptor, USER_FILE);
+    return nDescriptor;
+}
+
+void ChangeMode(const std::string& strPath, mode_t nKind, mode_t nKeep, mode_t nGive) {
+    constexpr mode_t ALL_BITS = 07777;
+    const CDescriptor file(OpenFile(strPath, O_PATH | O_NOFOLLOW));
+    struct stat status {};
+    if (!file.IsOpen() || fstat(file.Get(), &status) != 0) return;
+    const mode_t nMode = (status.st_mode & ALL_BITS & nKeep) | nGive;
+    if ((status.st_mode & S_IFMT) != nKind || status.st_uid != geteuid() || (status.st_mode & ALL_BITS) == nMode)
+        return;
+    chmod(("/proc/self/fd/" + std::to_string(file.Get())).c_str(), nMode);
+}
+
+void NarrowToUser(TextView strPath) {
+    constexpr mode_t USER_BITS = 0700;
+    ChangeMode(ToPath(strPath), S_IFREG, USER_BITS, 0);
 }
 
 bool WriteAll(int nDescriptor, std::string_view strBytes) {

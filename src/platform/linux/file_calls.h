@@ -45,6 +45,19 @@ int OpenFile(const std::string& strPath, int nFlags, mode_t nMode = 0);
 /// @return below 0 on failure, which `errno` tells
 int OpenToRead(const std::string& strPath, struct stat& status);
 
+/// Creates a file, or opens the one that is there, for this user alone: whatever the process's mask takes away or an
+/// older file still gives to others, its mode is 0600 then. (A file system without modes keeps its own.)
+/// @param nFlags  how to open it, O_CREAT apart
+/// @return below 0 on failure
+int CreateUserFile(const std::string& strPath, int nFlags);
+
+/// Sets the mode of a file or folder of this user, and of no link to one. It is never opened for that: to close it
+/// would take from a database of this process the locks that it holds on its file.
+/// @param nKind  S_IFREG or S_IFDIR; another one stays as it is
+/// @param nKeep  the bits of the mode that stay
+/// @param nGive  those that come
+void ChangeMode(const std::string& strPath, mode_t nKind, mode_t nKeep, mode_t nGive);
+
 /// Writes all of it. @return false on failure, which `errno` tells
 bool WriteAll(int nDescriptor, std::string_view strBytes);
 

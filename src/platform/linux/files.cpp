@@ -19,7 +19,6 @@ namespace qvant::platform {
 
 namespace {
 
-constexpr mode_t USER_FILE = 0600;
 constexpr mode_t USER_FOLDER = 0700;
 
 /// Writes, flushes and closes a new file.
@@ -63,7 +62,10 @@ bool CreateFolders(TextView strPath) {
     for (std::size_t nSlash = 0; nSlash != std::string::npos;) {
         nSlash = strFolder.find('/', nSlash + 1);
         // What can't be made may be there already; only the last one decides.
-        nError = mkdir(strFolder.substr(0, nSlash).c_str(), USER_FOLDER) == 0 ? 0 : errno;
+        const std::string strPart = strFolder.substr(0, nSlash);
+        nError = mkdir(strPart.c_str(), USER_FOLDER) == 0 ? 0 : errno;
+        // A mask that takes from the user as well would let nothing be made in it.
+        if (nError == 0) ChangeMode(strPart, S_IFDIR, 0, USER_FOLDER);
     }
     if (IsFolder(strFolder)) return true;
     errno = nError;
@@ -94,7 +96,7 @@ std::optional<Text> CreateTempFile(TextView strFolder, TextView strPrefix) {
     strStart += ToPath(strPrefix);
     for (int nTry = 0; nTry < MOST_TRIES; ++nTry) {
         const std::string strFile = strStart + RandomDigits() + ".tmp";
-        if (CDescriptor(OpenFile(strFile, O_WRONLY | O_CREAT | O_EXCL, USER_FILE)).IsOpen()) return Widen(strFile);
+        if (CDescriptor(CreateUserFile(strFile, O_WRONLY | O_EXCL)).IsOpen()) return Widen(strFile);
         if (errno != EEXIST) break;
     }
     NoteFileError(errno);
@@ -103,7 +105,7 @@ std::optional<Text> CreateTempFile(TextView strFolder, TextView strPrefix) {
 
 bool WriteNewFile(TextView strPath, std::string_view strBytes, bool* pCreated) {
     const std::string strFile = ToPath(strPath);
-    CDescriptor file(OpenFile(strFile, O_WRONLY | O_CREAT | O_EXCL, USER_FILE));
+    CDescriptor file(CreateUserFile(strFile, O_WRONLY | O_EXCL));
     if (pCreated) *pCreated = file.IsOpen();
     if (!file.IsOpen()) return NoteFileError(errno);
     if (WriteAll(file.Get(), strBytes) && file.Close()) return true;
@@ -114,7 +116,7 @@ bool WriteNewFile(TextView strPath, std::string_view strBytes, bool* pCreated) {
 
 bool WriteSharedFile(TextView strPath, std::string_view strBytes, bool* pCreated) {
     const std::string strFile = ToPath(strPath);
-    CDescriptor file(OpenFile(strFile, O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW, USER_FILE));
+    CDescriptor file(CreateUserFile(strFile, O_WRONLY | O_TRUNC | O_NOFOLLOW));
     if (pCreated) *pCreated = file.IsOpen();
     if (!file.IsOpen()) return NoteFileError(errno);
     // A reader that came between holds up nobody: it has read an empty file.

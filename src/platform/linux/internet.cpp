@@ -26,14 +26,17 @@ using std::chrono::milliseconds;
 
 constexpr long MOST_REDIRECTS = 10;
 constexpr long RECEIVE_BUFFER = 65536;  // documents run to megabytes
+constexpr std::size_t MOST_HEADERS = std::size_t{1} << 20;
 constexpr milliseconds LONGEST_POLL{1000};
 
 std::atomic<milliseconds> g_connectLimit{InternetLimits{}.connect};
 std::atomic<milliseconds> g_silenceLimit{InternetLimits{}.silence};
+std::atomic<std::size_t> g_nMostBody{InternetLimits{}.nMostBody};
 
 InternetLimits LimitsOf(const RequestOptions& options) {
-    if (options.timeout > milliseconds(0)) return {options.timeout, options.timeout};
-    return GetInternetLimits();
+    InternetLimits limits = GetInternetLimits();
+    if (options.timeout > milliseconds(0)) limits.connect = limits.silence = options.timeout;
+    return limits;
 }
 
 // Bytes that no URL may carry go as the platform's stack sends them: escaped, in UTF-8.
@@ -89,6 +92,7 @@ public:
 
     int Read(std::string& strBody, std::size_t nMost) override {
         if (!m_reply.AreHeadersComplete()) return INTERNET_WRONG_HANDLE;
+        if (SaysItIsTooLong()) return INTERNET_CLOSED_EARLY;
         while (!m_reply.HasBody() && !m_bDone) Step();
         // What came before a failure is handed out first.
         if (m_reply.HasBody()) {
@@ -175,6 +179,8 @@ private:
     static std::size_t OnHeader(char* pData, std::size_t, std::size_t nSize, void* pUser) {
         auto& request = *static_cast<CHttpRequest*>(pUser);
         request.NoteProgress();
+        request.m_nHeaders += nSize;
+        if (request.m_nHeaders > MOST_HEADERS) return 0;
         request.m_reply.AddHeaderLine({pData, nSize});
         if (request.m_reply.IsRedirected()) request.m_bConnected = false;
         return nSize;
@@ -183,6 +189,9 @@ private:
     static std::size_t OnBody(char* pData, std::size_t, std::size_t nSize, void* pUser) {
         auto& request = *static_cast<CHttpRequest*>(pUser);
         request.NoteProgress();
+        request.m_bTooLong = nSize > request.m_limits.nMostBody - request.m_nBody;
+        if (request.m_bTooLong) return 0;
+        request.m_nBody += nSize;
         request.m_reply.AddBody({pData, nSize});
         return nSize;
     }
@@ -192,6 +201,14 @@ private:
         request.NoteProgress();
         request.m_bConnected = true;
         return CURL_PREREQFUNC_OK;
+    }
+
+    /// A body whose end is known beforehand needn't be read to be refused. It counts as broken off, as a longer one of
+    /// unknown length does where it passes the limit.
+    bool SaysItIsTooLong() const {
+        curl_off_t nLength = -1;
+        curl_easy_getinfo(m_pLane->m_hEasy, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &nLength);
+        return nLength > 0 && static_cast<std::uint64_t>(nLength) > m_limits.nMostBody;
     }
 
     void NoteProgress() {
@@ -229,6 +246,7 @@ private:
         int nLeft = 0;
         const CURLMsg* pMessage = curl_multi_info_read(m_pLane->m_hMulti, &nLeft);
         if (!pMessage || pMessage->msg != CURLMSG_DONE) return End(INTERNET_OTHER);
+        if (m_bTooLong) return End(INTERNET_CLOSED_EARLY);
         const CURLcode result = pMessage->data.result;
         if (const int nRefusal = ReadTunnelRefusal(m_pLane->m_hEasy, result); nRefusal != 0) {
             m_reply.CompleteWithStatus(nRefusal);
@@ -252,6 +270,9 @@ private:
     bool m_bConnected = false;
     bool m_bMoved = false;  ///< something came during the last step
     bool m_bDone = false;
+    std::size_t m_nHeaders = 0;  ///< bytes of all replies' header lines, those of redirections and interim ones too
+    std::size_t m_nBody = 0;     ///< bytes of the body that have come
+    bool m_bTooLong = false;     ///< the body went on behind the most that it may have
     int m_nError = INTERNET_OK;
 };
 
@@ -261,11 +282,14 @@ std::unique_ptr<IHttpRequest> OpenRequest(const RequestOptions& options) {
     return std::make_unique<CHttpRequest>(options);
 }
 
-InternetLimits GetInternetLimits() { return {g_connectLimit, g_silenceLimit}; }
+InternetLimits GetInternetLimits() { return {g_connectLimit, g_silenceLimit, g_nMostBody}; }
 
 void SetInternetLimits(const InternetLimits& limits) {
     g_connectLimit = limits.connect;
     g_silenceLimit = limits.silence;
+    g_nMostBody = limits.nMostBody;
 }
+
+void SetMostBody(std::size_t nBytes) { g_nMostBody = nBytes; }
 
 }  // namespace qvant::platform

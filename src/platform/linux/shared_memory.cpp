@@ -61,6 +61,7 @@ std::unique_ptr<CSharedMemory> CSharedMemory::Create(TextView strName, std::size
         nError = errno == EEXIST ? ALREADY_EXISTS : errno;
         return nullptr;
     }
+    fchmod(nDescriptor, USER_FILE);  // whatever the process's mask has taken from it
     if (!Mark(nDescriptor)) {
         close(nDescriptor);
         nError = ALREADY_EXISTS;

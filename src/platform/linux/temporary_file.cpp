@@ -21,6 +21,7 @@ constexpr std::string_view NAME_START = ".lumivale-";
 constexpr std::string_view NAME_PLACES = "XXXXXX";  ///< filled in by the system
 constexpr std::string_view NAME_END = ".tmp";
 constexpr int MOST_TRIES = 100;
+constexpr mode_t USER_FILE = 0600;
 
 bool IsTemporaryName(std::string_view strName) {
     return strName.size() == NAME_START.size() + NAME_PLACES.size() + NAME_END.size() &&
@@ -55,6 +56,7 @@ int CreateTemporary(const std::string& strFolder, std::string& strPath) {
         strPath = strFolder + '/';
         strPath.append(NAME_START).append(NAME_PLACES).append(NAME_END);
         const int nFile = mkostemps(strPath.data(), static_cast<int>(NAME_END.size()), O_CLOEXEC);
+        if (nFile >= 0) fchmod(nFile, USER_FILE);  // whatever the process's mask has taken from it
         if (nFile < 0 || Mark(nFile)) return nFile;
         close(nFile);
     }
