@@ -33,11 +33,6 @@ int OpenToRead(const std::string& strPath, struct stat& status) {
     return -1;
 }
 
-/// Writes, flushes and closes a new file.
-bool WriteAndClose(CDescriptor& file, std::string_view strBytes) {
-    return WriteAll(file.Get(), strBytes) && FlushFile(file.Get()) && file.Close();
-}
-
 /// Appends the rest of the file, as far as it can be read.
 bool ReadAll(int nDescriptor, std::string& strBytes) {
     constexpr std::size_t LEAST_ROOM = 4'096;
@@ -147,19 +142,6 @@ bool WriteNewFile(TextView strPath, std::string_view strBytes, bool* pCreated) {
     if (pCreated) *pCreated = file.IsOpen();
     if (!file.IsOpen()) return NoteFileError(errno);
     if (WriteAll(file.Get(), strBytes) && file.Close()) return true;
-    NoteFileError(errno);
-    unlink(strFile.c_str());
-    return false;
-}
-
-bool WriteSharedFile(TextView strPath, std::string_view strBytes, bool* pCreated) {
-    const std::string strFile = ToPath(strPath);
-    CDescriptor file(OpenFile(strFile, O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW, USER_FILE));
-    if (pCreated) *pCreated = file.IsOpen();
-    if (!file.IsOpen()) return NoteFileError(errno);
-    // A reader that came between holds up nobody: it has read an empty file.
-    TryLock(file.Get(), LOCK_EX);
-    if (WriteAndClose(file, strBytes)) return true;
     NoteFileError(errno);
     unlink(strFile.c_str());
     return false;
