@@ -185,10 +185,11 @@ void CProofTerminal::WaitForPass(int nPass) {
     }
 }
 
-void CProofTerminal::ThrowTooLong() const {
+void CProofTerminal::ThrowTooLong() {
+    const std::string strTimers = test::ToJson(m_host.Ask(R"({"do":"timers"})"));
     constexpr std::size_t LAST_LINES = 10;
     const std::vector<std::string> arLines = m_host.GetEvents("WriteLog");
-    std::string strText = "a pass takes too long; the end of the log:";
+    std::string strText = "a pass takes too long: " + strTimers + "; the end of the log:";
     for (std::size_t n = arLines.size() - std::min(arLines.size(), LAST_LINES); n < arLines.size(); ++n) {
         strText += "\n    " + arLines[n].substr(0, 300);
     }

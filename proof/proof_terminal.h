@@ -64,7 +64,7 @@ private:
     void WaitForPass(int nPass);
     /// Whether so many passes have ended, and nothing runs that they set going.
     bool HasPassed(int nPass);
-    [[noreturn]] void ThrowTooLong() const;
+    [[noreturn]] void ThrowTooLong();
     /// Waits for a line of the log that came after the last one that an operation waited for.
     void Await(const std::string& strLine);
     int FindMinute();
