@@ -85,15 +85,15 @@ std::optional<Text> CreateTempFile(TextView strFolder, TextView strPrefix);
 /// @param pCreated  out: whether it could be created, written or not; may be null
 bool WriteNewFile(TextView strPath, std::string_view strBytes, bool* pCreated = nullptr);
 
-/// Creates the file, or empties the one that is there, and writes it; open to this user alone. Anybody may read it
-/// meanwhile and see a part of it, but for `ForEachLine`.
-/// @return false when it couldn't be created or written whole; nothing is left behind then
+/// Replaces the file as `ReplaceFile` does, but leaves none of that name when that fails: for a file that mustn't be
+/// older than what was to be written. Only a crash leaves the old one.
+/// @return false when it couldn't be created or written whole
 /// @param pCreated  out: whether it could be created, written or not; may be null
-bool WriteSharedFile(TextView strPath, std::string_view strBytes, bool* pCreated = nullptr);
+bool ReplaceOrRemoveFile(TextView strPath, std::string_view strBytes, bool* pCreated = nullptr);
 
 /// Gives the lines of a file, without LF or CR LF at their ends, until `visit` returns false. What follows the last LF
 /// is a line too. Needs the memory of the longest line.
-/// @return false, with no line given, when it can't be opened, or while `WriteSharedFile` writes it in any process
+/// @return false, with no line given, when it can't be opened, or while anybody who writes it holds it locked
 bool ForEachLine(TextView strPath, const std::function<bool(std::string_view strLine)>& visit);
 
 void DeleteFile(TextView strPath);

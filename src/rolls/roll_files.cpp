@@ -41,13 +41,21 @@ CRollFiles::CRollFiles() {
     // Without a folder of the machine's nothing is made, and every file below the name that stands for it fails.
     m_strCommonData = strCommon.value_or(u"C:/ProgramData");
     if (!strCommon) return;
+    for (const RollFileKind& kind : {HOT_CHANGE_FILE, EXPIRE_DATE_FILE}) platform::CreateFolders(GetFolder(kind));
+}
+
+void CRollFiles::RemoveStale() const {
     for (const RollFileKind& kind : {HOT_CHANGE_FILE, EXPIRE_DATE_FILE}) {
-        platform::CreateFolders(Format(u"%s/Qvant/%s/", m_strCommonData, kind.strFolder));
+        platform::RemoveStaleReplacements(GetFolder(kind));
     }
 }
 
+Text CRollFiles::GetFolder(const RollFileKind& kind) const {
+    return Concatenate({m_strCommonData, u"/Qvant/", kind.strFolder, u"/"});
+}
+
 Text CRollFiles::GetPath(const RollFileKind& kind, TextView strKey) const {
-    return Concatenate({m_strCommonData, u"/Qvant/", kind.strFolder, u"/", strKey, kind.strEnd});
+    return Concatenate({GetFolder(kind), strKey, kind.strEnd});
 }
 
 RollFileResult CRollFiles::Write(const RollFileKind& kind, TextView strKey, TextView strResetTime,
@@ -59,8 +67,7 @@ RollFileResult CRollFiles::Write(const RollFileKind& kind, TextView strKey, Text
     std::string strBytes = strResetTime.empty() ? "0" : Narrow(strResetTime);
     strBytes.append("\r\n").append(strRolls);
     const CLock lock(m_mutexWrite);
-    platform::DeleteFile(strPath);
-    result.bWritten = platform::WriteSharedFile(strPath, strBytes, &result.bCreated);
+    result.bWritten = platform::ReplaceOrRemoveFile(strPath, strBytes, &result.bCreated);
     result.nError = result.bWritten ? 0 : platform::GetLastFileError();
     return result;
 }

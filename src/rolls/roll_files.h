@@ -41,12 +41,16 @@ public:
     /// Takes the common data folder and makes the two folders below it, if it can.
     CRollFiles();
 
+    /// Removes what a process that was killed was writing.
+    void RemoveStale() const;
+
     /// @param strKey  four-part key of the product, as foreign as the symbol it was cut from
     Text GetPath(const RollFileKind& kind, TextView strKey) const;
 
-    /// Deletes the file that is there, then writes a new one: one that can't be created leaves none, which is what
-    /// tells the readers that what was there no longer holds. A key that can't name a file in its folder (a slash, a
-    /// backslash or a control character in it) fails as one that can't be created, and deletes nothing.
+    /// Replaces the file that is there. One that can't be created or written leaves none, which is what tells the
+    /// readers that what was there no longer holds; a process that ends in the middle leaves the old one. A key that
+    /// can't name a file in its folder (a slash, a backslash or a control character in it) fails as one that can't be
+    /// created, and deletes nothing.
     /// @param strRolls  in UTF-8, all lines but the first
     RollFileResult Write(const RollFileKind& kind, TextView strKey, TextView strResetTime, std::string_view strRolls);
 
@@ -56,6 +60,8 @@ public:
     HotChangeState ReadHotChange(TextView strKey, TextView strResetTime) const;
 
 private:
+    Text GetFolder(const RollFileKind& kind) const;
+
     Text m_strCommonData;
     CMutex m_mutexWrite;  ///< a request and a pass may fetch the same product
 };

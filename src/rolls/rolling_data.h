@@ -63,6 +63,9 @@ public:
     /// another reset time. Blocking; a stop of the calling thread ends it. Any thread.
     void ProcessRequeryData();
 
+    /// Removes what a process that was killed was writing. Any thread.
+    void RemoveStaleFiles() const { m_files.RemoveStale(); }
+
     /// Tells the worker to stop; it ends its fetch and forgets the requests that wait. Any thread.
     void RequestStop();
 

@@ -65,6 +65,9 @@ public:
     /// A new start: every symbol's rolls may be asked for once again.
     void BeginRun() { m_topics.BeginRun(); }
 
+    /// Removes what a process that was killed was writing of the files of rolls.
+    void RemoveStaleFiles() const { m_rolls.RemoveStaleFiles(); }
+
     /// Takes a request of another module. A failure becomes a line of the log.
     void OnTopicCommand(TextView strTopic, std::int32_t nType, std::int32_t nParameter, TextView strText,
                         VARIANT* pData);

@@ -234,6 +234,7 @@ void CLumivale::RemoveStaleFiles() const {
     platform::RemoveStaleReplacements(m_settings.GetConfigsPath());
     platform::RemoveStaleReplacements(m_settings.GetHomeDir() + u"Data");
     platform::RemoveStaleReplacements(m_settings.GetHomeDir() + u"Data/UserDefHotMonth");
+    m_answering.RemoveStaleFiles();
     for (const bool bPerUser : {false, true}) {
         const auto strRegistry = platform::GetRegistryPath(bPerUser);
         if (strRegistry) platform::RemoveStaleReplacements(strRegistry->substr(0, strRegistry->rfind(u'/')));

@@ -1,5 +1,7 @@
 #include "platform/files.h"
 
+#include <array>
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <fstream>
@@ -373,45 +375,69 @@ std::vector<std::string> ReadLines(const Text& strPath) {
     return arLines;
 }
 
-TEST(WriteSharedFile, WritesAFileForTheUserAloneOverTheOneThatIsThere) {
+TEST(ReplaceOrRemoveFile, WritesAFileForTheUserAloneOverTheOneThatIsThere) {
     const CTestFolder folder;
     bool bCreated = false;
-    EXPECT_TRUE(WriteSharedFile(folder / "file", "the first one", &bCreated));
+    EXPECT_TRUE(ReplaceOrRemoveFile(folder / "file", "the first one", &bCreated));
     EXPECT_TRUE(bCreated);
-    EXPECT_TRUE(WriteSharedFile(folder / "file", "bytes"));
+    EXPECT_TRUE(ReplaceOrRemoveFile(folder / "file", "bytes"));
     EXPECT_EQ(ReadWholeFile(folder / "file"), "bytes");
     EXPECT_EQ(GetMode(folder / "file"), 0600U);
 }
 
-TEST(WriteSharedFile, TellsAFileThatCannotBeCreatedFromOneThatCannotBeWritten) {
+TEST(ReplaceOrRemoveFile, TellsAFileThatCannotBeCreatedFromOneThatCannotBeWritten) {
     const CTestFolder folder;
     bool bCreated = true;
+    EXPECT_FALSE(ReplaceOrRemoveFile(folder / "none/file", "bytes", &bCreated));
+    EXPECT_FALSE(bCreated);
+    EXPECT_EQ(GetLastFileError(), ENOENT);
     ASSERT_TRUE(CreateFolders(folder / "folder"));
-    EXPECT_FALSE(WriteSharedFile(folder / "folder", "bytes", &bCreated));
+    bCreated = true;
+    EXPECT_FALSE(ReplaceOrRemoveFile(folder / "folder", "bytes", &bCreated));
     EXPECT_FALSE(bCreated);
     EXPECT_EQ(GetLastFileError(), EISDIR);
+    ASSERT_TRUE(WriteNewFile(folder / "file", "old"));
     const test::CFullDisk full(10'000);
-    EXPECT_FALSE(WriteSharedFile(folder / "file", std::string(20'000, 'x'), &bCreated));
+    EXPECT_FALSE(ReplaceOrRemoveFile(folder / "file", std::string(20'000, 'x'), &bCreated));
     EXPECT_TRUE(bCreated);
     EXPECT_EQ(GetLastFileError(), EFBIG);
     EXPECT_FALSE(FileExists(folder / "file"));
 }
 
-TEST(WriteSharedFile, FollowsNoLinkToAnotherPlace) {
+TEST(ReplaceOrRemoveFile, LeavesNoMomentWithoutAWholeFile) {
+    const CTestFolder folder;
+    const std::array<std::string, 2> arContents{std::string(20'000, 'a'), std::string(20'000, 'b')};
+    ASSERT_TRUE(ReplaceOrRemoveFile(folder / "file", arContents[0]));
+    std::atomic<bool> bDone = false;
+    std::thread writer([&] {
+        for (std::size_t i = 0; i < 200; ++i) ReplaceOrRemoveFile(folder / "file", arContents[i % 2]);
+        bDone = true;
+    });
+    int nBroken = 0;
+    while (!bDone) {
+        const auto strFound = ReadWholeFile(folder / "file");
+        if (!strFound || (*strFound != arContents[0] && *strFound != arContents[1])) ++nBroken;
+    }
+    writer.join();
+    EXPECT_EQ(nBroken, 0);
+}
+
+TEST(ReplaceOrRemoveFile, FollowsNoLinkToAnotherPlace) {
     const CTestFolder folder;
     ASSERT_TRUE(WriteNewFile(folder / "other", "kept"));
     std::filesystem::create_symlink(folder.GetPath() / "other", folder.GetPath() / "file");
-    EXPECT_FALSE(WriteSharedFile(folder / "file", "bytes"));
+    EXPECT_TRUE(ReplaceOrRemoveFile(folder / "file", "bytes"));
+    EXPECT_EQ(ReadWholeFile(folder / "file"), "bytes");
     EXPECT_EQ(ReadWholeFile(folder / "other"), "kept");
 }
 
 TEST(ForEachLine, GivesTheLinesWithoutTheirEnds) {
     const CTestFolder folder;
-    ASSERT_TRUE(WriteSharedFile(folder / "file", "a\r\n\nb\r\r\n\r\nlast\r"));
+    ASSERT_TRUE(ReplaceOrRemoveFile(folder / "file", "a\r\n\nb\r\r\n\r\nlast\r"));
     EXPECT_EQ(ReadLines(folder / "file"), (std::vector<std::string>{"a", "", "b\r", "", "last\r"}));
-    ASSERT_TRUE(WriteSharedFile(folder / "file", "a\n"));
+    ASSERT_TRUE(ReplaceOrRemoveFile(folder / "file", "a\n"));
     EXPECT_EQ(ReadLines(folder / "file"), (std::vector<std::string>{"a"}));
-    ASSERT_TRUE(WriteSharedFile(folder / "file", ""));
+    ASSERT_TRUE(ReplaceOrRemoveFile(folder / "file", ""));
     EXPECT_TRUE(ReadLines(folder / "file").empty());
 }
 
@@ -423,13 +449,13 @@ TEST(ForEachLine, GivesLinesOfAnyLengthWhole) {
         arLines.emplace_back(nLength, 'x');
         strBytes += arLines.back() + "\r\n";
     }
-    ASSERT_TRUE(WriteSharedFile(folder / "file", strBytes));
+    ASSERT_TRUE(ReplaceOrRemoveFile(folder / "file", strBytes));
     EXPECT_EQ(ReadLines(folder / "file"), arLines);
 }
 
 TEST(ForEachLine, EndsWhereItIsTold) {
     const CTestFolder folder;
-    ASSERT_TRUE(WriteSharedFile(folder / "file", "a\nb\nc\n"));
+    ASSERT_TRUE(ReplaceOrRemoveFile(folder / "file", "a\nb\nc\n"));
     int nLines = 0;
     EXPECT_TRUE(ForEachLine(folder / "file", [&](std::string_view strLine) {
         ++nLines;
@@ -449,7 +475,7 @@ TEST(ForEachLine, GivesNothingForWhatIsNoFile) {
 
 TEST(ForEachLine, IsRefusedWhileSomebodyWritesTheFile) {
     const CTestFolder folder;
-    ASSERT_TRUE(WriteSharedFile(folder / "file", "a\n"));
+    ASSERT_TRUE(ReplaceOrRemoveFile(folder / "file", "a\n"));
     const int nWriter = open(Narrow(folder / "file").c_str(), O_WRONLY);
     ASSERT_EQ(flock(nWriter, LOCK_EX), 0);
     EXPECT_FALSE(ForEachLine(folder / "file", [](std::string_view) { return true; }));

@@ -55,8 +55,9 @@ TEST_F(ServiceTest, InitTellsTheOptionsOfTheInstallation) {
 }
 
 TEST_F(ServiceTest, InitRemovesTheTemporaryFilesOfAKilledProcess) {
-    const std::vector<std::string> arStale = {"terminal/Configs/.lumivale-Ab12Cd.tmp",
-                                              "common/Qvant/.lumivale-000000.tmp"};
+    const std::vector<std::string> arStale = {
+        "terminal/Configs/.lumivale-Ab12Cd.tmp", "common/Qvant/.lumivale-000000.tmp",
+        "common/Qvant/HotChange/.lumivale-Gh56Ij.tmp", "common/Qvant/ExpireDate/.lumivale-Kl78Mn.tmp"};
     for (const std::string& strStale : arStale) m_folder.Write(strStale, "half");
     m_folder.Write("terminal/Configs/.lumivale-notes", "kept");
     Status(SYSTEM_STATUS_INIT);

@@ -86,4 +86,16 @@ bool ReplaceFile(TextView strPath, std::string_view strBytes) {
     return replacement.Commit();
 }
 
+bool ReplaceOrRemoveFile(TextView strPath, std::string_view strBytes, bool* pCreated) {
+    CFileReplacement replacement(strPath);
+    const bool bBegun = replacement.Write({});
+    const bool bWhole = replacement.Write(strBytes) && replacement.Flush();
+    const bool bReplaced = replacement.Commit();
+    if (pCreated) *pCreated = bBegun && (bReplaced || !bWhole);
+    if (bReplaced) return true;
+    const int nError = GetLastFileError();
+    unlink(ToPath(strPath).c_str());
+    return NoteFileError(nError);
+}
+
 }  // namespace qvant::platform

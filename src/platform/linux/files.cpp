@@ -21,11 +21,6 @@ namespace {
 
 constexpr mode_t USER_FOLDER = 0700;
 
-/// Writes, flushes and closes a new file.
-bool WriteAndClose(CDescriptor& file, std::string_view strBytes) {
-    return WriteAll(file.Get(), strBytes) && FlushFile(file.Get()) && file.Close();
-}
-
 /// Tells those who ask as well that the file is being written or read; where the file system has no locks, nobody is
 /// told. @return false when another one's lock stands against it
 bool TryLock(int nDescriptor, int nKind) { return flock(nDescriptor, nKind | LOCK_NB) == 0 || errno != EWOULDBLOCK; }
@@ -109,19 +104,6 @@ bool WriteNewFile(TextView strPath, std::string_view strBytes, bool* pCreated) {
     if (pCreated) *pCreated = file.IsOpen();
     if (!file.IsOpen()) return NoteFileError(errno);
     if (WriteAll(file.Get(), strBytes) && file.Close()) return true;
-    NoteFileError(errno);
-    unlink(strFile.c_str());
-    return false;
-}
-
-bool WriteSharedFile(TextView strPath, std::string_view strBytes, bool* pCreated) {
-    const std::string strFile = ToPath(strPath);
-    CDescriptor file(CreateUserFile(strFile, O_WRONLY | O_TRUNC | O_NOFOLLOW));
-    if (pCreated) *pCreated = file.IsOpen();
-    if (!file.IsOpen()) return NoteFileError(errno);
-    // A reader that came between holds up nobody: it has read an empty file.
-    TryLock(file.Get(), LOCK_EX);
-    if (WriteAndClose(file, strBytes)) return true;
     NoteFileError(errno);
     unlink(strFile.c_str());
     return false;
