@@ -5,8 +5,8 @@
 #include "model/contract_builder.h"
 #include "model/securities_parser.h"
 #include "model/stock_limits.h"
-#include "symbols/text_finder.h"
 #include "model/underlying_lists.h"
+#include "symbols/text_finder.h"
 
 namespace qvant {
 

@@ -46,7 +46,7 @@ TEST(UserFiles, AreTheUsersAloneWhateverTheMask) {
         const CMask mask(nMask);
         EXPECT_TRUE(ReplaceFile(folder / "replaced", "text"));
         EXPECT_TRUE(WriteNewFile(folder / "new", "text"));
-        EXPECT_TRUE(WriteSharedFile(folder / "shared", "text"));
+        EXPECT_TRUE(ReplaceOrRemoveFile(folder / "shared", "text"));
         const auto strTemporary = CreateTempFile(folder / "", u"TQD");
         ASSERT_TRUE(strTemporary);
         for (const char* pszName : {"replaced", "new", "shared"})
@@ -80,7 +80,7 @@ TEST(UserFiles, ShareMemoryWithTheUserAloneWhateverTheMask) {
 TEST(UserFiles, AreNarrowedWhenTheyAreReplaced) {
     const std::map<std::string, std::function<bool(const Text&)>> mapWays{
         {"whole", [](const Text& strPath) { return ReplaceFile(strPath, "new"); }},
-        {"in place", [](const Text& strPath) { return WriteSharedFile(strPath, "new"); }}};
+        {"whole or none", [](const Text& strPath) { return ReplaceOrRemoveFile(strPath, "new"); }}};
     for (const auto& [strWay, write] : mapWays) {
         const CScratchFolder folder;
         folder.Write("file", "old");
