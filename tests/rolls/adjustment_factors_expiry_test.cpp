@@ -1,5 +1,6 @@
 /// Adjustment factors that grow old.
 #include <atomic>
+#include <thread>
 
 #include "adjustment_factors_fixture.h"
 #include "platform/thread.h"
@@ -75,13 +76,17 @@ TEST_F(AdjustmentFactorsTest, ASymbolWithoutAnAnswerDoesNotKeepTheTimer) {
 TEST_F(AdjustmentFactorsTest, ExpiryAndRequestsMayRunAtOnce) {
     platform::CThread timer;
     std::atomic<bool> bDone = false;
+    std::atomic<int> nLooks = 0;
     ASSERT_TRUE(timer.Start("Timer800", [&] {
-        while (!bDone) m_factors.CheckExpireCQYZ(800);
+        for (; !bDone; ++nLooks) m_factors.CheckExpireCQYZ(800);
     }));
     for (int i = 0; i < 200; ++i) {
         Request(i % 2 == 0 ? HOT : STOCK);
         if (i % 10 == 0) m_clock.Pass(HOUR);
     }
+    m_clock.Pass(HOUR);
+    // The look behind this one begins with the hour gone.
+    for (const int nBefore = nLooks; nLooks < nBefore + 2;) std::this_thread::yield();
     bDone = true;
     timer.Wait();
     EXPECT_THAT(m_host.TakeTopics(), Contains(EndsWith("(empty)")));
