@@ -50,11 +50,12 @@ bool MayBeHuge(std::string_view strNumber) {
     return strNumber.size() > MOST_DIGITS || strNumber.find_first_of("eE") != std::string_view::npos;
 }
 
-/// The exact reading takes a number beyond all doubles for some other one or for an infinite one, the quick one always
-/// for an infinite one.
-bool IsFinite(const std::string& strNumber) {
+/// The quick reading takes a number beyond all doubles for an infinite one. The exact one takes it for some other one,
+/// or reads beyond its own tables: it mustn't come to that.
+bool IsBeyondDoubles(const std::string& strToken) {
+    if (strToken.front() == '"' || !MayBeHuge(strToken)) return false;
     rapidjson::Document value;
-    return !value.Parse(strNumber.c_str()).HasParseError() && std::isfinite(value.GetDouble());
+    return value.Parse(strToken.c_str()).HasParseError() || !std::isfinite(value.GetDouble());
 }
 
 std::string_view Between(const char* pBegin, const char* pEnd) {
@@ -101,13 +102,13 @@ bool ReadJsonToken(const JsonToken& token, rapidjson::Document& value) {
     const std::string strText(token.strText);
     value.SetNull();
     value.GetAllocator().Clear();
+    if (IsBeyondDoubles(strText)) return false;
     if (IsZero(strText)) {
         value.Parse(strText.c_str());
     } else {
         value.Parse<rapidjson::kParseFullPrecisionFlag>(strText.c_str());
     }
-    if (value.HasParseError()) return false;
-    return !value.IsDouble() || (std::isfinite(value.GetDouble()) && (!MayBeHuge(strText) || IsFinite(strText)));
+    return !value.HasParseError() && (!value.IsDouble() || std::isfinite(value.GetDouble()));
 }
 
 std::string WriteJsonValue(const rapidjson::Value& value) {

@@ -156,7 +156,8 @@ TEST(FactorText, ALongNumberStaysTheVeryNumberThatItWas) {
 }
 
 TEST(FactorText, ATextWithANumberBeyondAllDoublesGivesNothing) {
-    for (const char* pszNumber : {"1e309", "1844674407370955161e300", "-17976931348623159e292"}) {
+    for (const char* pszNumber : {"1e309", "1844674407370955161e300", "-17976931348623159e292",
+                                  "44444444444444444444444444444444444444444444444444e300"}) {
         for (const bool bRescale : {false, true}) {
             EXPECT_EQ(Enrich(std::string("{\"data\":[{\"sxd\":") + pszNumber + "}]}", bRescale), "") << pszNumber;
         }
