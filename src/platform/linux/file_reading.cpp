@@ -34,16 +34,19 @@ ssize_t ReadBytes(int nDescriptor, char* pBytes, std::size_t nRoom) {
 /// @param nExpected  in bytes; the file may have grown meanwhile
 template <class String>
 bool AppendRest(int nDescriptor, String& str, std::size_t nExpected) {
-    constexpr std::size_t PIECE = 65'536;
+    constexpr std::size_t LEAST_PIECE = 4'096;
+    constexpr std::size_t MOST_PIECE = 65'536;
     constexpr std::size_t UNIT = sizeof(typename String::value_type);
-    ReserveLarge(str, str.size() + std::min(nExpected / UNIT + PIECE, str.max_size() - str.size()));
+    // A unit more than the file has shows its end; a small file takes no more room than that.
+    const std::size_t nPiece = std::clamp(nExpected / UNIT + 1, LEAST_PIECE, MOST_PIECE);
+    ReserveLarge(str, str.size() + std::min(nExpected / UNIT + nPiece, str.max_size() - str.size()));
     for (;;) {
         const std::size_t nBefore = str.size();
-        str.resize(nBefore + PIECE);
-        const ssize_t nRead = ReadBytes(nDescriptor, reinterpret_cast<char*>(str.data() + nBefore), PIECE * UNIT);
+        str.resize(nBefore + nPiece);
+        const ssize_t nRead = ReadBytes(nDescriptor, reinterpret_cast<char*>(str.data() + nBefore), nPiece * UNIT);
         if (nRead < 0) return false;
         const std::size_t nUnits = static_cast<std::size_t>(nRead) / UNIT;
-        if (nUnits == PIECE) continue;
+        if (nUnits == nPiece) continue;
         str.resize(nBefore + nUnits);
         return true;
     }
